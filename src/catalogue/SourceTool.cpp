@@ -1,0 +1,63 @@
+#include "catalogue/SourceTool.h"
+
+#include <QList>
+
+SourceTool SourceTool::custom(const QString &folderName)
+{
+    SourceTool source(Kind::custom);
+    source.m_folderName = folderName;
+    return source;
+}
+
+QString SourceTool::description() const
+{
+    switch (m_kind) {
+    case Kind::ollama: return QStringLiteral("Ollama");
+    case Kind::lmStudio: return QStringLiteral("LM Studio");
+    case Kind::custom: return m_folderName;
+    case Kind::omlx: return QStringLiteral("oMLX");
+    case Kind::jan: return QStringLiteral("Jan");
+    case Kind::gpt4All: return QStringLiteral("GPT4All");
+    case Kind::drawThings: return QStringLiteral("Draw Things");
+    }
+    return {};
+}
+
+namespace {
+struct KindKey { SourceTool::Kind kind; const char16_t *key; };
+constexpr KindKey kindKeys[] = {
+    {SourceTool::Kind::ollama, u"ollama"},     {SourceTool::Kind::lmStudio, u"lmStudio"},
+    {SourceTool::Kind::custom, u"custom"},     {SourceTool::Kind::omlx, u"omlx"},
+    {SourceTool::Kind::jan, u"jan"},           {SourceTool::Kind::gpt4All, u"gpt4All"},
+    {SourceTool::Kind::drawThings, u"drawThings"},
+};
+} // namespace
+
+QString SourceTool::key() const
+{
+    return QString::fromUtf16(kindKeys[int(m_kind)].key);
+}
+
+std::optional<SourceTool::Kind> SourceTool::kindFromKey(const QString &key)
+{
+    for (const KindKey &entry : kindKeys) {
+        if (key == QString::fromUtf16(entry.key))
+            return entry.kind;
+    }
+    return std::nullopt;
+}
+
+const QList<SourceTool::Kind> &SourceTool::builtInKinds()
+{
+    static const QList<Kind> kinds{Kind::ollama, Kind::lmStudio, Kind::omlx,
+                                   Kind::jan,    Kind::gpt4All,  Kind::drawThings};
+    return kinds;
+}
+
+size_t qHash(const SourceTool &source, size_t seed)
+{
+    seed = qHashMulti(seed, int(source.kind()));
+    if (source.isCustom())
+        seed = qHash(source.folderName(), seed);
+    return seed;
+}

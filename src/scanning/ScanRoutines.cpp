@@ -1,0 +1,129 @@
+#include "scanning/ScanRoutines.h"
+
+#include "scanning/DirectoryWalker.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+namespace ScanRoutines {
+
+bool rootExists(const QString &path)
+{
+    return QFileInfo::exists(path);
+}
+
+QString homePath(const QString &relative)
+{
+    return QDir::homePath() + QLatin1Char('/') + relative;
+}
+
+namespace {
+bool hasAcceptedExtension(QByteArrayView name, const QList<QByteArray> &extensions)
+{
+    const QByteArrayView extension = DirectoryWalker::extension(name);
+    if (extension.isEmpty())
+        return false;
+    const bool ascii = std::all_of(extension.begin(), extension.end(),
+                                   [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    if (ascii) {
+        return std::any_of(extensions.begin(), extensions.end(), [&](const QByteArray &accepted) {
+            return extension.compare(accepted, Qt::CaseInsensitive) == 0;
+        });
+    }
+    // Full Unicode lower-casing can turn a non-ASCII letter into an ASCII one.
+    const QByteArray lowered = QFile::decodeName(extension.toByteArray()).toLower().toUtf8();
+    return extensions.contains(lowered);
+}
+
+QString withoutExtension(const QString &fileName)
+{
+    const qsizetype dot = fileName.lastIndexOf(QLatin1Char('.'));
+    return dot > 0 ? fileName.left(dot) : fileName;
+}
+} // namespace
+
+QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &extensions,
+                                    const SourceTool &source)
+{
+    QList<QByteArray> accepted;
+    for (const QString &extension : extensions)
+        accepted.append(extension.toUtf8());
+
+    QList<DetectedModel> models;
+    DirectoryWalker::walk(root, [&](const DirectoryWalker::Entry &entry) {
+        if (!hasAcceptedExtension(entry.name(), accepted))
+            return;
+        if (entry.type() != DirectoryWalker::EntryType::regular)
+            return;
+        const std::optional<QString> path = entry.path();
+        if (!path)
+            return;
+        const FileAttributes attributes = entry.attributes();
+        const QString name = withoutExtension(QFileInfo(*path).fileName());
+        models.append(DetectedModel::create(name, source, {*path}, attributes.size, attributes.modified));
+    });
+    return models;
+}
+
+QList<DetectedModel> scanModelTree(const QString &root, const SourceTool &source)
+{
+    using EntryType = DirectoryWalker::EntryType;
+    QList<DetectedModel> models;
+    const auto publishers = DirectoryWalker::list(root);
+    if (!publishers)
+        return models;
+    for (const DirectoryWalker::ListedEntry &publisher : *publishers) {
+        if (publisher.type != EntryType::directory)
+            continue;
+        const auto modelFolders = DirectoryWalker::list(publisher.path);
+        if (!modelFolders)
+            continue;
+        for (const DirectoryWalker::ListedEntry &folder : *modelFolders) {
+            if (folder.type != EntryType::directory)
+                continue;
+            if (std::optional<DetectedModel> model = makeDirectoryModel(folder.path, source))
+                models.append(*model);
+        }
+    }
+    return models;
+}
+
+std::optional<DetectedModel> makeDirectoryModel(const QString &directory, const SourceTool &source)
+{
+    QDateTime latest = distantPast();
+    qint64 total = 0;
+    QStringList files;
+    const bool walked = DirectoryWalker::walk(directory, [&](const DirectoryWalker::Entry &entry) {
+        if (entry.type() != DirectoryWalker::EntryType::regular)
+            return;
+        const std::optional<QString> path = entry.path();
+        if (!path)
+            return;
+        const FileAttributes attributes = entry.attributes();
+        total = addSizes(total, attributes.size);
+        if (attributes.modified > latest)
+            latest = attributes.modified;
+        files.append(*path);
+    });
+    if (!walked || files.isEmpty())
+        return std::nullopt;
+    return DetectedModel::create(QFileInfo(directory).fileName(), source, files, total, latest);
+}
+
+QStringList distinctRoots(const QStringList &roots)
+{
+    QStringList kept;
+    QStringList seenRealPaths;
+    for (const QString &root : roots) {
+        const QString real = QFileInfo(root).canonicalFilePath();
+        const QString identity = real.isEmpty() ? QDir::cleanPath(root) : real;
+        if (seenRealPaths.contains(identity))
+            continue;
+        seenRealPaths.append(identity);
+        kept.append(root);
+    }
+    return kept;
+}
+
+} // namespace ScanRoutines

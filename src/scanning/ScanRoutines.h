@@ -1,0 +1,36 @@
+#pragma once
+
+#include "catalogue/DetectedModel.h"
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <optional>
+
+// The walks that every scanner is built from. They only list folders and read
+// file attributes; they never open, write, move or delete a file, and they never
+// report errors: what cannot be read simply yields fewer models.
+namespace ScanRoutines {
+
+// True when anything exists at the path (a link at the end is followed).
+bool rootExists(const QString &path);
+
+// The absolute path of a folder inside the current user's home folder.
+QString homePath(const QString &relative);
+
+// One model per regular, non-hidden file below root whose lower-cased extension is
+// one of extensions (given in lower case), named after the file without its extension.
+QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &extensions,
+                                    const SourceTool &source);
+
+// One model per folder exactly two levels below root (publisher, then model) that
+// holds at least one regular file at any depth.
+QList<DetectedModel> scanModelTree(const QString &root, const SourceTool &source);
+
+// One model covering every regular file below directory, or nothing when there is none.
+std::optional<DetectedModel> makeDirectoryModel(const QString &directory, const SourceTool &source);
+
+// Roots that lead to the same real folder are walked once: keeps the first of each.
+QStringList distinctRoots(const QStringList &roots);
+
+} // namespace ScanRoutines

@@ -1,0 +1,64 @@
+#include "support/TempHome.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QStandardPaths>
+#include <QtGlobal>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+TempHome::TempHome()
+    : m_oldHome(qgetenv("HOME")), m_oldData(qgetenv("XDG_DATA_HOME")), m_oldConfig(qgetenv("XDG_CONFIG_HOME"))
+{
+    Q_ASSERT(m_dir.isValid());
+    qputenv("HOME", QFile::encodeName(m_dir.path()));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(m_dir.path() + QStringLiteral("/.local/share")));
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_dir.path() + QStringLiteral("/.config")));
+    QStandardPaths::setTestModeEnabled(false);
+}
+
+TempHome::~TempHome()
+{
+    // Folders a test made unreadable must be readable again to be removed.
+    QDir(m_dir.path()).removeRecursively();
+    qputenv("HOME", m_oldHome);
+    qputenv("XDG_DATA_HOME", m_oldData);
+    qputenv("XDG_CONFIG_HOME", m_oldConfig);
+}
+
+QString TempHome::filePath(const QString &relative) const
+{
+    return m_dir.path() + QLatin1Char('/') + relative;
+}
+
+QString TempHome::writeFile(const QString &relative, qint64 size, char fill) const
+{
+    return writeFile(relative, QByteArray(size, fill));
+}
+
+QString TempHome::writeFile(const QString &relative, const QByteArray &content) const
+{
+    const QString path = filePath(relative);
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(content) != content.size())
+        qFatal("cannot write test file %s", qPrintable(path));
+    return path;
+}
+
+QString TempHome::makeDir(const QString &relative) const
+{
+    const QString path = filePath(relative);
+    QDir().mkpath(path);
+    return path;
+}
+
+void TempHome::setModified(const QString &path, const QDateTime &when)
+{
+    const qint64 msecs = when.toMSecsSinceEpoch();
+    const struct timespec times[2] = {{msecs / 1000, (msecs % 1000) * 1000000},
+                                      {msecs / 1000, (msecs % 1000) * 1000000}};
+    ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, AT_SYMLINK_NOFOLLOW);
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QString>
+#include <QTemporaryDir>
+
+// A throw-away home folder for one test: HOME, XDG_DATA_HOME and XDG_CONFIG_HOME
+// point into it for as long as it lives, so no test ever sees the real home.
+class TempHome
+{
+public:
+    TempHome();
+    ~TempHome();
+    TempHome(const TempHome &) = delete;
+    TempHome &operator=(const TempHome &) = delete;
+
+    QString path() const { return m_dir.path(); }
+    // An absolute path inside the home folder.
+    QString filePath(const QString &relative) const;
+
+    // Creates a file (and its folders) holding `size` bytes of `fill`, or exactly `content`.
+    QString writeFile(const QString &relative, qint64 size, char fill = 'x') const;
+    QString writeFile(const QString &relative, const QByteArray &content) const;
+    QString makeDir(const QString &relative) const;
+    // Sets a file's modification time without following a link.
+    static void setModified(const QString &path, const QDateTime &when);
+
+private:
+    QTemporaryDir m_dir;
+    QByteArray m_oldHome, m_oldData, m_oldConfig;
+};
