@@ -25,6 +25,8 @@ public:
         QByteArrayView name() const { return QByteArrayView(m_name); }
         EntryType type() const { return m_type; }
         QByteArray nativePath() const;
+        // The folder the entry lies in, as the walk reached it.
+        const QByteArray &folderNativePath() const { return m_dirPath; }
         // The path as text, or nothing when the name cannot be represented as text
         // exactly (such a file could not be addressed again safely).
         std::optional<QString> path() const;
