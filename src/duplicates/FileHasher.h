@@ -1,0 +1,38 @@
+#pragma once
+
+#include "duplicates/DuplicateHashError.h"
+
+#include <QByteArray>
+#include <QString>
+#include <atomic>
+#include <functional>
+#include <variant>
+
+// The 32 raw bytes of a SHA-256 digest, or why it could not be computed.
+using DigestResult = std::variant<QByteArray, DuplicateHashError>;
+
+// Streams one file through SHA-256. Memory stays at one chunk whatever the file's
+// size (models of tens of gigabytes are normal), and cancellation is noticed
+// within one chunk.
+//
+// Only regular files are read. A FIFO, socket or device is never opened for
+// hashing (reading it could block forever or never end), and a symbolic link is
+// not followed: "verified" on a link and its own target would invite the user to
+// trash the target and leave the other entry dangling. Both end as unreadable
+// with a reason saying so. Other reasons are the C library's text for the error
+// (strerror_r, in the process's locale), e.g. "No such file or directory".
+class FileHasher
+{
+public:
+    static constexpr qint64 chunkSize = 65536;
+
+    // Called after every chunk with the number of bytes hashed so far.
+    using Progress = std::function<void(qint64 bytesHashed)>;
+
+    static DigestResult hashFile(const QString &path, const std::atomic<bool> *cancelled = nullptr,
+                                 const Progress &progress = {});
+
+    static QString cancelledReason();
+    static QString notRegularFileReason();
+    static QString symbolicLinkReason();
+};
