@@ -1,0 +1,194 @@
+#include "duplicates/DuplicateDetector.h"
+
+#include <QFile>
+#include <QMutexLocker>
+#include <QRegularExpression>
+
+#include <sys/stat.h>
+
+namespace {
+
+// Tried in this order, each once; see normalizedName.
+const QStringList &quantisationSuffixes()
+{
+    static const QStringList suffixes{
+        QStringLiteral("-q4_k_m"), QStringLiteral("-q4_k_s"), QStringLiteral("-q4_0"), QStringLiteral("-q4_1"),
+        QStringLiteral("-q5_k_m"), QStringLiteral("-q5_k_s"), QStringLiteral("-q5_0"), QStringLiteral("-q5_1"),
+        QStringLiteral("-q6_k"),   QStringLiteral("-q8_0"),   QStringLiteral("-q2_k"), QStringLiteral("-q3_k"),
+        QStringLiteral("-fp16"),   QStringLiteral("-bf16"),   QStringLiteral("-fp32"),
+        QStringLiteral("q4_k_m"),  QStringLiteral("q4_k_s"),  QStringLiteral("q4_0"),  QStringLiteral("q4_1"),
+        QStringLiteral("q5_k_m"),  QStringLiteral("q5_k_s"),  QStringLiteral("q5_0"),  QStringLiteral("q5_1"),
+        QStringLiteral("q6_k"),    QStringLiteral("q8_0"),    QStringLiteral("q2_k"),  QStringLiteral("q3_k"),
+        QStringLiteral("fp16"),    QStringLiteral("bf16"),    QStringLiteral("fp32"),
+    };
+    return suffixes;
+}
+
+qint64 sizeOnDisk(const QString &path)
+{
+    struct stat info {};
+    return ::lstat(QFile::encodeName(path).constData(), &info) == 0 ? qint64(info.st_size) : 0;
+}
+
+} // namespace
+
+QString DuplicateDetector::normalizedName(const QString &name)
+{
+    QString text = name.toLower();
+
+    // One pass in list order: a suffix uncovered by a later removal is not tried again.
+    for (const QString &suffix : quantisationSuffixes()) {
+        if (text.endsWith(suffix))
+            text.chop(suffix.size());
+    }
+
+    const qsizetype slash = text.indexOf(QLatin1Char('/'));
+    if (slash >= 0)
+        text.remove(0, slash + 1);
+
+    static const QRegularExpression separators(QStringLiteral("[-_:.() ]+"));
+    text.replace(separators, QStringLiteral("-"));
+
+    qsizetype first = 0;
+    qsizetype end = text.size();
+    while (first < end && text.at(first) == QLatin1Char('-'))
+        ++first;
+    while (end > first && text.at(end - 1) == QLatin1Char('-'))
+        --end;
+    return text.sliced(first, end - first);
+}
+
+qint64 DuplicateDetector::roundedSize(qint64 size)
+{
+    // Self-relative on purpose: the grain is about 1% of this very size. Negative sizes
+    // give a grain below 1, hence 1, and stay as they are.
+    qint64 grain = qint64(double(size) * 0.01);
+    if (grain < 1)
+        grain = 1;
+    qint64 rounded = 0;
+    if (__builtin_mul_overflow(size / grain, grain, &rounded))
+        qFatal("model size %lld cannot be rounded", static_cast<long long>(size));
+    return rounded;
+}
+
+QString DuplicateDetector::groupKey(const DetectedModel &model)
+{
+    return normalizedName(model.displayName) + QLatin1Char('|') + QString::number(roundedSize(model.sizeBytes));
+}
+
+void DuplicateDetector::markDuplicates(QList<DetectedModel> &models) const
+{
+    // One pass to bucket positions by key, one pass over the buckets: linear in the
+    // number of models. Identities are fresh per scan, so a position stands for its model.
+    QHash<QString, QList<qsizetype>> positionsByKey;
+    positionsByKey.reserve(models.size());
+    for (qsizetype i = 0; i < models.size(); ++i)
+        positionsByKey[groupKey(models.at(i))].append(i);
+
+    for (const QList<qsizetype> &positions : std::as_const(positionsByKey)) {
+        if (positions.size() < 2)
+            continue;
+        const QUuid group = QUuid::createUuid();
+        for (const qsizetype i : positions) {
+            DetectedModel &model = models[i];
+            model.duplicateGroup = group;
+            model.duplicateVerificationStatus = DuplicateVerificationStatus::unverified();
+        }
+    }
+}
+
+std::variant<QStringList, DuplicateHashError> DuplicateDetector::primaryFiles(const QList<DetectedModel> &members)
+{
+    QStringList primaries;
+    primaries.reserve(members.size());
+    for (const DetectedModel &member : members) {
+        if (member.filePaths.isEmpty())
+            return DuplicateHashError::missingPrimaryFile();
+        QString largest = member.filePaths.first();
+        qint64 largestSize = sizeOnDisk(largest);
+        for (qsizetype i = 1; i < member.filePaths.size(); ++i) {
+            const qint64 size = sizeOnDisk(member.filePaths.at(i));
+            if (size > largestSize) {
+                largest = member.filePaths.at(i);
+                largestSize = size;
+            }
+        }
+        primaries.append(largest);
+    }
+    return primaries;
+}
+
+DigestResult DuplicateDetector::cachedHash(const QString &path, const std::atomic<bool> *cancelled,
+                                           const FileHasher::Progress &progress)
+{
+    const SHACacheKey key = SHACacheKey::forFile(path);
+    {
+        const QMutexLocker locker(&shaCacheMutex);
+        const auto found = shaCache.constFind(key);
+        if (found != shaCache.cend())
+            return *found;
+    }
+
+    // Hash without holding the lock: other verifications may use the cache meanwhile.
+    DigestResult result = FileHasher::hashFile(path, cancelled, progress);
+    // A file written to while it was read gives a digest of neither version: hand it
+    // back, but do not let it stand for the version the key describes.
+    if (const QByteArray *digest = std::get_if<QByteArray>(&result); digest && SHACacheKey::forFile(path) == key) {
+        const QMutexLocker locker(&shaCacheMutex);
+        shaCache.insert(key, *digest);
+    }
+    return result;
+}
+
+VerificationOutcome DuplicateDetector::verifyGroup(const QUuid &groupID, const QList<DetectedModel> &models,
+                                                   const std::function<void(double)> &progress,
+                                                   const std::atomic<bool> *cancelled)
+{
+    QList<DetectedModel> members;
+    for (const DetectedModel &model : models) {
+        if (model.duplicateGroup == groupID)
+            members.append(model);
+    }
+    if (members.size() < 2)
+        return VerificationOutcome::different();
+
+    const auto primaries = primaryFiles(members);
+    if (const auto *error = std::get_if<DuplicateHashError>(&primaries))
+        return VerificationOutcome::failed(error->message());
+    const QStringList &files = std::get<QStringList>(primaries);
+    if (files.size() < 2)
+        return VerificationOutcome::different();
+
+    // Within a file, reported in steps of a hundredth at most, so a large file does not
+    // flood the caller; every finished file is reported.
+    const double fileCount = double(files.size());
+    double reported = 0;
+    const auto report = [&](double fraction, bool fileFinished) {
+        if (progress && (fraction >= reported + 0.01 || (fileFinished && fraction > reported))) {
+            reported = fraction;
+            progress(fraction);
+        }
+    };
+
+    QByteArray firstDigest;
+    for (qsizetype i = 0; i < files.size(); ++i) {
+        const QString &file = files.at(i);
+        FileHasher::Progress fileProgress;
+        if (progress) {
+            const qint64 expected = std::max<qint64>(sizeOnDisk(file), 1);
+            fileProgress = [&report, i, expected, fileCount](qint64 hashed) {
+                report((double(i) + std::min(1.0, double(hashed) / double(expected))) / fileCount, false);
+            };
+        }
+        const DigestResult result = cachedHash(file, cancelled, fileProgress);
+        if (const auto *error = std::get_if<DuplicateHashError>(&result))
+            return VerificationOutcome::failed(error->message());
+        const QByteArray &digest = std::get<QByteArray>(result);
+        report(double(i + 1) / fileCount, true);
+        if (i == 0)
+            firstDigest = digest;
+        else if (digest != firstDigest)
+            return VerificationOutcome::different();
+    }
+    return VerificationOutcome::identical();
+}
