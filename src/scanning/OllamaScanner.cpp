@@ -1,0 +1,67 @@
+#include "scanning/OllamaScanner.h"
+
+#include "scanning/DirectoryWalker.h"
+#include "scanning/OllamaManifest.h"
+#include "scanning/ScanRoutines.h"
+
+#include <QFileInfo>
+
+namespace {
+// "library" is the namespace of Ollama's own models, which it shows without one.
+const QString officialNamespace = QStringLiteral("library");
+
+// namespace/model/tag..., or nothing for a manifest too close to the registry folder.
+std::optional<QString> displayName(const QString &relativePath)
+{
+    const QStringList parts = relativePath.split(QLatin1Char('/'), Qt::SkipEmptyParts);
+    if (parts.size() < 3)
+        return std::nullopt;
+    const QString model = parts[0] == officialNamespace ? parts[1] : parts[0] + QLatin1Char('/') + parts[1];
+    return model + QLatin1Char(':') + parts.sliced(2).join(QLatin1Char(':'));
+}
+} // namespace
+
+OllamaScanner::OllamaScanner(QList<OllamaStore> stores) : m_stores(std::move(stores)) {}
+
+QStringList OllamaScanner::roots() const
+{
+    QStringList folders;
+    for (const OllamaStore &store : m_stores)
+        folders.append(store.modelsDir);
+    return ScanRoutines::distinctRoots(folders);
+}
+
+QList<DetectedModel> OllamaScanner::scan() const
+{
+    QList<DetectedModel> models;
+    for (const QString &folder : roots())
+        scanStore(OllamaStore{folder}, models);
+    return models;
+}
+
+void OllamaScanner::scanStore(const OllamaStore &store, QList<DetectedModel> &models)
+{
+    const QString registry = store.registryDir();
+    const QString blobs = store.blobsDir() + QLatin1Char('/');
+    DirectoryWalker::walk(registry, [&](const DirectoryWalker::Entry &entry) {
+        if (entry.type() != DirectoryWalker::EntryType::regular)
+            return;
+        const std::optional<QString> path = entry.path();
+        if (!path || !path->startsWith(registry))
+            return;
+        const std::optional<QString> name = displayName(path->sliced(registry.size()));
+        if (!name)
+            return;
+        const std::optional<OllamaManifest> manifest = OllamaManifest::read(*path);
+        if (!manifest)
+            return;
+        QStringList files{*path};
+        for (const QString &digest : manifest->allDigests()) {
+            const std::optional<QString> blobName = OllamaManifest::blobFileName(digest);
+            if (blobName && QFileInfo::exists(blobs + *blobName))
+                files.append(blobs + *blobName);
+        }
+        models.append(DetectedModel::create(*name, SourceTool::Kind::ollama, files, manifest->manifestSize(),
+                                            entry.attributes().modified));
+    });
+}
