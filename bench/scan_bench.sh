@@ -1,0 +1,65 @@
+#!/usr/bin/env bash
+# Scan speed against find(1): a custom folder of 200,000 files, about 1% of them model
+# files, scanned by `stashwell-cli scan` and listed by find with the same filter, in the
+# same run on the same warm tree. Prints the ratio; the target is at most 1.2.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+cli=${STASHWELL_CLI:-$root/build/src/cli/stashwell-cli}
+files=${BENCH_FILES:-200000}
+runs=${BENCH_RUNS:-7}
+[ -x "$cli" ] || { echo "build first: $cli not found" >&2; exit 1; }
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+tree="$work/tree"
+export HOME="$work/home" XDG_CONFIG_HOME="$work/home/.config" XDG_DATA_HOME="$work/home/.local/share"
+mkdir -p "$HOME"
+
+echo "Creating $files files in $tree ..."
+python3 - "$tree" "$files" <<'PY'
+import os, sys
+root, total = sys.argv[1], int(sys.argv[2])
+extensions = [".gguf", ".bin", ".safetensors"]
+made = 0
+folder = 0
+while made < total:
+    # 3 levels: 20 top folders, 10 below each, then leaf folders of 100 files.
+    path = os.path.join(root, f"top{folder % 20}", f"mid{(folder // 20) % 10}", f"leaf{folder}")
+    os.makedirs(path, exist_ok=True)
+    for i in range(min(100, total - made)):
+        name = f"file{i}.Q4_K_M{extensions[made % 3]}" if made % 100 == 0 else f"file{i}.txt"
+        with open(os.path.join(path, name), "wb") as f:
+            f.write(b"x" * (made % 7))
+        made += 1
+    folder += 1
+PY
+
+"$cli" folders add "$tree" >/dev/null
+
+best() { # best wall time in seconds of $runs runs of the given command
+    local best_ns=
+    for _ in $(seq "$runs"); do
+        local start end
+        start=$(date +%s%N)
+        "$@" >/dev/null
+        end=$(date +%s%N)
+        local ns=$((end - start))
+        if [ -z "$best_ns" ] || [ "$ns" -lt "$best_ns" ]; then best_ns=$ns; fi
+    done
+    echo "$best_ns"
+}
+
+# Warm the page cache and check both list the same number of model files.
+found=$(find "$tree" -type f \( -iname '*.gguf' -o -iname '*.bin' -o -iname '*.safetensors' \) -printf '%s %T@ %p\n' | wc -l)
+listed=$("$cli" scan --json | python3 -c 'import json,sys; print(json.load(sys.stdin)["modelCount"])')
+echo "find lists $found model files, stashwell-cli lists $listed models"
+[ "$found" -eq "$listed" ] || { echo "counts differ" >&2; exit 1; }
+
+find_ns=$(best find "$tree" -type f \( -iname '*.gguf' -o -iname '*.bin' -o -iname '*.safetensors' \) -printf '%s %T@ %p\n')
+scan_ns=$(best "$cli" scan)
+json_ns=$(best "$cli" scan --json)
+awk -v f="$find_ns" -v s="$scan_ns" -v j="$json_ns" 'BEGIN {
+    printf "find:                    %.3f s\n", f / 1e9
+    printf "stashwell-cli scan:      %.3f s  (ratio %.2f)\n", s / 1e9, s / f
+    printf "stashwell-cli scan --json: %.3f s  (ratio %.2f)\n", j / 1e9, j / f
+}'

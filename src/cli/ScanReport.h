@@ -1,0 +1,22 @@
+#pragma once
+
+#include "catalogue/DetectedModel.h"
+
+#include <QJsonObject>
+#include <QStringList>
+
+// What a scan found, written for a terminal or as one JSON object for scripts.
+struct ScanReport
+{
+    QList<DetectedModel> models;
+    QStringList unreadableFolders; // known model folders that exist but cannot be read
+
+    // Sections in the window's order, each model with its size, date and duplicate
+    // mark, then the totals and the reclaimable space.
+    QString text() const;
+    QJsonObject json() const;
+
+    static QJsonObject modelJson(const DetectedModel &model);
+    // "likely duplicate", "verified duplicate", "unable to verify: ..." or empty.
+    static QString duplicateMark(const DetectedModel &model);
+};

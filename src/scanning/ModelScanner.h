@@ -1,0 +1,42 @@
+#pragma once
+
+#include "catalogue/DetectedModel.h"
+#include "scanning/AppDetectionService.h"
+#include "scanning/CustomFolderScanner.h"
+#include "scanning/DrawThingsScanner.h"
+#include "scanning/GPT4AllScanner.h"
+#include "scanning/JanScanner.h"
+#include "scanning/LMStudioScanner.h"
+#include "scanning/OMLXScanner.h"
+#include "scanning/OllamaScanner.h"
+#include "services/PersistenceService.h"
+
+// One complete scan: every application's models, orphans marked, the user's folders
+// added, likely duplicates grouped. Built afresh for each scan and used once; it runs
+// on a background thread and shares nothing with anyone.
+class ModelScanner
+{
+public:
+    explicit ModelScanner(AppDetectionService appDetection = AppDetectionService(),
+                          OllamaScanner ollama = OllamaScanner());
+
+    QList<DetectedModel> scanAll() const;
+
+    // False when a model folder Stashwell knows exists but cannot be read, so the
+    // scan is limited (for example the system Ollama service's store).
+    bool canReadProtectedFolders() const { return unreadableModelFolders().isEmpty(); }
+    QStringList unreadableModelFolders() const;
+
+private:
+    QStringList knownModelFolders() const;
+
+    OllamaScanner ollamaScanner;
+    LMStudioScanner lmStudioScanner;
+    OMLXScanner omlxScanner;
+    JanScanner janScanner;
+    GPT4AllScanner gpt4AllScanner;
+    DrawThingsScanner drawThingsScanner;
+    CustomFolderScanner customFolderScanner;
+    AppDetectionService appDetectionService;
+    PersistenceService persistenceService;
+};

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "catalogue/DetectedModel.h"
+
+#include <QList>
+
+// Values derived from a scan's model list; each pass is linear in the number of models.
+namespace ModelSummary {
+
+qint64 totalSize(const QList<DetectedModel> &models);
+
+// The orphans' sizes, plus for each duplicate group every member but its largest.
+// A model that is both an orphan and a smaller group member counts twice, on purpose:
+// both ways of reclaiming the space are offered to the user.
+qint64 reclaimableSize(const QList<DetectedModel> &models);
+
+} // namespace ModelSummary

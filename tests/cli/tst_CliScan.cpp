@@ -1,0 +1,197 @@
+#include "support/TempHome.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTest>
+
+namespace {
+struct CliResult
+{
+    int exitCode = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+QByteArray manifest(const QList<std::pair<QByteArray, qint64>> &layers, const QByteArray &configDigest, qint64 configSize)
+{
+    QByteArray text = "{\"schemaVersion\":2,\"config\":{\"mediaType\":\"application/vnd.docker.container.image.v1+json\","
+                      "\"digest\":\"" + configDigest + "\",\"size\":" + QByteArray::number(configSize) + "},\"layers\":[";
+    for (qsizetype i = 0; i < layers.size(); ++i) {
+        text += (i ? "," : "") + QByteArray("{\"mediaType\":\"application/vnd.ollama.image.model\",\"digest\":\"")
+            + layers[i].first + "\",\"size\":" + QByteArray::number(layers[i].second) + "}";
+    }
+    return text + "]}";
+}
+} // namespace
+
+// Runs the real stashwell-cli over a home folder laid out like a real one.
+class TestCliScan : public QObject
+{
+    Q_OBJECT
+
+    CliResult cli(const TempHome &home, const QStringList &arguments, const QString &path = {})
+    {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("HOME"), home.path());
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral(".config")));
+        environment.insert(QStringLiteral("XDG_DATA_HOME"), home.filePath(QStringLiteral(".local/share")));
+        environment.remove(QStringLiteral("OLLAMA_MODELS"));
+        // Only the home's own programs folder: nothing installed on this machine counts.
+        environment.insert(QStringLiteral("PATH"), path.isEmpty() ? home.filePath(QStringLiteral("no-programs")) : path);
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(STASHWELL_CLI_PATH), arguments);
+        process.waitForFinished(60000);
+        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+    }
+
+    // Ollama (installed through an executable on PATH), LM Studio (an AppImage), and
+    // Jan, GPT4All, oMLX and Draw Things left behind by applications that are gone.
+    void layOutRealHome(const TempHome &home)
+    {
+        const QString ollama = QStringLiteral(".ollama/models/");
+        home.writeFile(ollama + QStringLiteral("blobs/sha256-aaa"), 10000);
+        home.writeFile(ollama + QStringLiteral("blobs/sha256-ccc"), 100);
+        home.writeFile(ollama + QStringLiteral("blobs/sha256-bbb"), 300);
+        const QByteArray llama = manifest({{"sha256:aaa", 10000}}, "sha256:ccc", 100);
+        home.writeFile(ollama + QStringLiteral("manifests/registry.ollama.ai/library/llama3/latest"), llama);
+        home.writeFile(ollama + QStringLiteral("manifests/registry.ollama.ai/someuser/phi/q4"),
+                       manifest({{"sha256:bbb", 300}, {"sha256:gone", 50}}, "sha256:ccc", 100));
+        home.writeFile(ollama + QStringLiteral("manifests/hf.co/org/repo/latest"), llama); // another registry: not listed
+        home.writeFile(ollama + QStringLiteral("manifests/registry.ollama.ai/library/broken/latest"), QByteArray("{oops"));
+        const QString program = home.writeFile(QStringLiteral("bin/ollama"), QByteArray("#!/bin/sh\n"));
+        QFile::setPermissions(program, QFile::permissions(program) | QFile::ExeUser | QFile::ExeOther);
+
+        home.writeFile(QStringLiteral(".lmstudio/models/lmstudio-community/Llama-3-8B-GGUF/Llama-3-8B-Q4_K_M.gguf"), 2000);
+        home.writeFile(QStringLiteral("Applications/LM-Studio-0.3.5-x64.AppImage"), 10);
+
+        home.writeFile(QStringLiteral(".local/share/Jan/data/llamacpp/models/qwen2.5-7b/model.gguf"), 700);
+        home.writeFile(QStringLiteral(".local/share/Jan/data/llamacpp/models/qwen2.5-7b/model.yml"), 7);
+        home.writeFile(QStringLiteral(".local/share/nomic.ai/GPT4All/Phi-3-mini.Q4_0.gguf"), 900);
+        home.writeFile(QStringLiteral(".omlx/models/mlx-community/Qwen3-4B-4bit/model.safetensors"), 400);
+        home.writeFile(QStringLiteral(".omlx/models/mlx-community/Qwen3-4B-4bit/config.json"), 4);
+        home.writeFile(QStringLiteral("Library/Containers/com.liuliu.draw-things/Data/Documents/Models/sd_v1.5.ckpt"), 600);
+
+        // The user's own folders: a copy of llama3 and a file that is no model.
+        home.writeFile(QStringLiteral("Models/llama3-latest.gguf"), 10100);
+        home.writeFile(QStringLiteral("Models/notes.txt"), 5);
+        home.writeFile(QStringLiteral("Models 10/tiny.bin"), 1);
+    }
+
+private slots:
+    void jsonListsExactlyWhatIsOnDisk()
+    {
+        TempHome home;
+        layOutRealHome(home);
+        QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("Models 10"))}).exitCode, 0);
+        QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("Models/"))}).exitCode, 0);
+
+        const CliResult result = cli(home, {QStringLiteral("scan"), QStringLiteral("--json")}, home.filePath(QStringLiteral("bin")));
+        QCOMPARE(result.exitCode, 0);
+        const QJsonObject report = QJsonDocument::fromJson(result.out).object();
+        const QJsonArray models = report.value(QStringLiteral("models")).toArray();
+
+        QStringList seen;
+        QHash<QString, QJsonObject> byName;
+        for (const QJsonValue &value : models) {
+            const QJsonObject model = value.toObject();
+            seen << model.value(QStringLiteral("sourceKind")).toString() + QLatin1Char('/') + model.value(QStringLiteral("displayName")).toString();
+            byName.insert(model.value(QStringLiteral("displayName")).toString(), model);
+        }
+        // Scan order: the six applications in turn, then the custom folders as stored.
+        QCOMPARE(seen, (QStringList{QStringLiteral("ollama/llama3:latest"), QStringLiteral("ollama/someuser/phi:q4"),
+                                    QStringLiteral("lmStudio/Llama-3-8B-GGUF"), QStringLiteral("omlx/Qwen3-4B-4bit"),
+                                    QStringLiteral("jan/qwen2.5-7b"), QStringLiteral("gpt4All/Phi-3-mini.Q4_0"),
+                                    QStringLiteral("drawThings/sd_v1.5"), QStringLiteral("custom/tiny"),
+                                    QStringLiteral("custom/llama3-latest")}));
+
+        const QJsonObject llama = byName.value(QStringLiteral("llama3:latest"));
+        const QString store = home.filePath(QStringLiteral(".ollama/models/"));
+        QCOMPARE(llama.value(QStringLiteral("filePaths")).toArray().toVariantList(),
+                 (QVariantList{store + QStringLiteral("manifests/registry.ollama.ai/library/llama3/latest"),
+                               store + QStringLiteral("blobs/sha256-ccc"), store + QStringLiteral("blobs/sha256-aaa")}));
+        QCOMPARE(llama.value(QStringLiteral("sizeBytes")).toInteger(), 10100);
+        QCOMPARE(llama.value(QStringLiteral("source")).toString(), QStringLiteral("Ollama"));
+        // The missing blob is not listed but still counts in the stated size.
+        QCOMPARE(byName.value(QStringLiteral("someuser/phi:q4")).value(QStringLiteral("filePaths")).toArray().size(), 3);
+        QCOMPARE(byName.value(QStringLiteral("someuser/phi:q4")).value(QStringLiteral("sizeBytes")).toInteger(), 450);
+
+        // Installed: Ollama and LM Studio. Everything else the scan found is left over.
+        for (const QString &name : byName.keys()) {
+            const QString kind = byName.value(name).value(QStringLiteral("sourceKind")).toString();
+            const bool expectOrphan = kind == QLatin1String("omlx") || kind == QLatin1String("jan")
+                || kind == QLatin1String("gpt4All") || kind == QLatin1String("drawThings");
+            QVERIFY2(byName.value(name).value(QStringLiteral("isOrphaned")).toBool() == expectOrphan, qPrintable(name));
+        }
+
+        const QJsonValue group = llama.value(QStringLiteral("duplicateGroup"));
+        QVERIFY(group.isString());
+        QCOMPARE(byName.value(QStringLiteral("llama3-latest")).value(QStringLiteral("duplicateGroup")), group);
+        QCOMPARE(byName.value(QStringLiteral("llama3-latest")).value(QStringLiteral("source")).toString(), QStringLiteral("Models"));
+        QVERIFY(byName.value(QStringLiteral("tiny")).value(QStringLiteral("duplicateGroup")).isNull());
+        QCOMPARE(llama.value(QStringLiteral("verification")).toString(), QStringLiteral("unverified"));
+
+        const qint64 total = 10100 + 450 + 2000 + 404 + 707 + 900 + 600 + 1 + 10100;
+        QCOMPARE(report.value(QStringLiteral("totalSize")).toInteger(), total);
+        QCOMPARE(report.value(QStringLiteral("reclaimableSize")).toInteger(), 404 + 707 + 900 + 600 + 10100);
+        QCOMPARE(report.value(QStringLiteral("modelCount")).toInteger(), 9);
+        QCOMPARE(report.value(QStringLiteral("permissionDenied")).toBool(), false);
+        QVERIFY(report.value(QStringLiteral("models")).toArray().first().toObject().value(QStringLiteral("lastModified")).isString());
+    }
+
+    void textReportFollowsTheWindowOrder()
+    {
+        TempHome home;
+        layOutRealHome(home);
+        cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("Models 10"))});
+        cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("Models"))});
+        const CliResult result = cli(home, {QStringLiteral("scan")}, home.filePath(QStringLiteral("bin")));
+        QCOMPARE(result.exitCode, 0);
+        const QString text = QString::fromUtf8(result.out);
+        QStringList headers;
+        for (const QString &line : text.split(QLatin1Char('\n'))) {
+            if (!line.isEmpty() && !line.startsWith(QLatin1Char(' ')))
+                headers << line.section(QStringLiteral(" ("), 0, 0);
+        }
+        QCOMPARE(headers, (QStringList{QStringLiteral("Orphaned Models"), QStringLiteral("Ollama"), QStringLiteral("LM Studio"),
+                                       QStringLiteral("Models"), QStringLiteral("Models 10"), QStringLiteral("Total: 25 KB in 9 models"),
+                                       QStringLiteral("Reclaimable: 13 KB")}));
+        QVERIFY(text.contains(QStringLiteral("  llama3:latest  10 KB  Modified ")));
+        QVERIFY(text.contains(QStringLiteral("(likely duplicate)")));
+        QVERIFY(text.contains(QStringLiteral("  sd_v1.5  [Draw Things]  600 bytes")));
+    }
+
+    void foldersCommandsShareThePreferencesAndRejectBadUsage()
+    {
+        TempHome home;
+        home.makeDir(QStringLiteral("A"));
+        QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("list")}).out, QByteArray());
+        QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("A"))}).exitCode, 0);
+        QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("A/"))}).exitCode, 0);
+        QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("list")}).out, QFile::encodeName(home.filePath(QStringLiteral("A"))) + "\n");
+        QVERIFY(QFile::exists(home.filePath(QStringLiteral(".config/Stashwell/Stashwell.conf"))));
+
+        const QList<QStringList> badUsages{{},
+                                           {QStringLiteral("scan"), QStringLiteral("--yaml")},
+                                           {QStringLiteral("frobnicate")},
+                                           {QStringLiteral("folders")},
+                                           {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("missing"))},
+                                           {QStringLiteral("folders"), QStringLiteral("remove"), home.filePath(QStringLiteral("B"))}};
+        for (const QStringList &arguments : badUsages) {
+            const CliResult result = cli(home, arguments);
+            QVERIFY2(result.exitCode == 2, qPrintable(arguments.join(QLatin1Char(' '))));
+            QCOMPARE(result.err.count('\n'), 1);
+            QVERIFY(result.out.isEmpty());
+        }
+        QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("remove"), home.filePath(QStringLiteral("A"))}).exitCode, 0);
+        QVERIFY(QDir(home.filePath(QStringLiteral("A"))).exists());
+        QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("list")}).out, QByteArray());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCliScan)
+#include "tst_CliScan.moc"

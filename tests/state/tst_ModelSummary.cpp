@@ -1,0 +1,82 @@
+#include "services/ByteCountFormatter.h"
+#include "state/ModelSections.h"
+#include "state/ModelSummary.h"
+
+#include <QTest>
+
+namespace {
+DetectedModel model(const QString &name, const SourceTool &source, qint64 size, bool orphaned = false,
+                    std::optional<QUuid> group = std::nullopt)
+{
+    DetectedModel m = DetectedModel::create(name, source, {QStringLiteral("/m/") + name}, size, distantPast());
+    m.isOrphaned = orphaned;
+    m.duplicateGroup = group;
+    return m;
+}
+} // namespace
+
+class TestModelSummary : public QObject
+{
+    Q_OBJECT
+private slots:
+    void reclaimableKeepsTheLargestOfEachGroupAndCountsOrphans()
+    {
+        using K = SourceTool::Kind;
+        QVERIFY(ModelSummary::reclaimableSize({}) == 0 && ModelSummary::totalSize({}) == 0);
+        const QUuid g1 = QUuid::createUuid(), g2 = QUuid::createUuid();
+        const QList<DetectedModel> models{
+            model(QStringLiteral("a"), K::ollama, 5, false, g1), model(QStringLiteral("b"), K::jan, 5, false, g1),
+            model(QStringLiteral("c"), K::jan, 3, false, g1),
+            // An orphan that is also a smaller member of its group counts twice.
+            model(QStringLiteral("d"), K::lmStudio, 10, false, g2), model(QStringLiteral("e"), K::gpt4All, 4, true, g2),
+            model(QStringLiteral("f"), K::omlx, 100),
+        };
+        QCOMPARE(ModelSummary::totalSize(models), 127);
+        QCOMPARE(ModelSummary::reclaimableSize(models), 8 + 4 + 4);
+    }
+
+    void sectionsFollowTheWindowOrder()
+    {
+        using K = SourceTool::Kind;
+        const QList<DetectedModel> models{
+            model(QStringLiteral("c1"), SourceTool::custom(QStringLiteral("Models 10")), 1),
+            model(QStringLiteral("d1"), K::drawThings, 1),
+            model(QStringLiteral("c2"), SourceTool::custom(QStringLiteral("ollama")), 1),
+            model(QStringLiteral("o1"), K::ollama, 2, true),
+            model(QStringLiteral("c3"), SourceTool::custom(QStringLiteral("Models 9")), 1),
+            model(QStringLiteral("l1"), K::lmStudio, 1),
+            model(QStringLiteral("o2"), K::ollama, 3),
+            model(QStringLiteral("l2"), K::lmStudio, 4),
+        };
+        const QList<ModelSection> sections = ModelSection::build(models);
+        QStringList titles;
+        for (const ModelSection &section : sections)
+            titles << section.title;
+        QCOMPARE(titles, (QStringList{QStringLiteral("Orphaned Models"), QStringLiteral("Ollama"), QStringLiteral("LM Studio"),
+                                      QStringLiteral("Draw Things"), QStringLiteral("Models 9"), QStringLiteral("Models 10"),
+                                      QStringLiteral("ollama")}));
+        QCOMPARE(sections[2].modelRows, (QList<qsizetype>{5, 7}));
+        QCOMPARE(sections[2].totalSize, 5);
+        QVERIFY(sections[0].isOrphans && !sections[1].isOrphans);
+
+        const QList<ModelSection> orphansOnly = ModelSection::build({model(QStringLiteral("x"), K::jan, 1, true)});
+        QCOMPARE(orphansOnly.size(), 1);
+        QVERIFY(orphansOnly[0].isOrphans);
+    }
+
+    void byteCountsReadLikeAFileManager()
+    {
+        QCOMPARE(ByteCountFormatter::format(0), QStringLiteral("Zero KB"));
+        QCOMPARE(ByteCountFormatter::format(1), QStringLiteral("1 byte"));
+        QCOMPARE(ByteCountFormatter::format(999), QStringLiteral("999 bytes"));
+        QCOMPARE(ByteCountFormatter::format(12345), QStringLiteral("12 KB"));
+        QCOMPARE(ByteCountFormatter::format(1234567), QStringLiteral("1.2 MB"));
+        QCOMPARE(ByteCountFormatter::format(4'661'224'676), QStringLiteral("4.66 GB"));
+        QCOMPARE(ByteCountFormatter::format(2'000'000'000), QStringLiteral("2 GB"));
+        QCOMPARE(ByteCountFormatter::format(999'999), QStringLiteral("1 MB"));
+        QCOMPARE(ByteCountFormatter::format(std::numeric_limits<qint64>::max()), QStringLiteral("9.22 EB"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestModelSummary)
+#include "tst_ModelSummary.moc"
