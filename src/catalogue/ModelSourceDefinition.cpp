@@ -22,7 +22,7 @@ QList<ModelSourceDefinition> makeDefinitions()
                   {s(u"LM-Studio*.AppImage"), s(u"LM_Studio*.AppImage"), s(u"LM Studio*.AppImage"),
                    s(u"LMStudio*.AppImage")},
                   {s(u"lm-studio.desktop"), s(u"lmstudio.desktop"), s(u"LM Studio.desktop")},
-                  {s(u"ai.lmstudio.LMStudio")}, {}, {s(u".lmstudio/bin/lms")}}});
+                  {}, {}, {s(u".lmstudio/bin/lms")}}});
 
     list.append({K::omlx, s(u"oMLX"), {s(u"~/.omlx/models/")}, {s(u"oMLX.app")}, {s(u"app.omlx")},
                  {{s(u"omlx")}, {}, {}, {}, {}, {}}});
@@ -33,7 +33,7 @@ QList<ModelSourceDefinition> makeDefinitions()
                   s(u"~/.local/share/Jan/data/llamacpp/models/"),
                   s(u"~/.local/share/Jan/data/mlx/models/")},
                  {s(u"Jan.app")}, {},
-                 {{s(u"jan"), s(u"Jan")}, {s(u"jan*.AppImage"), s(u"Jan*.AppImage")},
+                 {{s(u"jan"), s(u"Jan"), s(u"Jan-Desktop")}, {s(u"jan*.AppImage"), s(u"Jan*.AppImage")},
                   {s(u"jan.desktop"), s(u"Jan.desktop")}, {s(u"ai.jan.Jan")}, {s(u"jan")}, {}}});
 
     list.append({K::gpt4All, s(u"GPT4All"),
