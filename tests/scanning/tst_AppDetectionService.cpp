@@ -1,0 +1,271 @@
+#include "scanning/AppDetectionService.h"
+#include "support/TempHome.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTest>
+
+namespace QTest {
+// Failure messages show which path came back, or that none did.
+template<>
+char *toString(const std::optional<QString> &path)
+{
+    return path ? QTest::toString(*path) : qstrdup("nothing");
+}
+} // namespace QTest
+
+namespace {
+QString q(const char *text) { return QString::fromUtf8(text); }
+
+const ModelSourceDefinition &definition(SourceTool::Kind kind)
+{
+    return *ModelSourceDefinition::find(kind);
+}
+
+// A whole machine inside a temporary home: "root/..." stands for the system folders.
+struct Machine
+{
+    TempHome home;
+    AppSearchLocations locations;
+
+    Machine()
+    {
+        auto at = [this](std::initializer_list<const char *> relatives) {
+            QStringList paths;
+            for (const char *relative : relatives)
+                paths.append(home.filePath(q(relative)));
+            return paths;
+        };
+        locations.home = home.path();
+        locations.applicationFolders = at({"root/Applications", "Applications"});
+        locations.executableFolders = at({"root/usr/local/bin", "root/usr/bin"});
+        locations.packageFolders = at({"root/opt"});
+        locations.appImageFolders = at({"Applications", ".local/bin", "root/opt"});
+        locations.desktopEntryFolders = at({".local/share/applications", "root/usr/share/applications",
+                                            ".local/share/flatpak/exports/share/applications"});
+        locations.flatpakAppFolders = at({".local/share/flatpak/app", "root/var/lib/flatpak/app"});
+        locations.snapFolders = at({"root/snap"});
+        locations.otherRoots = at({"Desktop", "Downloads"});
+        locations.mountParents = at({"root/Volumes", "root/media/user", "root/mnt"});
+    }
+
+    AppDetectionService service() const { return AppDetectionService(locations); }
+
+    // A bundle folder, with an XML Info.plist naming the identifier when one is given. The
+    // identifier follows a nested dictionary, so only the top-level key may be taken.
+    QString bundle(const char *relative, const char *identifier = nullptr) const
+    {
+        const QString path = home.makeDir(q(relative));
+        if (identifier) {
+            home.writeFile(q(relative) + q("/Contents/Info.plist"),
+                           QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                                      "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+                                      "<plist version=\"1.0\"><dict>"
+                                      "<key>CFBundleName</key><string>App</string>"
+                                      "<key>NSServices</key><array><dict><key>CFBundleIdentifier</key>"
+                                      "<string>ai.elementlabs.lmstudio</string></dict></array>"
+                                      "<key>LSRequiresNativeExecution</key><true/>"
+                                      "<key>CFBundleIdentifier</key><string>")
+                               + identifier + "</string></dict></plist>\n");
+        }
+        return path;
+    }
+
+    QString executable(const char *relative, bool runnable = true) const
+    {
+        const QString path = home.writeFile(q(relative), QByteArray("#!/bin/sh\n"));
+        QFile::setPermissions(path, runnable ? QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner
+                                             : QFile::ReadOwner | QFile::WriteOwner);
+        return path;
+    }
+};
+} // namespace
+
+class TestAppDetectionService : public QObject
+{
+    Q_OBJECT
+private slots:
+    void bundlesWithoutIdentifiersCountByNameAlone()
+    {
+        Machine machine;
+        const QString jan = machine.bundle("Applications/Jan.app");
+        const QString gpt4All = machine.bundle("root/Applications/GPT4All.app");
+        QCOMPARE(machine.service().appPathInApplicationFolders(definition(SourceTool::Kind::jan)), jan);
+        QCOMPARE(machine.service().installedAppPath(definition(SourceTool::Kind::gpt4All)), gpt4All);
+    }
+
+    void bundleIdentifierMustMatchAndSearchGoesOn()
+    {
+        Machine machine;
+        const auto &lmStudio = definition(SourceTool::Kind::lmStudio);
+        machine.bundle("root/Applications/LM Studio.app", "com.example.notlmstudio");
+        machine.bundle("Applications/LM Studio.app"); // no Info.plist at all
+        machine.home.writeFile(q("Applications/Bionic.app/Contents/Info.plist"),
+                               QByteArray("bplist00\xd1\x01\x02", 11)); // binary list: unreadable here
+        QVERIFY(!machine.service().appPathInApplicationFolders(lmStudio));
+
+        const QString onDesktop = machine.bundle("Desktop/Bionic.app", "ai.elementlabs.bionic");
+        QCOMPARE(machine.service().installedAppPath(lmStudio), onDesktop);
+    }
+
+    void onlyFoldersEndingInLowerCaseAppAreBundles()
+    {
+        Machine machine;
+        machine.home.writeFile(q("root/Applications/Ollama.app"), QByteArray("not a folder"));
+        QVERIFY(!machine.service().installedAppPath(definition(SourceTool::Kind::ollama)));
+
+        ModelSourceDefinition shouting = definition(SourceTool::Kind::jan);
+        shouting.appBundleNames = {q("Jan.APP")};
+        machine.bundle("Applications/Jan.APP");
+        QVERIFY(!machine.service().appPathInApplicationFolders(shouting));
+
+        // A link to a bundle folder is followed.
+        const QString real = machine.bundle("elsewhere/Jan.app");
+        QVERIFY(QFile::link(real, machine.home.filePath(q("root/Applications/Jan.app"))));
+        QVERIFY(machine.service().appPathInApplicationFolders(definition(SourceTool::Kind::jan)));
+    }
+
+    void otherLocationsFindBundlesOnDesktopDownloadsAndDisks_data()
+    {
+        QTest::addColumn<QString>("relative");
+        QTest::addColumn<bool>("found");
+        QTest::newRow("desktop") << q("Desktop/Ollama.app") << true;
+        QTest::newRow("downloads") << q("Downloads/Ollama.app") << true;
+        QTest::newRow("disk applications") << q("root/Volumes/External/Applications/Ollama.app") << true;
+        QTest::newRow("media mount") << q("root/media/user/USB/Ollama.app") << true;
+        QTest::newRow("mnt applications") << q("root/mnt/data/Applications/Ollama.app") << true;
+        QTest::newRow("application subfolder") << q("root/Applications/AI/Ollama.app") << false;
+        QTest::newRow("hidden mount") << q("root/media/user/.hidden/Ollama.app") << false;
+    }
+
+    void otherLocationsFindBundlesOnDesktopDownloadsAndDisks()
+    {
+        QFETCH(QString, relative);
+        QFETCH(bool, found);
+        Machine machine;
+        const QString path = machine.bundle(relative.toUtf8().constData(), "com.electron.ollama");
+        const auto answer = machine.service().installedAppPath(definition(SourceTool::Kind::ollama));
+        QCOMPARE(answer, found ? std::optional<QString>(path) : std::nullopt);
+    }
+
+    void executablesAndAppImagesAreFoundWhereInstallersPutThem()
+    {
+        Machine machine;
+        const auto service = machine.service();
+        machine.executable("root/usr/local/bin/ollama", false);
+        machine.home.makeDir(q("root/usr/bin/ollama"));
+        QVERIFY(!service.installedAppPath(definition(SourceTool::Kind::ollama)));
+        // Installed as a link to the real program elsewhere.
+        const QString real = machine.executable("root/usr/lib/ollama/ollama");
+        QVERIFY(QFile::remove(machine.home.filePath(q("root/usr/local/bin/ollama"))));
+        QVERIFY(QFile::link(real, machine.home.filePath(q("root/usr/local/bin/ollama"))));
+        QCOMPARE(service.appPathInApplicationFolders(definition(SourceTool::Kind::ollama)),
+                 machine.home.filePath(q("root/usr/local/bin/ollama")));
+
+        const QString packaged = machine.executable("root/opt/LM-Studio/lm-studio");
+        QCOMPARE(service.appPathInApplicationFolders(definition(SourceTool::Kind::lmStudio)), packaged);
+
+        machine.home.writeFile(q("Applications/jan-0.5.AppImage.part"), 4);
+        machine.home.writeFile(q("Applications/JAN-0.5.APPIMAGE"), 4);
+        QVERIFY(!service.installedAppPath(definition(SourceTool::Kind::jan)));
+        const QString onDisk = machine.home.writeFile(q("root/media/user/USB/Jan_0.6.1_amd64.AppImage"), 4);
+        QCOMPARE(service.appPathInOtherLocations(definition(SourceTool::Kind::jan)), onDisk);
+        const QString appImage = machine.home.writeFile(q("Applications/LM-Studio-0.3.5.AppImage"), 4);
+        QVERIFY(QFile::remove(packaged));
+        QCOMPARE(service.appPathInApplicationFolders(definition(SourceTool::Kind::lmStudio)), appImage);
+
+        const QString chat = machine.executable("gpt4all/bin/chat");
+        QCOMPARE(service.appPathInApplicationFolders(definition(SourceTool::Kind::gpt4All)), chat);
+    }
+
+    void desktopEntriesCountUnlessTheirProgramIsGone()
+    {
+        Machine machine;
+        const auto service = machine.service();
+        const auto &jan = definition(SourceTool::Kind::jan);
+        machine.home.writeFile(q(".local/share/applications/jan.desktop"),
+                               QByteArray("[Desktop Entry]\nType=Application\nTryExec=jan-missing\nIcon=stale\n"));
+        const QString system = machine.home.writeFile(
+            q("root/usr/share/applications/jan.desktop"),
+            QByteArray("# Jan\n[Desktop Entry]\nName=Jan\nExec=jan %U\nIcon = jan\nNoDisplay=true\n"
+                       "[Desktop Action New]\nIcon=other\n"));
+        QCOMPARE(service.appPathFromWorkspace(jan), system);
+        QCOMPARE(service.desktopEntryIconName(jan), q("jan"));
+
+        // The installer's entry points at its program by full path, quoted.
+        const auto &gpt4All = definition(SourceTool::Kind::gpt4All);
+        const QString chat = machine.home.filePath(q("gpt4 all/bin/chat"));
+        const QString entry = machine.home.writeFile(
+            q(".local/share/applications/GPT4All.desktop"),
+            (q("[Desktop Entry]\nExec=\"") + chat + q("\"\nIcon=") + chat + q("-48.png\n")).toUtf8());
+        QVERIFY(!service.appPathFromWorkspace(gpt4All));
+        QVERIFY(!service.desktopEntryIconName(gpt4All));
+        machine.executable("gpt4 all/bin/chat");
+        QCOMPARE(service.appPathFromWorkspace(gpt4All), entry);
+        QCOMPARE(service.desktopEntryIconName(gpt4All), chat + q("-48.png"));
+    }
+
+    void flatpakAndSnapInstallsCount()
+    {
+        Machine machine;
+        const auto service = machine.service();
+        const auto &gpt4All = definition(SourceTool::Kind::gpt4All);
+        machine.home.makeDir(q("root/var/lib/flatpak/app/io.gpt4all.gpt4all")); // left behind, empty
+        QVERIFY(!service.installedAppPath(gpt4All));
+        const QString arch = machine.home.makeDir(q("root/var/lib/flatpak/app/io.gpt4all.gpt4all/x86_64/stable"));
+        QCOMPARE(service.appPathFromWorkspace(gpt4All), QFileInfo(arch).path());
+        QVERIFY(QFile::link(q("x86_64/stable"),
+                            machine.home.filePath(q("root/var/lib/flatpak/app/io.gpt4all.gpt4all/current"))));
+        QCOMPARE(service.appPathFromWorkspace(gpt4All),
+                 machine.home.filePath(q("root/var/lib/flatpak/app/io.gpt4all.gpt4all/current")));
+
+        machine.home.writeFile(q(".local/share/flatpak/exports/share/applications/io.gpt4all.gpt4all.desktop"),
+                               QByteArray("[Desktop Entry]\nExec=flatpak run io.gpt4all.gpt4all\n"
+                                          "Icon=io.gpt4all.gpt4all\n"));
+        QCOMPARE(service.desktopEntryIconName(gpt4All), q("io.gpt4all.gpt4all"));
+
+        const QString snap = machine.home.makeDir(q("root/snap/ollama/current"));
+        QCOMPARE(service.appPathFromWorkspace(definition(SourceTool::Kind::ollama)), snap);
+    }
+
+    void checksAreAskedInOrder()
+    {
+        Machine machine;
+        const auto service = machine.service();
+        const auto &ollama = definition(SourceTool::Kind::ollama);
+        const QString third = machine.bundle("Downloads/Ollama.app", "com.electron.ollama");
+        const QString second = machine.home.makeDir(q("root/snap/ollama"));
+        const QString first = machine.executable("root/usr/bin/ollama");
+        QCOMPARE(service.installedAppPath(ollama), first);
+        QVERIFY(QFile::remove(first));
+        QCOMPARE(service.installedAppPath(ollama), second);
+        QVERIFY(QDir(second).removeRecursively());
+        QCOMPARE(service.installedAppPath(ollama), third);
+    }
+
+    void locationsOfThisMachineFollowTheEnvironment()
+    {
+        TempHome home;
+        const QByteArray oldPath = qgetenv("PATH");
+        const std::optional<QByteArray> oldDataDirs = qEnvironmentVariableIsSet("XDG_DATA_DIRS")
+            ? std::optional(qgetenv("XDG_DATA_DIRS")) : std::nullopt;
+        qputenv("PATH", "/custom/bin::relative/bin:/usr/bin");
+        qunsetenv("XDG_DATA_DIRS");
+        const AppSearchLocations locations = AppSearchLocations::forThisMachine();
+        qputenv("PATH", oldPath);
+        if (oldDataDirs)
+            qputenv("XDG_DATA_DIRS", *oldDataDirs);
+
+        QCOMPARE(locations.home, home.path());
+        QCOMPARE(locations.executableFolders, (QStringList{q("/custom/bin"), q("/usr/bin"), q("/usr/local/bin")}));
+        QCOMPARE(locations.desktopEntryFolders.mid(0, 3),
+                 (QStringList{home.filePath(q(".local/share/applications")), q("/usr/local/share/applications"),
+                              q("/usr/share/applications")}));
+        QVERIFY(locations.otherRoots.contains(home.filePath(q("Desktop"))));
+        QVERIFY(locations.appImageFolders.contains(home.filePath(q("Applications"))));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestAppDetectionService)
+#include "tst_AppDetectionService.moc"
