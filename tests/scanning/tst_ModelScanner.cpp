@@ -1,0 +1,107 @@
+#include "scanning/ModelScanner.h"
+#include "support/TempHome.h"
+#include "support/UnprivilegedRun.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTest>
+
+#include <sys/stat.h>
+
+namespace {
+// Every place installed-app detection looks lies inside the temporary home.
+AppSearchLocations locationsIn(const TempHome &home)
+{
+    AppSearchLocations locations;
+    locations.home = home.path();
+    locations.applicationFolders = {home.filePath(QStringLiteral("Applications"))};
+    locations.executableFolders = {home.filePath(QStringLiteral("bin"))};
+    locations.otherRoots = {home.filePath(QStringLiteral("Desktop")), home.filePath(QStringLiteral("Downloads"))};
+    return locations;
+}
+
+OllamaScanner ollamaIn(const TempHome &home)
+{
+    OllamaStoreLocator::Inputs inputs;
+    inputs.userModelsDir = home.filePath(QStringLiteral(".ollama/models"));
+    inputs.serviceModelsDir = home.filePath(QStringLiteral("system/ollama/.ollama/models"));
+    return OllamaScanner(OllamaStoreLocator(inputs).stores());
+}
+
+void writeOllamaModel(const TempHome &home)
+{
+    home.writeFile(QStringLiteral(".ollama/models/blobs/sha256-1"), 4);
+    home.writeFile(QStringLiteral(".ollama/models/manifests/registry.ollama.ai/library/m/latest"),
+                   QByteArray(R"({"config":{"digest":"sha256:1","mediaType":"c","size":4},"layers":[)"
+                              R"({"digest":"sha256:2","mediaType":"m","size":6}]})"));
+}
+} // namespace
+
+class TestModelScanner : public QObject
+{
+    Q_OBJECT
+private slots:
+    void orphansAreModelsOfApplicationsThatAreGone()
+    {
+        TempHome home;
+        writeOllamaModel(home);
+        home.writeFile(QStringLiteral(".cache/gpt4all/a.gguf"), 3);
+        const ModelScanner absent(AppDetectionService(locationsIn(home)), ollamaIn(home));
+        QList<DetectedModel> models = absent.scanAll();
+        QCOMPARE(models.size(), 2);
+        QVERIFY(models[0].isOrphaned && models[1].isOrphaned);
+        QCOMPARE(models[0].sourceTool, SourceTool(SourceTool::Kind::ollama));
+        QCOMPARE(models[0].filePaths.size(), 2); // the manifest and the one blob still there
+
+        // With the application present, even a model whose blobs are missing is no orphan.
+        const QString program = home.writeFile(QStringLiteral("bin/ollama"), QByteArray("#!/bin/sh\n"));
+        QVERIFY(QFile::setPermissions(program, QFile::permissions(program) | QFile::ExeUser));
+        models = ModelScanner(AppDetectionService(locationsIn(home)), ollamaIn(home)).scanAll();
+        QVERIFY(!models[0].isOrphaned);
+        QVERIFY(models[1].isOrphaned);
+    }
+
+    void customFoldersAreNeverOrphansAndMayRepeatABuiltInFolder()
+    {
+        TempHome home;
+        home.writeFile(QStringLiteral(".cache/gpt4all/phi.gguf"), 3);
+        PersistenceService().save({home.filePath(QStringLiteral(".cache/gpt4all"))});
+        const QList<DetectedModel> models = ModelScanner(AppDetectionService(locationsIn(home)), ollamaIn(home)).scanAll();
+        QCOMPARE(models.size(), 2);
+        QCOMPARE(models[0].sourceTool, SourceTool(SourceTool::Kind::gpt4All));
+        QVERIFY(models[0].isOrphaned);
+        QCOMPARE(models[1].sourceTool, SourceTool::custom(QStringLiteral("gpt4all")));
+        QVERIFY(!models[1].isOrphaned);
+        // The same file found twice is grouped as a likely duplicate of itself.
+        QVERIFY(models[0].duplicateGroup && models[0].duplicateGroup == models[1].duplicateGroup);
+    }
+
+    void probeReportsKnownFoldersThatCannotBeRead()
+    {
+        TempHome home;
+        shareWithUnprivileged(QFile::encodeName(home.path()).constData());
+        const ModelScanner scanner(AppDetectionService(locationsIn(home)), ollamaIn(home));
+        QVERIFY(scanner.canReadProtectedFolders()); // nothing there at all
+
+        writeOllamaModel(home);
+        home.writeFile(QStringLiteral("system/ollama/.ollama/models/blobs/x"), 1);
+        // The service user's home, closed to everyone else, as the Ollama installer makes it.
+        const QByteArray closed = QFile::encodeName(home.filePath(QStringLiteral("system/ollama")));
+        QCOMPARE(::chmod(closed.constData(), 0700), 0);
+        for (const QString &folder : {home.path() + QStringLiteral("/.ollama"), home.filePath(QStringLiteral(".ollama/models")),
+                                      home.filePath(QStringLiteral(".ollama/models/blobs")),
+                                      home.filePath(QStringLiteral(".ollama/models/manifests"))})
+            ::chmod(QFile::encodeName(folder).constData(), 0755);
+
+        const QString expected = home.filePath(QStringLiteral("system/ollama/.ollama/models"));
+        QVERIFY(runUnprivileged([&] {
+            const QStringList unreadable = scanner.unreadableModelFolders();
+            return unreadable == QStringList{expected} && !scanner.canReadProtectedFolders();
+        }));
+        ::chmod(closed.constData(), 0755);
+        QVERIFY(runUnprivileged([&] { return scanner.canReadProtectedFolders(); }));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestModelScanner)
+#include "tst_ModelScanner.moc"
