@@ -319,6 +319,9 @@ std::optional<QString> OllamaManifest::blobFileName(const QString &digest)
     if (name.isEmpty() || name == QLatin1String(".") || name == QLatin1String("..")
         || name.contains(QLatin1Char('/')) || name.contains(QChar(u'\0')))
         return std::nullopt;
+    // A bare "sha256:" names no content at all, so no blob file can be its.
+    if (name == QLatin1String("sha256-"))
+        return std::nullopt;
     // Text the file system would spell differently could name some other file.
     if (QFile::decodeName(QFile::encodeName(name)) != name)
         return std::nullopt;

@@ -46,7 +46,8 @@ struct OllamaManifest
 
     // The blob file name of a digest: every "sha256:" becomes "sha256-", nothing else
     // changes. A name that could leave the blobs folder or not name a file in it (a "/",
-    // ".", "..", empty, a NUL, or text the file system cannot spell) gives nothing: such
-    // a digest is treated as a missing blob and is never listed, counted, hashed or moved.
+    // ".", "..", empty, a NUL, a bare "sha256:" without a hash, or text the file system
+    // cannot spell) gives nothing: such a digest is treated as a missing blob and is
+    // never listed, counted, hashed or moved.
     static std::optional<QString> blobFileName(const QString &digest);
 };
