@@ -1,0 +1,21 @@
+#include "state/DeletionResult.h"
+
+QString DeletionResult::messageText() const
+{
+    if (moved == 0)
+        return QStringLiteral("No models were moved to Trash");
+    // The plural follows the number asked for, not the number moved.
+    return QStringLiteral("%1 of %2 model%3 moved to Trash. %4 failed.")
+        .arg(moved)
+        .arg(requested)
+        .arg(requested == 1 ? QString() : QStringLiteral("s"))
+        .arg(failures.size());
+}
+
+QString DeletionResult::informativeText() const
+{
+    QStringList lines;
+    for (const DeleteFailure &failure : failures)
+        lines << failure.modelName + QStringLiteral(" - ") + failure.reason;
+    return lines.join(QLatin1Char('\n'));
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+// One model that could not be moved to the Trash, and why, in words the user reads.
+struct DeleteFailure
+{
+    QString modelName;
+    QString reason;
+};
+
+// What one deletion did: how many models were asked for, which moved, which failed.
+struct DeletionResult
+{
+    int requested = 0;
+    int moved = 0;
+    QList<DeleteFailure> failures;
+    QStringList trashedPaths; // every file or folder that went to the Trash, in order
+
+    // The alert is shown only when something failed.
+    bool needsAlert() const { return !failures.isEmpty(); }
+    // "No models were moved to Trash", or "2 of 3 models moved to Trash. 1 failed."
+    QString messageText() const;
+    // One line per failure: "name - reason".
+    QString informativeText() const;
+};

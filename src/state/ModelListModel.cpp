@@ -1,0 +1,148 @@
+#include "state/ModelListModel.h"
+
+#include "scanning/CustomFolderScanner.h"
+#include "services/ByteCountFormatter.h"
+#include "state/ModelSections.h"
+
+#include <QDir>
+#include <QLocale>
+
+namespace {
+// The stored folder a custom section's models were scanned from: the folder whose
+// name matches and which holds the section's first file.
+QString folderOf(const ModelSection &section, const QList<DetectedModel> &models, const QStringList &customFolders)
+{
+    const QString firstFile = models[section.modelRows.first()].filePaths.value(0);
+    QString byName;
+    for (const QString &folder : customFolders) {
+        if (CustomFolderScanner::folderName(folder) != section.source.folderName())
+            continue;
+        if (byName.isEmpty())
+            byName = folder;
+        if (firstFile.startsWith(QDir::cleanPath(folder) + QLatin1Char('/')))
+            return folder;
+    }
+    return byName;
+}
+
+QString badgeName(const DetectedModel &model)
+{
+    if (!model.duplicateGroup)
+        return QStringLiteral("none");
+    switch (model.duplicateVerificationStatus.state()) {
+    case DuplicateVerificationStatus::State::unverified: return QStringLiteral("likely");
+    case DuplicateVerificationStatus::State::verified: return QStringLiteral("verified");
+    case DuplicateVerificationStatus::State::unableToVerify: return QStringLiteral("unable");
+    }
+    return QStringLiteral("none");
+}
+} // namespace
+
+QString ModelListModel::modifiedText(const QDateTime &date)
+{
+    return QStringLiteral("Modified ") + QLocale().toString(date.toLocalTime().date(), QStringLiteral("MMM d, yyyy"));
+}
+
+int ModelListModel::rowCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : int(m_rows.size());
+}
+
+QHash<int, QByteArray> ModelListModel::roleNames() const
+{
+    return {{RowKindRole, "rowKind"},         {TitleRole, "title"},
+            {CountRole, "count"},             {SizeBytesRole, "sizeBytes"},
+            {SizeTextRole, "sizeText"},       {WarningRole, "warning"},
+            {SourceKindRole, "sourceKind"},   {SourceTextRole, "sourceText"},
+            {FolderPathRole, "folderPath"},   {ModelIdRole, "modelId"},
+            {ModifiedTextRole, "modifiedText"}, {BadgeRole, "badge"},
+            {BadgeReasonRole, "badgeReason"}, {DuplicateGroupRole, "duplicateGroup"},
+            {SelectedRole, "selected"},       {FirstFilePathRole, "firstFilePath"},
+            {ShowSourceLabelRole, "showSourceLabel"}};
+}
+
+QVariant ModelListModel::data(const QModelIndex &index, int role) const
+{
+    if (!index.isValid() || index.row() >= m_rows.size() || !m_models)
+        return {};
+    const Row &row = m_rows[index.row()];
+    if (row.isHeader) {
+        switch (role) {
+        case RowKindRole: return QStringLiteral("header");
+        case TitleRole: return row.title;
+        case CountRole: return int(row.count);
+        case SizeBytesRole: return double(row.totalSize);
+        case SizeTextRole: return ByteCountFormatter::format(row.totalSize);
+        case WarningRole: return row.warning;
+        case SourceKindRole: return row.warning ? QString() : row.source.key();
+        case SourceTextRole: return row.warning ? QString() : row.source.description();
+        case FolderPathRole: return row.folderPath;
+        default: return {};
+        }
+    }
+    const DetectedModel &model = (*m_models)[row.modelIndex];
+    switch (role) {
+    case RowKindRole: return QStringLiteral("model");
+    case TitleRole: return model.displayName;
+    case SizeBytesRole: return double(model.sizeBytes);
+    case SizeTextRole: return ByteCountFormatter::format(model.sizeBytes);
+    case WarningRole: return model.isOrphaned;
+    case SourceKindRole: return model.sourceTool.key();
+    case SourceTextRole: return model.sourceTool.description();
+    case ModelIdRole: return model.id.toString(QUuid::WithoutBraces);
+    case ModifiedTextRole: return modifiedText(model.lastModified);
+    case BadgeRole: return badgeName(model);
+    case BadgeReasonRole: return model.duplicateVerificationStatus.reason();
+    case DuplicateGroupRole: return model.duplicateGroup ? model.duplicateGroup->toString(QUuid::WithoutBraces) : QString();
+    case SelectedRole: return m_selection && m_selection->contains(model.id);
+    case FirstFilePathRole: return model.filePaths.value(0);
+    case ShowSourceLabelRole: return model.isOrphaned;
+    default: return {};
+    }
+}
+
+void ModelListModel::setModels(const QList<DetectedModel> *models, const QStringList &customFolders)
+{
+    beginResetModel();
+    m_models = models;
+    m_rows.clear();
+    for (const ModelSection &section : ModelSection::build(*models)) {
+        Row header;
+        header.isHeader = true;
+        header.title = section.title;
+        header.count = section.modelRows.size();
+        header.totalSize = section.totalSize;
+        header.warning = section.isOrphans;
+        header.source = section.source;
+        if (!section.isOrphans && section.source.isCustom())
+            header.folderPath = folderOf(section, *models, customFolders);
+        m_rows.append(header);
+        for (const qsizetype index : section.modelRows) {
+            Row row;
+            row.modelIndex = index;
+            m_rows.append(row);
+        }
+    }
+    endResetModel();
+}
+
+void ModelListModel::setSelection(const QSet<QUuid> *selection)
+{
+    m_selection = selection;
+}
+
+void ModelListModel::emitChanged(const QList<int> &roles)
+{
+    if (!m_rows.isEmpty())
+        emit dataChanged(index(0), index(int(m_rows.size()) - 1), roles);
+}
+
+void ModelListModel::refreshModelRows()
+{
+    emitChanged({BadgeRole, BadgeReasonRole, DuplicateGroupRole});
+}
+
+void ModelListModel::refreshSelection()
+{
+    emitChanged({SelectedRole});
+}
