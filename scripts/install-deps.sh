@@ -7,15 +7,32 @@ packages=(
     qt6-base-dev libssl-dev
     trash-cli   # the desktop's own Trash tools: the tests prove trashed files show up there
 )
+# Optional: clang and its libFuzzer runtime for scripts/run-fuzzers.sh, which is skipped
+# without them. A failure to install these never stops the build or the tests.
+optional_packages=(clang libclang-rt-14-dev)
 
+installed() {
+    dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'
+}
 missing=()
 for package in "${packages[@]}"; do
-    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+    installed "$package" || missing+=("$package")
 done
-[ ${#missing[@]} -eq 0 ] && exit 0
+missing_optional=()
+for package in "${optional_packages[@]}"; do
+    installed "$package" || missing_optional+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && [ ${#missing_optional[@]} -eq 0 ] && exit 0
 
 sudo=()
 [ "$(id -u)" -ne 0 ] && sudo=(sudo)
-echo "Installing: ${missing[*]}"
 "${sudo[@]}" apt-get update -qq
-DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
+if [ ${#missing[@]} -gt 0 ]; then
+    echo "Installing: ${missing[*]}"
+    DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
+if [ ${#missing_optional[@]} -gt 0 ]; then
+    echo "Installing (optional, for fuzzing): ${missing_optional[*]}"
+    DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing_optional[@]}" \
+        || echo "Optional packages not installed: ${missing_optional[*]} (fuzzing will be skipped)"
+fi

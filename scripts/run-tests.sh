@@ -6,3 +6,5 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/build.sh"
 build=${STASHWELL_BUILD_DIR:-$root/build}
 ctest --test-dir "$build" --output-on-failure -j"$(nproc)"
+# Then a short fuzzing run of the file parsers (skipped when clang is not installed).
+"$root/scripts/run-fuzzers.sh"
