@@ -3,6 +3,7 @@
 #include "catalogue/ModelSourceDefinition.h"
 #include "scanning/AppDetectionService.h"
 #include "scanning/ModelScanner.h"
+#include "scanning/ScanRoutines.h"
 #include "scanning/OllamaStoreLocator.h"
 #include "services/ByteCountFormatter.h"
 #include "state/BackgroundTask.h"
@@ -10,6 +11,7 @@
 #include "state/ModelSummary.h"
 
 #include <QDir>
+#include <QFileInfo>
 
 AppViewModel::Services AppViewModel::Services::forThisMachine()
 {
@@ -240,6 +242,20 @@ QVariantList AppViewModel::selectedModelSummaries() const
     }
     return summaries;
 }
+namespace {
+// The folder a source row names: the first of the source's folders that exists here
+// (so a Linux desktop shows its Linux folder), else the first one.
+QString shownFolder(const ModelSourceDefinition &definition)
+{
+    for (const QString &folder : definition.paths) {
+        const QString path = folder.startsWith(QLatin1String("~/")) ? ScanRoutines::homePath(folder.mid(2)) : folder;
+        if (QFileInfo::exists(path))
+            return folder;
+    }
+    return definition.paths.value(0);
+}
+} // namespace
+
 
 QVariantList AppViewModel::builtInSources() const
 {
@@ -250,7 +266,7 @@ QVariantList AppViewModel::builtInSources() const
                                              [&](const DetectedModel &m) { return m.sourceTool == definition.tool; }));
         sources.append(QVariantMap{{QStringLiteral("displayName"), definition.displayName},
                                    {QStringLiteral("sourceKind"), definition.tool.key()},
-                                   {QStringLiteral("path"), definition.paths.value(0)},
+                                   {QStringLiteral("path"), shownFolder(definition)},
                                    {QStringLiteral("installed"), detection.installedAppPath(definition).has_value()},
                                    {QStringLiteral("modelCount"), count},
                                    {QStringLiteral("iconName"), detection.desktopEntryIconName(definition).value_or(QString())}});
