@@ -1,0 +1,106 @@
+#!/usr/bin/env bash
+# Builds a pretend home folder for looking at the window and timing it: the six model
+# applications (Ollama, LM Studio and Jan installed with icons; GPT4All and Draw Things
+# uninstalled, so their models are orphans), likely duplicates, two custom folders
+# ("Models 9", "Models 10") and, with --bulk N, N more models in a third custom folder.
+# Model files are sparse: gigabytes on paper, nothing on disk.
+#
+#   bench/make_fixture_home.sh DIR [--bulk N]
+# then run Stashwell with HOME=DIR XDG_DATA_HOME=DIR/.local/share XDG_CONFIG_HOME=DIR/.config
+# and DIR/bin first on PATH.
+set -euo pipefail
+home=${1:?usage: make_fixture_home.sh DIR [--bulk N]}
+bulk=0
+[ "${2:-}" = "--bulk" ] && bulk=${3:?--bulk needs a number}
+root=$(cd "$(dirname "$0")/.." && pwd)
+cli=${STASHWELL_CLI:-${STASHWELL_BUILD_DIR:-$root/build}/src/cli/stashwell-cli}
+
+rm -rf "$home"
+mkdir -p "$home"
+home=$(cd "$home" && pwd)
+export HOME=$home XDG_DATA_HOME=$home/.local/share XDG_CONFIG_HOME=$home/.config
+
+sparse() { # sparse SIZE FILE...
+    local size=$1; shift
+    for file in "$@"; do mkdir -p "$(dirname "$file")"; done
+    truncate -s "$size" "$@"
+}
+app_icon() { # app_icon FILE COLOUR LETTER
+    mkdir -p "$(dirname "$1")"
+    cat > "$1" <<SVG
+<svg xmlns="http://www.w3.org/2000/svg" width="64" height="64" viewBox="0 0 64 64">
+  <rect x="4" y="4" width="56" height="56" rx="14" fill="$2"/>
+  <text x="32" y="43" font-family="DejaVu Sans" font-size="30" font-weight="bold" fill="#fff" text-anchor="middle">$3</text>
+</svg>
+SVG
+}
+desktop_entry() { # desktop_entry FILE NAME EXEC ICON
+    mkdir -p "$(dirname "$1")"
+    printf '[Desktop Entry]\nType=Application\nName=%s\nExec=%s\nIcon=%s\n' "$2" "$3" "$4" > "$1"
+}
+program() { mkdir -p "$(dirname "$1")"; printf '#!/bin/sh\n' > "$1"; chmod +x "$1"; }
+
+# Ollama: installed (a program on PATH), four models in its store.
+program "$home/bin/ollama"
+app_icon "$home/.local/share/icons/ollama.svg" "#111827" "O"
+desktop_entry "$XDG_DATA_HOME/applications/ollama_ollama.desktop" Ollama ollama "$home/.local/share/icons/ollama.svg"
+store=$home/.ollama/models
+ollama_model() { # ollama_model NAME TAG SIZE DIGEST
+    local digest=$4
+    sparse "$3" "$store/blobs/sha256-$digest"
+    mkdir -p "$store/manifests/registry.ollama.ai/library/$1"
+    printf '{"schemaVersion":2,"config":{"digest":"sha256:c%s","mediaType":"application/vnd.ollama.image.config","size":485},"layers":[{"digest":"sha256:%s","mediaType":"application/vnd.ollama.image.model","size":%s}]}' \
+        "$digest" "$digest" "$3" > "$store/manifests/registry.ollama.ai/library/$1/$2"
+}
+ollama_model llama3.1 8b 4920753328 a1
+ollama_model qwen2.5-coder 7b 4683087332 b2
+ollama_model mistral latest 4113301824 c3
+ollama_model nomic-embed-text latest 274302450 d4
+
+# LM Studio: installed as an AppImage, with a desktop entry and its icon.
+program "$home/Applications/LM-Studio-0.3.5-x64.AppImage"
+app_icon "$home/.local/share/icons/lm-studio.svg" "#6d28d9" "L"
+desktop_entry "$XDG_DATA_HOME/applications/lm-studio.desktop" "LM Studio" lm-studio "$home/.local/share/icons/lm-studio.svg"
+sparse 4920734016 "$home/.lmstudio/models/lmstudio-community/Meta-Llama-3.1-8B-Instruct-GGUF/Meta-Llama-3.1-8B-Instruct-Q4_K_M.gguf"
+sparse 7695857984 "$home/.lmstudio/models/bartowski/gemma-2-9b-it-GGUF/gemma-2-9b-it-Q6_K.gguf"
+sparse 2019377792 "$home/.lmstudio/models/lmstudio-community/Phi-3.5-mini-instruct-GGUF/Phi-3.5-mini-instruct-Q4_K_M.gguf"
+
+# Jan: installed (desktop entry), one model.
+program "$home/bin/jan"
+app_icon "$home/.local/share/icons/jan.svg" "#0ea5e9" "J"
+desktop_entry "$XDG_DATA_HOME/applications/jan.desktop" Jan jan "$home/.local/share/icons/jan.svg"
+sparse 4368439584 "$XDG_DATA_HOME/Jan/data/llamacpp/models/mistral-7b-instruct-v0.3/model.gguf"
+
+# GPT4All and Draw Things: gone, their models left behind (orphans).
+sparse 4108916384 "$home/.cache/gpt4all/Meta-Llama-3-8B-Instruct.Q4_0.gguf"
+sparse 1979924480 "$home/.cache/gpt4all/Phi-3-mini-4k-instruct.Q4_0.gguf"
+sparse 2132626066 "$home/Library/Containers/com.liuliu.draw-things/Data/Documents/Models/sd_xl_base_1.0_f16.ckpt"
+
+# Custom folders: a copy of an LM Studio download (a likely duplicate) and more.
+sparse 4368439584 "$home/Models 9/mistral-7b-instruct-v0.3.gguf"
+sparse 3825819648 "$home/Models 9/deepseek-coder-6.7b-instruct.Q4_K_M.gguf"
+sparse 14969004032 "$home/Models 10/Mixtral-8x7B-Instruct-v0.1.Q2_K.gguf"
+sparse 4108916384 "$home/Models 10/Meta-Llama-3-8B-Instruct.Q4_0.gguf"
+
+# Files downloaded over the past year and a half.
+days=0
+while IFS= read -r -d '' file; do
+    touch -h -d "2026-11-01 -$((days * 23 % 540)) days" "$file"
+    days=$((days + 7))
+done < <(find "$home" -type f \( -name '*.gguf' -o -name '*.ckpt' -o -path '*/manifests/*' \) -print0 | sort -z)
+folders=("$home/Models 9" "$home/Models 10")
+
+if [ "$bulk" -gt 0 ]; then
+    files=()
+    for ((i = 0; i < bulk; i++)); do
+        files+=("$home/Model Archive/batch-$((i / 100))/model-$i-q4_k_m.gguf")
+    done
+    for ((i = 0; i < bulk; i += 100)); do mkdir -p "$home/Model Archive/batch-$((i / 100))"; done
+    printf '%s\0' "${files[@]}" | xargs -0 truncate -s 1G
+    folders+=("$home/Model Archive")
+fi
+
+for folder in "${folders[@]}"; do "$cli" folders add "$folder" >/dev/null; done
+# The first-run welcome has been seen; the screenshot tour shows it on its own.
+printf 'hasSeenWelcomeScreen=true\n' >> "$XDG_CONFIG_HOME/Stashwell/Stashwell.conf"
+echo "$home"

@@ -1,0 +1,87 @@
+#include "app/ScreenshotTour.h"
+
+#include "app/ApplicationShell.h"
+#include "state/AppViewModel.h"
+
+#include <QGuiApplication>
+#include <QQuickWindow>
+#include <QTimer>
+
+#include <cstdio>
+
+namespace {
+// Long enough for a sheet's opening animation and the icon loads to finish.
+constexpr int settleMs = 900;
+}
+
+ScreenshotTour::ScreenshotTour(ApplicationShell &shell, const QString &folder)
+    : QObject(&shell), m_shell(shell), m_folder(folder)
+{
+    connect(&shell.viewModel(), &AppViewModel::scanStateChanged, this, [this] {
+        if (!m_started && m_shell.viewModel().scanState() == AppViewModel::ScanState::complete) {
+            m_started = true;
+            start();
+        }
+    });
+}
+
+void ScreenshotTour::attachIfAsked(ApplicationShell &shell)
+{
+    const QString folder = qEnvironmentVariable("STASHWELL_SCREENSHOT_DIR");
+    if (!folder.isEmpty())
+        new ScreenshotTour(shell, folder);
+}
+
+void ScreenshotTour::start()
+{
+    m_folder.mkpath(QStringLiteral("."));
+    m_shell.viewModel().setShowWelcomeScreen(false);
+    QTimer::singleShot(settleMs, this, [this] { step(0); });
+}
+
+void ScreenshotTour::step(int index)
+{
+    AppViewModel &viewModel = m_shell.viewModel();
+    QQuickWindow *main = m_shell.mainWindow();
+    switch (index) {
+    case 0: {
+        save(main, QStringLiteral("main-window.png"));
+        // A likely duplicate pair and an orphan: the selection a person tidying up makes.
+        QSet<QUuid> selection;
+        for (const DetectedModel &model : viewModel.models()) {
+            if ((model.duplicateGroup && selection.size() < 1) || (model.isOrphaned && selection.size() < 3))
+                selection.insert(model.id);
+        }
+        viewModel.setSelectedModelIDs(selection);
+        viewModel.setShowDeleteConfirmation(true);
+        break;
+    }
+    case 1:
+        save(main, QStringLiteral("delete-confirmation.png"));
+        viewModel.setShowDeleteConfirmation(false);
+        viewModel.clearSelection();
+        QMetaObject::invokeMethod(main, "openPreferences");
+        break;
+    case 2:
+        save(main->findChild<QQuickWindow *>(QStringLiteral("preferencesWindow")), QStringLiteral("preferences.png"));
+        QMetaObject::invokeMethod(main, "openPreferencesTab", Q_ARG(QVariant, 1));
+        break;
+    case 3:
+        save(main->findChild<QQuickWindow *>(QStringLiteral("preferencesWindow")), QStringLiteral("preferences-model.png"));
+        viewModel.setShowWelcomeScreen(true);
+        break;
+    case 4:
+        save(main, QStringLiteral("welcome.png"));
+        QGuiApplication::quit();
+        return;
+    }
+    QTimer::singleShot(settleMs, this, [this, index] { step(index + 1); });
+}
+
+bool ScreenshotTour::save(QObject *window, const QString &name) const
+{
+    auto *quickWindow = qobject_cast<QQuickWindow *>(window);
+    const bool saved = quickWindow && quickWindow->grabWindow().save(m_folder.filePath(name));
+    std::printf("%s %s\n", saved ? "saved" : "could not save", qPrintable(m_folder.filePath(name)));
+    return saved;
+}

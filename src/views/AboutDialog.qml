@@ -1,0 +1,61 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+
+// "About Stashwell": the icon, the version, the copyright line and the web site.
+Sheet {
+    id: sheet
+    objectName: "aboutDialog"
+    width: 340
+    closePolicy: Popup.CloseOnEscape
+
+    contentItem: ColumnLayout {
+        spacing: 8
+        Image {
+            Layout.alignment: Qt.AlignHCenter
+            Layout.preferredWidth: 72
+            Layout.preferredHeight: 72
+            sourceSize.width: 144
+            sourceSize.height: 144
+            source: "stashwell.svg"
+        }
+        Label {
+            Layout.alignment: Qt.AlignHCenter
+            text: "Stashwell"
+            font.pixelSize: Theme.title2Size
+            font.weight: Font.DemiBold
+            color: Theme.text
+        }
+        Label {
+            objectName: "aboutVersion"
+            Layout.alignment: Qt.AlignHCenter
+            text: "Version " + shell.version
+            font.pixelSize: Theme.calloutSize + 1
+            color: Theme.secondaryText
+        }
+        Label {
+            objectName: "aboutCopyright"
+            Layout.alignment: Qt.AlignHCenter
+            text: shell.copyright
+            font.pixelSize: Theme.captionSize + 1
+            color: Theme.secondaryText
+        }
+        Label {
+            objectName: "aboutLink"
+            Layout.alignment: Qt.AlignHCenter
+            textFormat: Text.StyledText
+            text: "<a href=\"" + shell.websiteUrl + "\">" + String(shell.websiteUrl).replace("https://", "") + "</a>"
+            linkColor: Theme.link
+            font.pixelSize: Theme.calloutSize + 1
+            onLinkActivated: (link) => Qt.openUrlExternally(link)
+            HoverHandler { cursorShape: Qt.PointingHandCursor }
+        }
+        Button {
+            objectName: "closeAbout"
+            Layout.alignment: Qt.AlignHCenter
+            Layout.topMargin: 8
+            text: "Close"
+            onClicked: sheet.close()
+        }
+    }
+}

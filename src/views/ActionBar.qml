@@ -1,0 +1,66 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+
+// The window's commands along the bottom: add a folder, rescan, verify the selected
+// duplicates and move the selection to the Trash, with the running work beside them.
+RowLayout {
+    id: bar
+    signal addFolderRequested()
+
+    readonly property bool armed: viewModel.selectedCount > 0
+
+    spacing: 10
+
+    GlassButton {
+        objectName: "addFolderButton"
+        text: "Add Folder..."
+        symbol: "folder.badge.plus"
+        help: "Add a custom folder containing model files"
+        onClicked: bar.addFolderRequested()
+    }
+    Item {
+        Layout.fillWidth: true
+        Layout.minimumWidth: 20
+    }
+    StatusCapsule {
+        objectName: "scanningCapsule"
+        visible: viewModel.scanState === "scanning"
+        text: "Scanning..."
+    }
+    GlassButton {
+        objectName: "rescanButton"
+        text: "Rescan"
+        symbol: "arrow.clockwise"
+        help: "Rescan all model sources"
+        onClicked: {
+            viewModel.startScan()
+            viewModel.refreshPermissionStatus()
+        }
+    }
+    GlassButton {
+        objectName: "verifyButton"
+        text: "Verify"
+        symbol: "checkmark.seal"
+        help: "Verify selected duplicate models"
+        enabled: viewModel.canVerify
+        onClicked: viewModel.verifySelectedGroups()
+    }
+    StatusCapsule {
+        objectName: "verifyingCapsule"
+        visible: viewModel.isVerifyingDuplicates
+        text: "Verifying duplicates..."
+    }
+    GlassButton {
+        objectName: "deleteButton"
+        text: "Delete Selected"
+        symbol: "trash"
+        help: "Move selected models to Trash"
+        enabled: bar.armed
+        tint: bar.armed ? Theme.red : Theme.secondaryText
+        onClicked: {
+            if (viewModel.selectedCount > 0)
+                viewModel.showDeleteConfirmation = true
+        }
+    }
+}

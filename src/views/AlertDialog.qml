@@ -1,0 +1,70 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+
+// A short question or report: a title, a message and one or two buttons. Escape
+// counts as the cancel button when there is one.
+Sheet {
+    id: alert
+    property string heading
+    property string message
+    property string confirmText: "OK"
+    property string cancelText
+    property bool destructive: false
+
+    signal confirmed()
+    signal cancelled()
+
+    function confirm() {
+        close()
+        confirmed()
+    }
+    function cancel() {
+        close()
+        cancelled()
+    }
+
+    width: 420
+    closePolicy: cancelText !== "" ? Popup.CloseOnEscape : Popup.NoAutoClose
+    onRejected: cancelled()
+
+    contentItem: ColumnLayout {
+        spacing: 10
+        Label {
+            objectName: "alertTitle"
+            Layout.fillWidth: true
+            text: alert.heading
+            wrapMode: Text.Wrap
+            font.pixelSize: Theme.headlineSize + 1
+            font.weight: Font.DemiBold
+            color: Theme.text
+        }
+        Label {
+            objectName: "alertMessage"
+            Layout.fillWidth: true
+            visible: text !== ""
+            text: alert.message
+            wrapMode: Text.Wrap
+            font.pixelSize: Theme.calloutSize + 1
+            color: Theme.secondaryText
+        }
+        RowLayout {
+            Layout.topMargin: 8
+            spacing: 8
+            Item { Layout.fillWidth: true }
+            Button {
+                objectName: "alertCancel"
+                visible: alert.cancelText !== ""
+                text: alert.cancelText
+                onClicked: alert.cancel()
+            }
+            Button {
+                objectName: "alertConfirm"
+                text: alert.confirmText
+                palette.buttonText: alert.destructive ? Theme.red : Theme.text
+                font.weight: Font.DemiBold
+                onClicked: alert.confirm()
+            }
+        }
+    }
+}

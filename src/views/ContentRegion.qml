@@ -1,0 +1,80 @@
+import QtQuick
+import QtQuick.Controls
+
+// The middle of the main window, chosen by the scan state: a card while there is no
+// list to show, the model list after a scan that found models.
+Item {
+    id: region
+    property string scanState: "idle"
+    property string errorMessage
+    property int modelCount: 0
+    readonly property Item current: loader.item
+
+    signal removeFolderRequested(string path)
+
+    Loader {
+        id: loader
+        anchors.fill: parent
+        sourceComponent: {
+            switch (region.scanState) {
+            case "scanning": return scanningComponent
+            case "complete": return region.modelCount > 0 ? listComponent : emptyComponent
+            case "error": return errorComponent
+            default: return idleComponent
+            }
+        }
+    }
+
+    Component {
+        id: idleComponent
+        Item {
+            EmptyStateCard {
+                objectName: "idleCard"
+                anchors.centerIn: parent
+                symbol: "externaldrive"
+                title: "Ready to Scan"
+                message: "Stashwell will scan known model folders and any custom folders you add."
+            }
+        }
+    }
+    Component {
+        id: scanningComponent
+        Item {
+            ScanningCard {
+                objectName: "scanningCard"
+                anchors.centerIn: parent
+            }
+        }
+    }
+    Component {
+        id: emptyComponent
+        Item {
+            EmptyStateCard {
+                objectName: "emptyCard"
+                anchors.centerIn: parent
+                symbol: "magnifyingglass"
+                title: "No Models Found"
+                message: "Stashwell scans Ollama, LM Studio, oMLX, Jan, GPT4All, and Draw Things automatically. Add a custom folder to include additional model files."
+            }
+        }
+    }
+    Component {
+        id: errorComponent
+        Item {
+            EmptyStateCard {
+                objectName: "errorCard"
+                anchors.centerIn: parent
+                symbol: "exclamationmark.triangle"
+                symbolColour: Theme.orange
+                title: "Scan Failed"
+                message: region.errorMessage
+            }
+        }
+    }
+    Component {
+        id: listComponent
+        ModelList {
+            onRemoveFolderRequested: (path) => region.removeFolderRequested(path)
+        }
+    }
+}

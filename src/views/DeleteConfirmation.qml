@@ -1,0 +1,138 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+
+// The last word before the selection goes to the Trash: what moves, how much, and
+// that the Trash gives it back. Ctrl+Escape cancels, Ctrl+Return confirms; Escape or
+// Return alone do nothing here, so a stray key press never deletes.
+Sheet {
+    id: sheet
+    objectName: "deleteConfirmation"
+
+    property bool isDeleting: false
+    readonly property int count: viewModel.selectedCount
+
+    function cancel() {
+        viewModel.showDeleteConfirmation = false
+    }
+    function confirm() {
+        if (isDeleting)
+            return
+        isDeleting = true
+        viewModel.deleteSelectedModels()
+    }
+
+    width: 460
+    onAboutToShow: isDeleting = false
+    onClosed: viewModel.showDeleteConfirmation = false
+
+    Connections {
+        target: viewModel
+        function onShowDeleteConfirmationChanged() {
+            if (viewModel.showDeleteConfirmation)
+                sheet.open()
+            else
+                sheet.close()
+        }
+    }
+
+    contentItem: ColumnLayout {
+        spacing: 12
+
+        RowLayout {
+            spacing: 6
+            Label {
+                objectName: "deleteHeader"
+                text: "Deleting " + sheet.count + " model" + (sheet.count === 1 ? "" : "s")
+                font.pixelSize: Theme.headlineSize + 1
+                font.weight: Font.DemiBold
+                color: Theme.text
+            }
+            Label {
+                text: "-"
+                font.pixelSize: Theme.headlineSize + 1
+                color: Theme.secondaryText
+            }
+            Label {
+                objectName: "deleteTotal"
+                text: viewModel.selectedTotalSizeText
+                font.pixelSize: Theme.headlineSize + 1
+                font.weight: Font.DemiBold
+                color: Theme.text
+            }
+        }
+
+        ListView {
+            id: selectedList
+            objectName: "deleteList"
+            Layout.fillWidth: true
+            Layout.preferredHeight: Math.min(contentHeight, 220)
+            clip: true
+            spacing: 6
+            model: viewModel.selectedModelSummaries
+            boundsBehavior: Flickable.StopAtBounds
+            ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
+            delegate: Rectangle {
+                required property var modelData
+                width: ListView.view.width
+                height: nameLabel.implicitHeight + 20
+                radius: 12
+                color: Theme.quaternaryFill
+                RowLayout {
+                    anchors.fill: parent
+                    anchors.margins: 10
+                    spacing: 10
+                    Label {
+                        id: nameLabel
+                        Layout.fillWidth: true
+                        text: modelData.name
+                        elide: Text.ElideMiddle
+                        font.pixelSize: Theme.calloutSize + 1
+                        color: Theme.text
+                    }
+                    Label {
+                        text: modelData.sizeText
+                        font.pixelSize: Theme.calloutSize + 1
+                        color: Theme.secondaryText
+                    }
+                }
+            }
+        }
+
+        Label {
+            Layout.fillWidth: true
+            text: "Moved to Trash. You can restore files from Trash if needed."
+            wrapMode: Text.Wrap
+            font.pixelSize: Theme.calloutSize + 1
+            color: Theme.secondaryText
+        }
+
+        RowLayout {
+            spacing: 8
+            Item { Layout.fillWidth: true }
+            Button {
+                objectName: "cancelDeleteButton"
+                text: "Cancel"
+                onClicked: sheet.cancel()
+            }
+            ProminentButton {
+                objectName: "moveToTrashButton"
+                text: "Move to Trash"
+                fill: Theme.red
+                enabled: !sheet.isDeleting
+                onClicked: sheet.confirm()
+            }
+        }
+
+        Shortcut {
+            sequence: "Ctrl+Escape"
+            enabled: sheet.opened
+            onActivated: sheet.cancel()
+        }
+        Shortcut {
+            sequences: ["Ctrl+Return", "Ctrl+Enter"]
+            enabled: sheet.opened
+            onActivated: sheet.confirm()
+        }
+    }
+}

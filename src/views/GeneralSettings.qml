@@ -1,0 +1,98 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+
+// Appearance, the welcome screen and the reset of everything Stashwell remembers.
+ScrollView {
+    id: page
+    objectName: "generalSettings"
+    contentWidth: availableWidth
+
+    ColumnLayout {
+        width: page.availableWidth
+        spacing: 12
+
+        SettingsCard {
+            heading: "Appearance"
+            Row {
+                objectName: "appearancePicker"
+                spacing: 0
+                ButtonGroup { id: modes }
+                Repeater {
+                    model: [{ key: "system", text: "System" }, { key: "light", text: "Light" }, { key: "dark", text: "Dark" }]
+                    delegate: Button {
+                        required property var modelData
+                        required property int index
+                        objectName: "appearance_" + modelData.key
+                        text: modelData.text
+                        checkable: true
+                        checked: appearance.mode === modelData.key
+                        ButtonGroup.group: modes
+                        width: 92
+                        onClicked: appearance.mode = modelData.key
+                    }
+                }
+            }
+            Label {
+                text: "Changes take effect immediately."
+                font.pixelSize: Theme.calloutSize
+                color: Theme.secondaryText
+            }
+        }
+
+        SettingsCard {
+            heading: "Startup"
+            Label {
+                text: "Re-open the first-run welcome screen."
+                font.pixelSize: Theme.calloutSize
+                color: Theme.secondaryText
+            }
+            Button {
+                objectName: "showWelcomeButton"
+                text: "Show Welcome Screen"
+                icon.source: Theme.symbol("sparkles", Theme.text)
+                hoverEnabled: true
+                ToolTip.visible: hovered
+                ToolTip.text: "Re-open the welcome screen"
+                ToolTip.delay: 600
+                onClicked: viewModel.showWelcomeScreen = true
+            }
+        }
+
+        SettingsCard {
+            heading: "Reset"
+            Label {
+                Layout.fillWidth: true
+                wrapMode: Text.Wrap
+                text: "Reset preferences and custom folders. The first-run welcome screen will appear again."
+                font.pixelSize: Theme.calloutSize
+                color: Theme.secondaryText
+            }
+            Button {
+                objectName: "restoreDefaultsButton"
+                text: "Restore to Defaults"
+                icon.source: Theme.symbol("arrow.counterclockwise", Theme.text)
+                hoverEnabled: true
+                ToolTip.visible: hovered
+                ToolTip.text: "Reset appearance and clear custom model folders"
+                ToolTip.delay: 600
+                onClicked: resetConfirmation.open()
+            }
+        }
+    }
+
+    AlertDialog {
+        id: resetConfirmation
+        objectName: "resetConfirmation"
+        heading: "Restore to Defaults"
+        message: "This will reset your appearance preference to System, remove all manually-added custom folders, and show the first-run welcome screen again. No model files will be deleted."
+        confirmText: "Restore"
+        cancelText: "Cancel"
+        destructive: true
+        onConfirmed: {
+            appearance.mode = "system"
+            appearance.apply()
+            viewModel.resetToDefaults()
+        }
+    }
+}

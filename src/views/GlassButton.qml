@@ -1,0 +1,43 @@
+import QtQuick
+import QtQuick.Controls
+
+// A bar button on glass: a symbol and a title, with hover help.
+Button {
+    id: button
+    property string symbol
+    property string help
+    property color tint: Theme.text
+
+    hoverEnabled: true
+    padding: 7
+    leftPadding: 12
+    rightPadding: 14
+    font.pixelSize: Theme.bodySize
+    ToolTip.visible: help !== "" && hovered
+    ToolTip.text: help
+    ToolTip.delay: 600
+
+    contentItem: Row {
+        spacing: 6
+        SymbolIcon {
+            anchors.verticalCenter: parent.verticalCenter
+            symbol: button.symbol
+            colour: button.tint
+            visible: button.symbol !== ""
+        }
+        Label {
+            anchors.verticalCenter: parent.verticalCenter
+            text: button.text
+            font: button.font
+            color: button.tint
+        }
+    }
+    background: Rectangle {
+        implicitHeight: 30
+        radius: height / 2
+        color: button.down ? Theme.glassPressed : Theme.glass
+        border.color: button.visualFocus ? Theme.accent : Theme.glassBorder
+        border.width: 1
+    }
+    opacity: enabled ? 1 : 0.45
+}

@@ -1,0 +1,162 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Dialogs
+import QtQuick.Layouts
+
+// The main window: the summary bar, the content of the current scan state and the
+// action bar, with the sheets and alerts that belong to the whole window.
+ThemedWindow {
+    id: window
+    objectName: "mainWindow"
+
+    // The custom folder the user asked to remove, until they confirm or cancel.
+    property string folderPendingRemoval
+
+    function openPreferences() {
+        preferences.show()
+        preferences.raise()
+        preferences.requestActivate()
+    }
+    function openPreferencesTab(index) {
+        preferences.currentTab = index
+        openPreferences()
+    }
+    function chooseFolder() {
+        folderDialog.open()
+    }
+
+    title: "Stashwell"
+    width: 980
+    height: 680
+    minimumWidth: 720
+    minimumHeight: 460
+
+    Component.onCompleted: Theme.dark = Qt.binding(() => appearance.dark)
+    onFolderPendingRemovalChanged: if (folderPendingRemoval !== "") removeFolderDialog.open()
+
+    menuBar: MenuBar {
+        Menu {
+            title: "&Stashwell"
+            Action {
+                objectName: "aboutAction"
+                text: "About Stashwell"
+                onTriggered: aboutDialog.open()
+            }
+            MenuSeparator {}
+            Action {
+                objectName: "preferencesAction"
+                text: "Preferences..."
+                shortcut: "Ctrl+,"
+                onTriggered: window.openPreferences()
+            }
+            MenuSeparator {}
+            Action {
+                text: "Quit Stashwell"
+                shortcut: StandardKey.Quit
+                onTriggered: Qt.quit()
+            }
+        }
+        Menu {
+            title: "&Help"
+            Action {
+                objectName: "userGuideAction"
+                text: "Stashwell User Guide"
+                onTriggered: shell.openUserGuide()
+            }
+            Action {
+                objectName: "showWelcomeAction"
+                text: "Show Welcome Screen"
+                onTriggered: viewModel.showWelcomeScreen = true
+            }
+        }
+    }
+
+    ColumnLayout {
+        anchors.fill: parent
+        spacing: 0
+
+        SummaryBar {
+            id: summaryBar
+            Layout.fillWidth: true
+            Layout.leftMargin: 18
+            Layout.rightMargin: 18
+            Layout.topMargin: 14
+            Layout.bottomMargin: 10
+            onGrantAccessRequested: accessHelpSheet.open()
+        }
+        ContentRegion {
+            id: content
+            objectName: "contentRegion"
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            scanState: viewModel.scanState
+            errorMessage: viewModel.scanErrorMessage
+            modelCount: viewModel.modelCount
+            onRemoveFolderRequested: (path) => window.folderPendingRemoval = path
+        }
+        Rectangle {
+            Layout.fillWidth: true
+            Layout.preferredHeight: 1
+            color: Theme.separator
+        }
+        ActionBar {
+            id: actionBar
+            Layout.fillWidth: true
+            Layout.leftMargin: 18
+            Layout.rightMargin: 18
+            Layout.topMargin: 12
+            Layout.bottomMargin: 12
+            onAddFolderRequested: window.chooseFolder()
+        }
+    }
+
+    // "Add Folder...": the scan starts whether or not a folder was chosen.
+    FolderDialog {
+        id: folderDialog
+        objectName: "folderDialog"
+        title: "Choose a Folder with Model Files"
+        onAccepted: {
+            viewModel.addCustomFolder(shell.localPath(selectedFolder))
+            viewModel.startScan()
+        }
+        onRejected: viewModel.startScan()
+    }
+
+    DeleteConfirmation { id: deleteConfirmation }
+
+    RemoveFolderDialog {
+        id: removeFolderDialog
+        folderPath: window.folderPendingRemoval
+        onConfirmed: {
+            const folder = window.folderPendingRemoval
+            if (folder !== "") {
+                viewModel.removeCustomFolder(folder)
+                viewModel.startScan()
+            }
+            window.folderPendingRemoval = ""
+        }
+        onClosed: window.folderPendingRemoval = ""
+    }
+
+    AlertDialog {
+        id: deletionAlert
+        objectName: "deletionAlert"
+        Connections {
+            target: viewModel
+            function onDeletionAlert(message, informativeText) {
+                deletionAlert.heading = message
+                deletionAlert.message = informativeText
+                deletionAlert.open()
+            }
+        }
+    }
+
+    WelcomeSheet {
+        id: welcome
+        onAccessHelpRequested: accessHelpSheet.open()
+    }
+    AccessHelp { id: accessHelpSheet }
+    AboutDialog { id: aboutDialog }
+
+    PreferencesWindow { id: preferences }
+}

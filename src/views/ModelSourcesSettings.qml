@@ -1,0 +1,263 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Dialogs
+import QtQuick.Layouts
+
+// Where models are looked for: each application with whether it is installed and how
+// many of its models the last scan found, and the user's own folders.
+ScrollView {
+    id: page
+    objectName: "modelSourcesSettings"
+    contentWidth: availableWidth
+
+    // The custom folder whose removal awaits confirmation.
+    property string folderPendingRemoval
+    // Asked afresh whenever the page shows or a scan finishes: applications come and go.
+    property var sources: []
+
+    function refresh() {
+        sources = viewModel.builtInSources()
+    }
+
+    onVisibleChanged: if (visible) refresh()
+    Component.onCompleted: refresh()
+    onFolderPendingRemovalChanged: if (folderPendingRemoval !== "") removeFolderDialog.open()
+
+    Connections {
+        target: viewModel
+        function onModelsChanged() { page.refresh() }
+    }
+
+    ColumnLayout {
+        width: page.availableWidth
+        spacing: 10
+
+        Label {
+            text: "Built-In Sources"
+            font.pixelSize: Theme.headlineSize
+            font.weight: Font.DemiBold
+            color: Theme.secondaryText
+        }
+        GlassPanel {
+            Layout.fillWidth: true
+            implicitHeight: sourceColumn.implicitHeight + 16
+            radius: 14
+            ColumnLayout {
+                id: sourceColumn
+                anchors.fill: parent
+                anchors.margins: 8
+                spacing: 2
+                Repeater {
+                    model: page.sources
+                    delegate: RowLayout {
+                        required property var modelData
+                        required property int index
+                        readonly property string iconSource: appIcons.iconSource(modelData.sourceKind)
+                        objectName: "sourceRow_" + modelData.sourceKind
+                        Layout.fillWidth: true
+                        Layout.margins: 6
+                        spacing: 10
+
+                        Image {
+                            objectName: "sourceIcon"
+                            Layout.preferredWidth: 28
+                            Layout.preferredHeight: 28
+                            sourceSize.width: 56
+                            sourceSize.height: 56
+                            fillMode: Image.PreserveAspectFit
+                            source: modelData.installed && iconSource !== "" ? iconSource
+                                    : Theme.symbol("questionmark.app.dashed", Theme.secondaryText)
+                        }
+                        ColumnLayout {
+                            Layout.fillWidth: true
+                            spacing: 1
+                            Label {
+                                objectName: "sourceName"
+                                text: modelData.displayName
+                                font.pixelSize: Theme.bodySize
+                                font.weight: Font.Medium
+                                color: Theme.text
+                            }
+                            Label {
+                                Layout.fillWidth: true
+                                text: modelData.path
+                                elide: Text.ElideMiddle
+                                font.pixelSize: Theme.calloutSize
+                                color: Theme.secondaryText
+                            }
+                        }
+                        Label {
+                            objectName: "installStatus"
+                            text: modelData.installed ? "App installed" : "App not found"
+                            font.pixelSize: Theme.calloutSize
+                            color: modelData.installed ? Theme.secondaryText : Theme.tertiaryText
+                        }
+                        Label {
+                            objectName: "modelCount"
+                            Layout.preferredWidth: 70
+                            horizontalAlignment: Text.AlignRight
+                            text: modelData.modelCount === 0 ? "Empty"
+                                  : modelData.modelCount + (modelData.modelCount === 1 ? " model" : " models")
+                            font.pixelSize: Theme.calloutSize
+                            font.weight: Font.Medium
+                            color: modelData.modelCount >= 1 ? Theme.secondaryText : Theme.tertiaryText
+                        }
+                    }
+                }
+            }
+        }
+
+        Label {
+            Layout.topMargin: 6
+            text: "Custom Folders"
+            font.pixelSize: Theme.headlineSize
+            font.weight: Font.DemiBold
+            color: Theme.secondaryText
+        }
+        GlassPanel {
+            objectName: "noCustomFolders"
+            visible: viewModel.customFolders.length === 0
+            Layout.fillWidth: true
+            implicitHeight: emptyColumn.implicitHeight + 28
+            radius: 14
+            ColumnLayout {
+                id: emptyColumn
+                anchors.centerIn: parent
+                spacing: 6
+                SymbolIcon {
+                    Layout.alignment: Qt.AlignHCenter
+                    symbol: "folder.badge.plus"
+                    side: 24
+                }
+                Label {
+                    Layout.alignment: Qt.AlignHCenter
+                    text: "No custom folders"
+                    font.pixelSize: Theme.bodySize
+                    font.weight: Font.Medium
+                    color: Theme.text
+                }
+                Label {
+                    Layout.alignment: Qt.AlignHCenter
+                    text: "Add a folder to scan model files outside the built-in locations."
+                    font.pixelSize: Theme.calloutSize
+                    color: Theme.secondaryText
+                }
+            }
+        }
+        GlassPanel {
+            visible: viewModel.customFolders.length > 0
+            Layout.fillWidth: true
+            implicitHeight: folderColumn.implicitHeight + 16
+            radius: 14
+            ColumnLayout {
+                id: folderColumn
+                anchors.fill: parent
+                anchors.margins: 8
+                spacing: 2
+                Repeater {
+                    model: viewModel.customFolders
+                    delegate: RowLayout {
+                        required property string modelData
+                        objectName: "customFolderRow"
+                        Layout.fillWidth: true
+                        Layout.margins: 6
+                        spacing: 10
+                        SymbolIcon {
+                            symbol: "folder"
+                            side: 22
+                        }
+                        ColumnLayout {
+                            Layout.fillWidth: true
+                            spacing: 1
+                            Label {
+                                objectName: "folderName"
+                                text: shell.folderName(modelData)
+                                font.pixelSize: Theme.bodySize
+                                font.weight: Font.Medium
+                                color: Theme.text
+                            }
+                            Label {
+                                Layout.fillWidth: true
+                                text: modelData
+                                elide: Text.ElideMiddle
+                                font.pixelSize: Theme.calloutSize
+                                color: Theme.secondaryText
+                            }
+                        }
+                        ToolButton {
+                            objectName: "removeFolderButton"
+                            hoverEnabled: true
+                            ToolTip.visible: hovered
+                            ToolTip.text: "Remove this folder"
+                            ToolTip.delay: 400
+                            onClicked: page.folderPendingRemoval = modelData
+                            // "minus.circle.fill": the theme's minus on a red disc.
+                            contentItem: Item {
+                                implicitWidth: 18
+                                implicitHeight: 18
+                                Rectangle {
+                                    anchors.fill: parent
+                                    radius: width / 2
+                                    color: Theme.red
+                                }
+                                SymbolIcon {
+                                    anchors.centerIn: parent
+                                    symbol: "minus.circle.fill"
+                                    colour: "#ffffff"
+                                    side: 12
+                                }
+                            }
+                        }
+                    }
+                }
+            }
+        }
+        RowLayout {
+            spacing: 10
+            Button {
+                objectName: "preferencesAddFolderButton"
+                text: "Add Folder..."
+                icon.source: Theme.symbol("plus", Theme.text)
+                onClicked: folderDialog.open()
+            }
+            BusyIndicator {
+                visible: viewModel.scanState === "scanning"
+                running: visible
+                Layout.preferredWidth: 18
+                Layout.preferredHeight: 18
+            }
+            Label {
+                objectName: "preferencesScanning"
+                visible: viewModel.scanState === "scanning"
+                text: "Scanning..."
+                font.pixelSize: Theme.calloutSize
+                color: Theme.secondaryText
+            }
+        }
+    }
+
+    FolderDialog {
+        id: folderDialog
+        objectName: "preferencesFolderDialog"
+        title: "Choose a Folder with Model Files"
+        onAccepted: {
+            viewModel.addCustomFolder(shell.localPath(selectedFolder))
+            viewModel.startScan()
+        }
+        onRejected: viewModel.startScan()
+    }
+
+    RemoveFolderDialog {
+        id: removeFolderDialog
+        folderPath: page.folderPendingRemoval
+        onConfirmed: {
+            const folder = page.folderPendingRemoval
+            if (folder !== "") {
+                viewModel.removeCustomFolder(folder)
+                viewModel.startScan()
+            }
+            page.folderPendingRemoval = ""
+        }
+        onClosed: page.folderPendingRemoval = ""
+    }
+}

@@ -1,0 +1,60 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+
+// The strip at the top: total size, model count, what removing duplicates would free,
+// and whether the scan could not read some model folders.
+RowLayout {
+    id: bar
+    signal grantAccessRequested()
+
+    spacing: 10
+
+    Chip {
+        objectName: "sizeChip"
+        symbol: "externaldrive"
+        text: viewModel.totalSizeText
+    }
+    Chip {
+        objectName: "countChip"
+        symbol: "cpu"
+        text: viewModel.modelCount + (viewModel.modelCount === 1 ? " model" : " models")
+    }
+    Chip {
+        objectName: "reclaimableChip"
+        visible: viewModel.reclaimableSize >= 1
+        symbol: "trash"
+        symbolColour: Theme.orange
+        textColour: Theme.orange
+        text: viewModel.reclaimableSizeText + " reclaimable"
+    }
+    Item { Layout.fillWidth: true }
+    Row {
+        objectName: "scanLimitedNotice"
+        visible: viewModel.permissionDenied
+        spacing: 10
+        Row {
+            anchors.verticalCenter: parent.verticalCenter
+            spacing: 6
+            SymbolIcon {
+                anchors.verticalCenter: parent.verticalCenter
+                symbol: "exclamationmark.triangle"
+                colour: Theme.orange
+            }
+            Label {
+                objectName: "scanLimitedLabel"
+                anchors.verticalCenter: parent.verticalCenter
+                text: "Scan limited"
+                color: Theme.orange
+                font.pixelSize: Theme.bodySize
+                font.weight: Font.Medium
+            }
+        }
+        GlassButton {
+            objectName: "grantAccessButton"
+            text: "Grant Access"
+            help: "Show how to let Stashwell read the folders it could not"
+            onClicked: bar.grantAccessRequested()
+        }
+    }
+}
