@@ -6,6 +6,13 @@ packages=(
     cmake g++ make pkg-config
     qt6-base-dev libssl-dev
     trash-cli   # the desktop's own Trash tools: the tests prove trashed files show up there
+    # The window: Qt Quick with its controls, layouts and dialogs, SVG icons, the icon theme.
+    qt6-declarative-dev qt6-declarative-dev-tools libgl-dev
+    qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
+    qml6-module-qtquick-window qml6-module-qtquick-templates qml6-module-qtquick-dialogs
+    qml6-module-qtqml-workerscript qt6-qpa-plugins libqt6svg6 adwaita-icon-theme
+    dbus-daemon      # the tests talk to a private session bus (portal, file manager)
+    xvfb xauth       # the window benchmark and the screenshots run under a virtual display
 )
 # Optional: clang and its libFuzzer runtime for scripts/run-fuzzers.sh, which is skipped
 # without them. A failure to install these never stops the build or the tests.

@@ -1,8 +1,12 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and shows what Stashwell finds in your home folder.
+# Installs what is missing, builds, and opens Stashwell's window; without a display
+# (no DISPLAY or WAYLAND_DISPLAY) it prints what Stashwell finds in your home folder.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/install-deps.sh"
 "$root/scripts/build.sh"
 build=${STASHWELL_BUILD_DIR:-$root/build}
+if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
+    exec "$build/src/app/stashwell" "$@"
+fi
 exec "$build/src/cli/stashwell-cli" scan "$@"
