@@ -3,8 +3,11 @@
 #include <QStringList>
 #include <QTextStream>
 
-// stashwell-cli: the scan, the custom folder list and (later) verification and the
-// Trash, from a terminal, over the same core and preferences as the window.
+class AppViewModel;
+
+// stashwell-cli: the scan, verification, the Trash and the custom folder list from a
+// terminal. Verification and the Trash go through the same application state as the
+// window, so both behave alike; the preferences file is shared too.
 class CliCommands
 {
 public:
@@ -17,7 +20,12 @@ public:
 
 private:
     int scan(const QStringList &options);
+    int verify(const QStringList &options);
+    int trash(const QStringList &arguments);
     int folders(const QStringList &arguments);
+    // Scans through the application state and waits for the result.
+    bool scanThrough(AppViewModel &viewModel);
+    bool confirm(const QString &question);
     int usageError(const QString &message);
 
     QTextStream &m_out;

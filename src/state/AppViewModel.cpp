@@ -15,7 +15,7 @@
 
 AppViewModel::Services AppViewModel::Services::forThisMachine()
 {
-    return {[] { return std::make_unique<ModelScanner>(); },
+    return {[] { return ModelScanner().scanAll(); }, [] { return ModelScanner().unreadableModelFolders(); },
             [] { return std::make_unique<ModelDeleter>(OllamaStoreLocator::forThisMachine().stores()); }};
 }
 
@@ -74,9 +74,8 @@ void AppViewModel::startScan()
     setVerifying(false);
     setVerifyProgress(0);
 
-    std::shared_ptr<ModelScanner> scanner = m_services.makeScanner();
     runInBackground<QList<DetectedModel>>(
-        this, [scanner](QPromise<QList<DetectedModel>> &) { return scanner->scanAll(); },
+        this, [scan = m_services.scanAll](QPromise<QList<DetectedModel>> &) { return scan(); },
         [this, generation](QFuture<QList<DetectedModel>> future) {
             if (generation != m_scanGeneration)
                 return; // a newer scan owns the state now
@@ -100,7 +99,7 @@ void AppViewModel::publishModels(QList<DetectedModel> models)
 
 void AppViewModel::refreshPermissionStatus()
 {
-    const QStringList unreadable = m_services.makeScanner()->unreadableModelFolders();
+    const QStringList unreadable = m_services.unreadableModelFolders();
     if (unreadable == m_unreadableFolders)
         return;
     m_unreadableFolders = unreadable;
@@ -242,6 +241,7 @@ QVariantList AppViewModel::selectedModelSummaries() const
     }
     return summaries;
 }
+
 namespace {
 // The folder a source row names: the first of the source's folders that exists here
 // (so a Linux desktop shows its Linux folder), else the first one.
@@ -255,7 +255,6 @@ QString shownFolder(const ModelSourceDefinition &definition)
     return definition.paths.value(0);
 }
 } // namespace
-
 
 QVariantList AppViewModel::builtInSources() const
 {
@@ -331,10 +330,12 @@ void AppViewModel::verifyNextGroup()
                                          [&promise](double fraction) { promise.setProgressValue(int(fraction * 1000)); },
                                          cancelled.get());
         },
-        [this, generation, groupID](QFuture<VerificationOutcome> future) {
+        [this, generation, groupID, done](QFuture<VerificationOutcome> future) {
             if (generation != m_scanGeneration)
                 return; // a scan started meanwhile; it reset the flags and replaces the list
             applyVerificationOutcome(groupID, future.result());
+            // A group that stopped early (a difference, an error) is done all the same.
+            setVerifyProgress(double(done + 1) / m_verifyGroupsTotal);
             verifyNextGroup();
         });
     connect(watcher, &QFutureWatcherBase::progressValueChanged, this, [this, done, generation](int value) {

@@ -13,7 +13,6 @@
 #include <functional>
 #include <memory>
 
-class ModelScanner;
 class ModelDeleter;
 
 // The state of the application that every view binds to, confined to the interface
@@ -48,11 +47,14 @@ class AppViewModel : public QObject
 public:
     enum class ScanState { idle, scanning, complete, error };
 
-    // Builds the scanner for each scan and the deleter for each deletion; tests and
-    // the terminal front end can point them at other folders.
+    // What the state asks of the machine; tests point these at other folders.
     struct Services
     {
-        std::function<std::unique_ptr<ModelScanner>()> makeScanner;
+        // One complete scan; called on a pool thread, so it must build what it uses.
+        std::function<QList<DetectedModel>()> scanAll;
+        // Known model folders that exist but cannot be read.
+        std::function<QStringList()> unreadableModelFolders;
+        // Built afresh for each deletion, so it sees the stores as they are now.
         std::function<std::unique_ptr<ModelDeleter>()> makeDeleter;
         static Services forThisMachine();
     };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QList>
+#include <QMetaType>
 #include <QString>
 #include <QStringList>
 
@@ -26,3 +27,4 @@ struct DeletionResult
     // One line per failure: "name - reason".
     QString informativeText() const;
 };
+Q_DECLARE_METATYPE(DeletionResult)

@@ -1,0 +1,87 @@
+#include "cli/TrashSelection.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSet>
+
+QString TrashSelection::Selector::describe() const
+{
+    if (!path.isEmpty())
+        return QStringLiteral("--path ") + path;
+    QString text = QStringLiteral("--name ") + name;
+    if (source)
+        text += QStringLiteral(" --source ") + SourceTool(*source).key();
+    return text;
+}
+
+std::optional<TrashSelection> TrashSelection::parse(const QStringList &arguments, QString *error)
+{
+    TrashSelection selection;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &argument = arguments[i];
+        const bool takesValue = argument == QLatin1String("--name") || argument == QLatin1String("--source")
+            || argument == QLatin1String("--path");
+        if (takesValue && i + 1 >= arguments.size()) {
+            *error = QStringLiteral("trash: %1 needs a value").arg(argument);
+            return std::nullopt;
+        }
+        if (argument == QLatin1String("--dry-run")) {
+            selection.dryRun = true;
+        } else if (argument == QLatin1String("--yes")) {
+            selection.assumeYes = true;
+        } else if (argument == QLatin1String("--json")) {
+            selection.asJson = true;
+        } else if (argument == QLatin1String("--name")) {
+            selection.m_selectors.append({arguments[++i], std::nullopt, {}});
+        } else if (argument == QLatin1String("--path")) {
+            const QString path = arguments[++i];
+            selection.m_selectors.append({{}, std::nullopt, QDir::cleanPath(QFileInfo(path).absoluteFilePath())});
+        } else if (argument == QLatin1String("--source")) {
+            const QString key = arguments[++i];
+            const std::optional<SourceTool::Kind> kind = SourceTool::kindFromKey(key);
+            if (!kind) {
+                *error = QStringLiteral("trash: unknown source '%1' (ollama, lmStudio, custom, omlx, jan, gpt4All, drawThings)").arg(key);
+                return std::nullopt;
+            }
+            if (selection.m_selectors.isEmpty() || selection.m_selectors.last().name.isEmpty()
+                || selection.m_selectors.last().source) {
+                *error = QStringLiteral("trash: --source must follow a --name");
+                return std::nullopt;
+            }
+            selection.m_selectors.last().source = kind;
+        } else {
+            *error = QStringLiteral("trash: unknown argument '%1'").arg(argument);
+            return std::nullopt;
+        }
+    }
+    if (selection.m_selectors.isEmpty()) {
+        *error = QStringLiteral("trash: name the models with --name NAME or --path PATH");
+        return std::nullopt;
+    }
+    return selection;
+}
+
+QList<QUuid> TrashSelection::match(const QList<DetectedModel> &models, QStringList *unmatched) const
+{
+    QSet<QUuid> chosen;
+    for (const Selector &selector : m_selectors) {
+        bool any = false;
+        for (const DetectedModel &model : models) {
+            const bool matches = selector.path.isEmpty()
+                ? model.displayName == selector.name && (!selector.source || model.sourceTool.kind() == *selector.source)
+                : model.filePaths.value(0) == selector.path;
+            if (matches) {
+                chosen.insert(model.id);
+                any = true;
+            }
+        }
+        if (!any)
+            unmatched->append(selector.describe());
+    }
+    QList<QUuid> ordered;
+    for (const DetectedModel &model : models) {
+        if (chosen.contains(model.id))
+            ordered.append(model.id);
+    }
+    return ordered;
+}

@@ -1,0 +1,331 @@
+#include "scanning/ModelScanner.h"
+#include "state/AppViewModel.h"
+#include "state/ModelDeleter.h"
+#include "support/TempHome.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSemaphore>
+#include <QSignalSpy>
+#include <QThreadPool>
+#include <QTest>
+
+namespace {
+DetectedModel model(const QString &name, qint64 size, const QStringList &files = {})
+{
+    return DetectedModel::create(name, SourceTool::Kind::jan, files, size, distantPast());
+}
+
+QByteArray manifest(const QList<QByteArray> &layers)
+{
+    QByteArray text = R"({"config":{"digest":"sha256:cfg","mediaType":"c","size":1},"layers":[)";
+    for (qsizetype i = 0; i < layers.size(); ++i)
+        text += (i ? "," : "") + QByteArray(R"({"mediaType":"m","size":10,"digest":"sha256:)") + layers[i] + "\"}";
+    return text + "]}";
+}
+
+// A scan whose answers the test hands out one at a time.
+struct ScriptedScans
+{
+    QList<QList<DetectedModel>> answers;
+    QSemaphore firstMayFinish{0};
+    bool holdFirst = false;
+    QAtomicInt calls = 0;
+
+    ~ScriptedScans()
+    {
+        // No scan may outlive the answers it reads.
+        firstMayFinish.release(1);
+        QThreadPool::globalInstance()->waitForDone();
+    }
+
+    AppViewModel::Services services()
+    {
+        return {[this] {
+                    const int call = calls.fetchAndAddOrdered(1);
+                    if (call == 0 && holdFirst)
+                        firstMayFinish.acquire();
+                    return answers.value(call);
+                },
+                [] { return QStringList(); }, [] { return std::make_unique<ModelDeleter>(QList<OllamaStore>{}); }};
+    }
+};
+} // namespace
+
+class TestAppViewModel : public QObject
+{
+    Q_OBJECT
+
+    // The real scan and deletion over the temporary home: its Ollama store, no
+    // application installed anywhere the detection looks.
+    static AppViewModel::Services servicesIn(const TempHome &home)
+    {
+        const QString store = home.filePath(QStringLiteral(".ollama/models"));
+        AppSearchLocations nowhere;
+        nowhere.home = home.path();
+        return {[nowhere, store] { return ModelScanner(AppDetectionService(nowhere), OllamaScanner({OllamaStore{store}})).scanAll(); },
+                [] { return QStringList(); },
+                [store] { return std::make_unique<ModelDeleter>(QList<OllamaStore>{OllamaStore{store}}); }};
+    }
+
+    static void scanAndWait(AppViewModel &viewModel)
+    {
+        viewModel.startScan();
+        QTRY_VERIFY(viewModel.scanState() == AppViewModel::ScanState::complete);
+    }
+
+    static QStringList trashedNames(const TempHome &home)
+    {
+        return QDir(home.filePath(QStringLiteral(".local/share/Trash/files"))).entryList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
+    }
+
+private slots:
+    void onlyTheNewestScanPublishes()
+    {
+        ScriptedScans scans;
+        scans.holdFirst = true;
+        scans.answers = {{model(QStringLiteral("stale"), 1)}, {model(QStringLiteral("fresh"), 2)}};
+        AppViewModel viewModel(scans.services());
+        QCOMPARE(viewModel.scanStateName(), QStringLiteral("idle"));
+        viewModel.startScan();
+        QTRY_COMPARE(scans.calls.loadAcquire(), 1); // the first scan is under way and held
+        viewModel.startScan();
+        QTRY_COMPARE(viewModel.scanState(), AppViewModel::ScanState::complete);
+        QCOMPARE(viewModel.models().first().displayName, QStringLiteral("fresh"));
+
+        // The first scan finishes last: its list is dropped and the state stays.
+        QSignalSpy stateChanges(&viewModel, &AppViewModel::scanStateChanged);
+        scans.firstMayFinish.release();
+        QThreadPool::globalInstance()->waitForDone();
+        QCoreApplication::processEvents();
+        QCOMPARE(viewModel.models().first().displayName, QStringLiteral("fresh"));
+        QCOMPARE(stateChanges.count(), 0);
+    }
+
+    void aResultArrivingAfterTheStateIsGoneIsDropped()
+    {
+        ScriptedScans scans;
+        scans.holdFirst = true;
+        scans.answers = {{model(QStringLiteral("late"), 1)}};
+        auto viewModel = std::make_unique<AppViewModel>(scans.services());
+        viewModel->startScan();
+        QTRY_COMPARE(scans.calls.loadAcquire(), 1);
+        viewModel.reset();
+        scans.firstMayFinish.release();
+        QThreadPool::globalInstance()->waitForDone();
+        QCoreApplication::processEvents(); // the finished scan finds no one to publish to
+    }
+
+    void scanningClearsSelectionAndVerification()
+    {
+        ScriptedScans scans;
+        const QUuid group = QUuid::createUuid();
+        DetectedModel a = model(QStringLiteral("a"), 5), b = model(QStringLiteral("b"), 5), c = model(QStringLiteral("c"), 3);
+        a.duplicateGroup = b.duplicateGroup = c.duplicateGroup = group;
+        scans.answers = {{a, b, c}, {}};
+        AppViewModel viewModel(scans.services());
+        scanAndWait(viewModel);
+        QCOMPARE(viewModel.reclaimableSize(), 8);
+        QCOMPARE(viewModel.totalSize(), 13);
+        viewModel.setSelected(a.id.toString(), true);
+        QCOMPARE(viewModel.selectedDuplicateGroupIDs(), QList<QUuid>{group});
+        QVERIFY(viewModel.canVerify());
+        scanAndWait(viewModel);
+        QVERIFY(viewModel.selectedModelIDs().isEmpty());
+        QVERIFY(!viewModel.canVerify());
+        QCOMPARE(viewModel.totalSize(), 0);
+        QCOMPARE(viewModel.reclaimableSize(), 0);
+    }
+
+    void verificationOutcomesChangeTheBadges()
+    {
+        TempHome home;
+        const QString same1 = home.writeFile(QStringLiteral("a/x.gguf"), 4096, 'a');
+        const QString same2 = home.writeFile(QStringLiteral("b/x.gguf"), 4096, 'a');
+        const QString other = home.writeFile(QStringLiteral("c/x.gguf"), 4096, 'c');
+        const QUuid identical = QUuid::createUuid(), different = QUuid::createUuid(), failing = QUuid::createUuid();
+        QList<DetectedModel> models{model(QStringLiteral("m1"), 4096, {same1}), model(QStringLiteral("m2"), 4096, {same2}),
+                                    model(QStringLiteral("m3"), 4096, {same1}), model(QStringLiteral("m4"), 4096, {other}),
+                                    model(QStringLiteral("m5"), 4096, {same1}), model(QStringLiteral("m6"), 4096, {home.filePath(QStringLiteral("gone.gguf"))})};
+        models[0].duplicateGroup = models[1].duplicateGroup = identical;
+        models[2].duplicateGroup = models[3].duplicateGroup = different;
+        models[4].duplicateGroup = models[5].duplicateGroup = failing;
+        ScriptedScans scans;
+        scans.answers = {models};
+        AppViewModel viewModel(scans.services());
+        scanAndWait(viewModel);
+        const qint64 before = viewModel.reclaimableSize();
+
+        viewModel.verifyDuplicateGroups({identical, different, failing});
+        QVERIFY(viewModel.isVerifyingDuplicates());
+        QVERIFY(!viewModel.canVerify());
+        QTRY_VERIFY(!viewModel.isVerifyingDuplicates());
+        const QList<DetectedModel> &after = viewModel.models();
+        QCOMPARE(after[0].duplicateVerificationStatus, DuplicateVerificationStatus::verified());
+        QVERIFY(!after[2].duplicateGroup && !after[3].duplicateGroup);
+        QCOMPARE(after[3].duplicateVerificationStatus, DuplicateVerificationStatus::unverified());
+        QCOMPARE(after[5].duplicateVerificationStatus.state(), DuplicateVerificationStatus::State::unableToVerify);
+        QVERIFY(after[5].duplicateVerificationStatus.reason().startsWith(QStringLiteral("gone.gguf: ")));
+        QCOMPARE(viewModel.reclaimableSize(), before - 4096);
+        QCOMPARE(viewModel.verifyProgress(), 1.0);
+        const QModelIndex firstRow = viewModel.modelList()->index(1);
+        QCOMPARE(firstRow.data(ModelListModel::BadgeRole).toString(), QStringLiteral("verified"));
+    }
+
+    void aScanDuringVerificationDropsItsOutcome()
+    {
+        TempHome home;
+        // Large enough that hashing is still running when the scan starts.
+        const QString a = home.writeFile(QStringLiteral("a.gguf"), 64 << 20, 'a');
+        const QString b = home.writeFile(QStringLiteral("b.gguf"), 64 << 20, 'a');
+        QList<DetectedModel> models{model(QStringLiteral("a"), 1, {a}), model(QStringLiteral("b"), 1, {b})};
+        const QUuid group = QUuid::createUuid();
+        models[0].duplicateGroup = models[1].duplicateGroup = group;
+        ScriptedScans scans;
+        scans.answers = {models, models};
+        AppViewModel viewModel(scans.services());
+        scanAndWait(viewModel);
+        viewModel.verifyDuplicateGroups({group});
+        QVERIFY(viewModel.isVerifyingDuplicates());
+        viewModel.startScan();
+        QVERIFY(!viewModel.isVerifyingDuplicates());
+        QCOMPARE(viewModel.verifyProgress(), 0.0);
+        QTRY_VERIFY(viewModel.scanState() == AppViewModel::ScanState::complete);
+        QTest::qWait(200);
+        for (const DetectedModel &m : viewModel.models())
+            QCOMPARE(m.duplicateVerificationStatus, DuplicateVerificationStatus::unverified());
+        QVERIFY(!viewModel.isVerifyingDuplicates());
+    }
+
+    void deletingOllamaModelsKeepsBlobsOthersNeed()
+    {
+        TempHome home;
+        const QString store = QStringLiteral(".ollama/models/");
+        const QString manifests = store + QStringLiteral("manifests/registry.ollama.ai/library/");
+        for (const char *blob : {"cfg", "shared", "own1", "own2", "own3"})
+            home.writeFile(store + QStringLiteral("blobs/sha256-") + QLatin1String(blob), 10);
+        home.writeFile(manifests + QStringLiteral("one/latest"), manifest({"shared", "own1"}));
+        home.writeFile(manifests + QStringLiteral("two/latest"), manifest({"shared", "own2"}));
+        home.writeFile(manifests + QStringLiteral("three/latest"), manifest({"shared", "own3"}));
+        home.writeFile(QStringLiteral("Models/plain.gguf"), 3);
+        PersistenceService().save({home.filePath(QStringLiteral("Models"))});
+
+        AppViewModel viewModel(servicesIn(home));
+        scanAndWait(viewModel);
+        QCOMPARE(viewModel.modelCount(), 4);
+        QSet<QUuid> chosen;
+        for (const DetectedModel &m : viewModel.models()) {
+            if (m.displayName == QLatin1String("one:latest") || m.displayName == QLatin1String("two:latest")
+                || m.displayName == QLatin1String("plain"))
+                chosen.insert(m.id);
+        }
+        viewModel.setSelectedModelIDs(chosen);
+        QSignalSpy finished(&viewModel, &AppViewModel::deletionFinished);
+        QSignalSpy alerts(&viewModel, &AppViewModel::deletionAlert);
+        viewModel.deleteSelectedModels();
+        QCOMPARE(finished.count(), 1);
+        QCOMPARE(alerts.count(), 0);
+        const DeletionResult result = finished.first().first().value<DeletionResult>();
+        QCOMPARE(result.moved, 3);
+        QVERIFY(viewModel.selectedModelIDs().isEmpty());
+        QCOMPARE(viewModel.scanState(), AppViewModel::ScanState::scanning); // always rescans
+        QVERIFY(QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-shared"))));
+        QVERIFY(QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-cfg"))));
+        QVERIFY(QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-own3"))));
+        QVERIFY(!QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-own1"))));
+        QCOMPARE(trashedNames(home), (QStringList{QStringLiteral("latest"), QStringLiteral("latest.2"), QStringLiteral("plain.gguf"),
+                                                  QStringLiteral("sha256-own1"), QStringLiteral("sha256-own2")}));
+
+        // The last model using the shared blobs frees them.
+        QTRY_VERIFY(viewModel.scanState() == AppViewModel::ScanState::complete);
+        QCOMPARE(viewModel.modelCount(), 1);
+        viewModel.setSelectedModelIDs({viewModel.models().first().id});
+        viewModel.deleteSelectedModels();
+        QCOMPARE(QDir(home.filePath(store + QStringLiteral("blobs"))).entryList(QDir::Files), QStringList());
+    }
+
+    void failuresAreReportedInTheAlertsWords()
+    {
+        TempHome home;
+        const QString store = QStringLiteral(".ollama/models/");
+        home.writeFile(store + QStringLiteral("blobs/sha256-a"), 10);
+        home.writeFile(store + QStringLiteral("manifests/registry.ollama.ai/library/m/latest"), manifest({"a"}));
+        const QString kept = home.writeFile(QStringLiteral("Models/kept.gguf"), 3);
+        const QString vanishing = home.writeFile(QStringLiteral("Models/vanishing.gguf"), 3);
+        PersistenceService().save({home.filePath(QStringLiteral("Models"))});
+        AppViewModel viewModel(servicesIn(home));
+        scanAndWait(viewModel);
+        QCOMPARE(viewModel.modelCount(), 3);
+
+        // Between scan and deletion: a file vanishes and a stray file lands among the manifests.
+        QVERIFY(QFile::remove(vanishing));
+        home.writeFile(store + QStringLiteral("manifests/registry.ollama.ai/library/m/notes.txt"), QByteArray("not json"));
+        QSet<QUuid> all;
+        for (const DetectedModel &m : viewModel.models())
+            all.insert(m.id);
+        viewModel.setSelectedModelIDs(all);
+        QSignalSpy alerts(&viewModel, &AppViewModel::deletionAlert);
+        viewModel.deleteSelectedModels();
+        QCOMPARE(alerts.count(), 1);
+        QCOMPARE(alerts.first().at(0).toString(), QStringLiteral("1 of 3 models moved to Trash. 2 failed."));
+        const QStringList lines = alerts.first().at(1).toString().split(QLatin1Char('\n'));
+        QCOMPARE(lines.size(), 2);
+        QVERIFY2(lines[0].startsWith(QStringLiteral("m:latest - The Ollama manifest")), qPrintable(lines[0]));
+        QCOMPARE(lines[1], QStringLiteral("vanishing - Failed to move vanishing.gguf to Trash: No such file or directory"));
+        QVERIFY(!QFile::exists(kept));
+        QVERIFY(QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-a")))); // nothing of the Ollama model moved
+
+        // One model, failing: nothing moved at all.
+        DeletionResult single;
+        single.requested = 1;
+        single.failures = {{QStringLiteral("x"), QStringLiteral("why")}};
+        QCOMPARE(single.messageText(), QStringLiteral("No models were moved to Trash"));
+        single.requested = 2;
+        single.moved = 1;
+        QCOMPARE(single.messageText(), QStringLiteral("1 of 2 models moved to Trash. 1 failed."));
+    }
+
+    void anOllamaModelWithoutManifestIsRefused()
+    {
+        TempHome home;
+        const QString blob = home.writeFile(QStringLiteral(".ollama/models/blobs/sha256-a"), 10);
+        DetectedModel ollama = DetectedModel::create(QStringLiteral("odd"), SourceTool::Kind::ollama, {blob}, 10, distantPast());
+        const ModelDeleter deleter({OllamaStore{home.filePath(QStringLiteral(".ollama/models"))}});
+        const DeletionResult result = deleter.deleteModels({ollama});
+        QCOMPARE(result.failures.size(), 1);
+        QCOMPARE(result.failures.first().reason, QStringLiteral("No Ollama manifest file was found."));
+        QVERIFY(QFile::exists(blob));
+    }
+
+    void foldersWelcomeAndReset()
+    {
+        TempHome home;
+        ScriptedScans scans;
+        scans.answers = {{model(QStringLiteral("kept"), 1)}};
+        AppViewModel viewModel(scans.services());
+        QSignalSpy welcome(&viewModel, &AppViewModel::showWelcomeScreenChanged);
+        viewModel.windowAppeared();
+        QVERIFY(viewModel.showWelcomeScreen());
+        viewModel.dismissWelcomeScreen();
+        QVERIFY(!viewModel.showWelcomeScreen());
+        QVERIFY(PersistenceService().hasSeenWelcomeScreen());
+        QTRY_VERIFY(viewModel.scanState() == AppViewModel::ScanState::complete);
+
+        viewModel.addCustomFolder(QStringLiteral("/data/LLM"));
+        viewModel.addCustomFolder(QStringLiteral("/data/LLM/"));
+        viewModel.addCustomFolder(QStringLiteral("/data/Other"));
+        QCOMPARE(viewModel.customFolders(), (QStringList{QStringLiteral("/data/LLM"), QStringLiteral("/data/Other")}));
+        viewModel.removeCustomFolder(QStringLiteral("/data/LLM"));
+        QCOMPARE(PersistenceService().load(), QStringList{QStringLiteral("/data/Other")});
+
+        viewModel.resetToDefaults();
+        QVERIFY(viewModel.customFolders().isEmpty());
+        QVERIFY(viewModel.showWelcomeScreen());
+        QVERIFY(!PersistenceService().hasSeenWelcomeScreen());
+        QCOMPARE(viewModel.modelCount(), 1); // the list stays until the next scan
+        QCOMPARE(scans.calls.loadAcquire(), 1);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestAppViewModel)
+#include "tst_AppViewModel.moc"
