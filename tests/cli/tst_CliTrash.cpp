@@ -1,0 +1,189 @@
+#include "support/TempHome.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTest>
+
+namespace {
+struct Run
+{
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+QByteArray manifest(const QList<QByteArray> &layers)
+{
+    QByteArray text = R"({"config":{"digest":"sha256:cfg","mediaType":"c","size":1},"layers":[)";
+    for (qsizetype i = 0; i < layers.size(); ++i)
+        text += (i ? "," : "") + QByteArray(R"({"mediaType":"m","size":1000,"digest":"sha256:)") + layers[i] + "\"}";
+    return text + "]}";
+}
+
+QProcessEnvironment environmentFor(const TempHome &home)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("HOME"), home.path());
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral(".config")));
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), home.filePath(QStringLiteral(".local/share")));
+    environment.insert(QStringLiteral("PATH"), home.filePath(QStringLiteral("bin")) + QStringLiteral(":/usr/bin:/bin"));
+    environment.remove(QStringLiteral("OLLAMA_MODELS"));
+    return environment;
+}
+
+Run run(const TempHome &home, const QString &program, const QStringList &arguments, const QByteArray &input = {})
+{
+    QProcess process;
+    process.setProcessEnvironment(environmentFor(home));
+    process.start(program, arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    process.waitForFinished(60000);
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
+}
+
+Run cli(const TempHome &home, const QStringList &arguments)
+{
+    return run(home, QStringLiteral(STASHWELL_CLI_PATH), arguments);
+}
+} // namespace
+
+// stashwell-cli trash from a terminal, checked with the desktop's own Trash tools.
+class TestCliTrash : public QObject
+{
+    Q_OBJECT
+
+    const QString store = QStringLiteral(".ollama/models/");
+    const QString library = QStringLiteral(".ollama/models/manifests/registry.ollama.ai/library/");
+
+    void layOut(const TempHome &home)
+    {
+        for (const char *blob : {"cfg", "shared", "own1", "own2", "own3"})
+            home.writeFile(store + QStringLiteral("blobs/sha256-") + QLatin1String(blob), QByteArray(blob).repeated(100));
+        home.writeFile(library + QStringLiteral("one/latest"), manifest({"shared", "own1"}));
+        home.writeFile(library + QStringLiteral("two/latest"), manifest({"shared", "own2"}));
+        home.writeFile(library + QStringLiteral("three/latest"), manifest({"shared", "own3"}));
+        home.writeFile(QStringLiteral("Models/llama.gguf"), QByteArray("weights"));
+        home.writeFile(QStringLiteral("Other/llama.gguf"), QByteArray("other weights"));
+        cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("Models"))});
+        cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("Other"))});
+    }
+
+private slots:
+    void initTestCase()
+    {
+        if (QStandardPaths::findExecutable(QStringLiteral("trash-list")).isEmpty())
+            QSKIP("trash-cli is not installed (the test command installs it)");
+    }
+
+    void dryRunListsWhatWouldMoveAndMovesNothing()
+    {
+        TempHome home;
+        layOut(home);
+        const Run result = cli(home, {QStringLiteral("trash"), QStringLiteral("--dry-run"), QStringLiteral("--json"),
+                                      QStringLiteral("--name"), QStringLiteral("one:latest"),
+                                      QStringLiteral("--name"), QStringLiteral("two:latest"), QStringLiteral("--source"), QStringLiteral("ollama")});
+        QCOMPARE(result.exitCode, 0);
+        const QJsonObject report = QJsonDocument::fromJson(result.out.toUtf8()).object();
+        QStringList paths;
+        for (const QJsonValue &path : report.value(QStringLiteral("trashedPaths")).toArray())
+            paths << path.toString().mid(home.path().size() + 1);
+        QCOMPARE(paths, (QStringList{library + QStringLiteral("one/latest"), library + QStringLiteral("two/latest"),
+                                     store + QStringLiteral("blobs/sha256-own1"), store + QStringLiteral("blobs/sha256-own2")}));
+        QVERIFY(QFile::exists(home.filePath(library + QStringLiteral("one/latest"))));
+        QVERIFY(!QDir(home.filePath(QStringLiteral(".local/share/Trash/files"))).exists());
+    }
+
+    void trashedModelsShowUpInTheDesktopTrashAndComeBack()
+    {
+        TempHome home;
+        layOut(home);
+        const QByteArray own1 = QByteArray("own1").repeated(100);
+        Run result = cli(home, {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("one:latest"),
+                                QStringLiteral("--name"), QStringLiteral("two:latest"),
+                                QStringLiteral("--path"), home.filePath(QStringLiteral("Models/llama.gguf"))});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.out, QStringLiteral("3 models moved to Trash. You can restore files from Trash if needed.\n"));
+        QVERIFY(QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-shared"))));
+        QVERIFY(QFile::exists(home.filePath(QStringLiteral("Other/llama.gguf")))); // same name, other path: untouched
+
+        const Run listed = run(home, QStringLiteral("trash-list"), {});
+        for (const QString &path : {library + QStringLiteral("one/latest"), store + QStringLiteral("blobs/sha256-own1"),
+                                    store + QStringLiteral("blobs/sha256-own2"), QStringLiteral("Models/llama.gguf")})
+            QVERIFY2(listed.out.contains(home.filePath(path)), qPrintable(listed.out));
+        QVERIFY(!listed.out.contains(QStringLiteral("sha256-shared")));
+
+        // The desktop's own tool puts a blob back, byte for byte.
+        const QString blob = home.filePath(store + QStringLiteral("blobs/sha256-own1"));
+        run(home, QStringLiteral("trash-restore"), {blob}, "0\n");
+        QFile restored(blob);
+        QVERIFY(restored.open(QIODevice::ReadOnly));
+        QCOMPARE(restored.readAll(), own1);
+
+        // The last model that needs the shared blobs frees them.
+        result = cli(home, {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("three:latest")});
+        QCOMPARE(result.exitCode, 0);
+        QVERIFY(!QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-shared"))));
+        QVERIFY(!QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-cfg"))));
+        QVERIFY(QFile::exists(blob)); // restored, and no manifest names it any more
+    }
+
+    void failuresAndRefusals()
+    {
+        TempHome home;
+        layOut(home);
+        // A stray file in the manifests tree: every Ollama deletion stops, the rest goes on.
+        home.writeFile(library + QStringLiteral("one/README"), QByteArray("not a manifest"));
+        Run result = cli(home, {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("one:latest"),
+                                QStringLiteral("--name"), QStringLiteral("llama"), QStringLiteral("--source"), QStringLiteral("custom")});
+        QCOMPARE(result.exitCode, 1);
+        const QStringList lines = result.out.trimmed().split(QLatin1Char('\n'));
+        QCOMPARE(lines.first(), QStringLiteral("2 of 3 models moved to Trash. 1 failed."));
+        QVERIFY2(lines.value(1).startsWith(QStringLiteral("one:latest - The Ollama manifest")), qPrintable(result.out));
+        QVERIFY(QFile::exists(home.filePath(library + QStringLiteral("one/latest"))));
+        QVERIFY(!QFile::exists(home.filePath(QStringLiteral("Other/llama.gguf"))));
+
+        const QList<QStringList> refused{
+            {QStringLiteral("trash"), QStringLiteral("--name"), QStringLiteral("two:latest")}, // no terminal, no --yes
+            {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("nothing")},
+            {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--source"), QStringLiteral("ollama")},
+            {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("two:latest"),
+             QStringLiteral("--source"), QStringLiteral("Ollama")},
+            {QStringLiteral("trash"), QStringLiteral("--yes")}};
+        for (const QStringList &arguments : refused) {
+            result = cli(home, arguments);
+            QVERIFY2(result.exitCode == 2, qPrintable(arguments.join(QLatin1Char(' '))));
+            QCOMPARE(result.err.count(QLatin1Char('\n')), 1);
+        }
+        QVERIFY(QFile::exists(home.filePath(library + QStringLiteral("two/latest"))));
+    }
+
+    void verifyConfirmsOrDissolvesGroups()
+    {
+        TempHome home;
+        home.writeFile(QStringLiteral("A/phi.gguf"), 5000, 'p');
+        home.writeFile(QStringLiteral("B/phi.gguf"), 5000, 'p');
+        home.writeFile(QStringLiteral("A/qwen.gguf"), 5000, 'q');
+        home.writeFile(QStringLiteral("B/qwen.gguf"), 5000, 'Q');
+        cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("A"))});
+        cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("B"))});
+        const Run result = cli(home, {QStringLiteral("verify"), QStringLiteral("--json")});
+        QCOMPARE(result.exitCode, 0);
+        const QJsonObject report = QJsonDocument::fromJson(result.out.toUtf8()).object();
+        for (const QJsonValue &value : report.value(QStringLiteral("models")).toArray()) {
+            const QJsonObject model = value.toObject();
+            const bool phi = model.value(QStringLiteral("displayName")).toString() == QLatin1String("phi");
+            QCOMPARE(model.value(QStringLiteral("verification")).toString(), phi ? QStringLiteral("verified") : QStringLiteral("unverified"));
+            QCOMPARE(model.value(QStringLiteral("duplicateGroup")).isNull(), !phi);
+        }
+        QCOMPARE(report.value(QStringLiteral("reclaimableSize")).toInteger(), 5000);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCliTrash)
+#include "tst_CliTrash.moc"
