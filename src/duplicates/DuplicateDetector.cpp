@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <QMutexLocker>
+#include <QSet>
 #include <QRegularExpression>
 
 #include <sys/stat.h>
@@ -30,7 +31,28 @@ qint64 sizeOnDisk(const QString &path)
     return ::lstat(QFile::encodeName(path).constData(), &info) == 0 ? qint64(info.st_size) : 0;
 }
 
+// The first file that is the very same file on disk as an earlier one in the list (one
+// file found through two folders, or a hard link), or nothing.
+std::optional<QString> sameFileTwice(const QStringList &files)
+{
+    QSet<std::pair<dev_t, ino_t>> seen;
+    for (const QString &file : files) {
+        struct stat info {};
+        if (::lstat(QFile::encodeName(file).constData(), &info) != 0)
+            continue;
+        if (seen.contains({info.st_dev, info.st_ino}))
+            return file;
+        seen.insert({info.st_dev, info.st_ino});
+    }
+    return std::nullopt;
+}
+
 } // namespace
+
+QString DuplicateDetector::sameFileReason()
+{
+    return QStringLiteral("Found twice, but it is one file on disk, not two copies; moving either entry to the Trash removes it.");
+}
 
 QString DuplicateDetector::normalizedName(const QString &name)
 {
@@ -158,6 +180,10 @@ VerificationOutcome DuplicateDetector::verifyGroup(const QUuid &groupID, const Q
     const QStringList &files = std::get<QStringList>(primaries);
     if (files.size() < 2)
         return VerificationOutcome::different();
+    // "Verified duplicate" invites deleting one copy; when there is only one file,
+    // that would delete the model itself.
+    if (const std::optional<QString> file = sameFileTwice(files))
+        return VerificationOutcome::failed(DuplicateHashError::unreadable(*file, sameFileReason()).message());
 
     // Within a file, reported in steps of a hundredth at most, so a large file does not
     // flood the caller; every finished file is reported.

@@ -50,6 +50,9 @@ public:
                                     const std::function<void(double)> &progress = {},
                                     const std::atomic<bool> *cancelled = nullptr);
 
+    // Why a group whose members name one and the same file on disk is not verified.
+    static QString sameFileReason();
+
     // One file per member, in member order: its largest file by size on disk
     // (ties keep the earlier; a size that cannot be read counts as 0).
     static std::variant<QStringList, DuplicateHashError> primaryFiles(const QList<DetectedModel> &members);

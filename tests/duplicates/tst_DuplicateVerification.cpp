@@ -138,6 +138,22 @@ private slots:
                  VerificationOutcome::different());
     }
 
+    void oneFileFoundTwiceIsNotAVerifiedDuplicate()
+    {
+        // A custom folder inside a known model folder lists the same file twice; calling
+        // that a verified duplicate would invite the user to trash the only copy.
+        TempHome home;
+        DuplicateDetector detector;
+        const QString file = home.writeFile(QStringLiteral("models/llama.gguf"), QByteArray(5000, 'l'));
+        const QString hardLink = home.filePath(QStringLiteral("elsewhere.gguf"));
+        QVERIFY(::link(QFile::encodeName(file).constData(), QFile::encodeName(hardLink).constData()) == 0);
+        const QUuid group = QUuid::createUuid();
+        const VerificationOutcome expected = VerificationOutcome::failed(
+            QStringLiteral("llama.gguf: ") + DuplicateDetector::sameFileReason());
+        QCOMPARE(detector.verifyGroup(group, groupOf(group, {file, home.filePath(QStringLiteral("models/../models/llama.gguf"))})), expected);
+        QCOMPARE(detector.verifyGroup(group, groupOf(group, {hardLink, file})).kind, VerificationOutcomeKind::failed);
+    }
+
     void groupsTooSmallToCompare()
     {
         TempHome home;

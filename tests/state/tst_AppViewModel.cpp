@@ -143,10 +143,11 @@ private slots:
         const QString same1 = home.writeFile(QStringLiteral("a/x.gguf"), 4096, 'a');
         const QString same2 = home.writeFile(QStringLiteral("b/x.gguf"), 4096, 'a');
         const QString other = home.writeFile(QStringLiteral("c/x.gguf"), 4096, 'c');
+        const QString same3 = home.writeFile(QStringLiteral("d/x.gguf"), 4096, 'a');
         const QUuid identical = QUuid::createUuid(), different = QUuid::createUuid(), failing = QUuid::createUuid();
         QList<DetectedModel> models{model(QStringLiteral("m1"), 4096, {same1}), model(QStringLiteral("m2"), 4096, {same2}),
                                     model(QStringLiteral("m3"), 4096, {same1}), model(QStringLiteral("m4"), 4096, {other}),
-                                    model(QStringLiteral("m5"), 4096, {same1}), model(QStringLiteral("m6"), 4096, {home.filePath(QStringLiteral("gone.gguf"))})};
+                                    model(QStringLiteral("m5"), 4096, {same3}), model(QStringLiteral("m6"), 4096, {home.filePath(QStringLiteral("gone.gguf"))})};
         models[0].duplicateGroup = models[1].duplicateGroup = identical;
         models[2].duplicateGroup = models[3].duplicateGroup = different;
         models[4].duplicateGroup = models[5].duplicateGroup = failing;
