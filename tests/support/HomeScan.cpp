@@ -1,0 +1,121 @@
+#include "support/HomeScan.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcess>
+
+#include <cstdio>
+#include <grp.h>
+#include <unistd.h>
+
+namespace {
+constexpr uid_t nobodyId = 65534;
+}
+
+ModelScanner HomeScan::scanner() const
+{
+    AppSearchLocations locations;
+    locations.home = m_home.path();
+    locations.applicationFolders = {m_home.filePath(QStringLiteral("Applications"))};
+    locations.executableFolders = {m_home.filePath(QStringLiteral("bin"))};
+    locations.appImageFolders = {m_home.filePath(QStringLiteral("Applications"))};
+    locations.desktopEntryFolders = {m_home.filePath(QStringLiteral(".local/share/applications"))};
+    locations.otherRoots = {m_home.filePath(QStringLiteral("Desktop")), m_home.filePath(QStringLiteral("Downloads"))};
+
+    OllamaStoreLocator::Inputs stores;
+    stores.userModelsDir = m_home.filePath(QStringLiteral(".ollama/models"));
+    stores.serviceModelsDir = m_home.filePath(QStringLiteral("system/ollama/.ollama/models"));
+    return ModelScanner(AppDetectionService(locations), OllamaScanner(OllamaStoreLocator(stores).stores()));
+}
+
+QStringList HomeScan::scannerLines() const
+{
+    QStringList result;
+    for (const DetectedModel &model : scanner().scanAll())
+        result << line(model.sourceTool.description(), model.displayName, model.sizeBytes, model.filePaths);
+    return result;
+}
+
+HomeScan::CliRun HomeScan::runCli(const QStringList &arguments, bool unprivileged) const
+{
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("HOME"), m_home.path());
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_home.filePath(QStringLiteral(".config")));
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), m_home.filePath(QStringLiteral(".local/share")));
+    environment.insert(QStringLiteral("PATH"), m_home.filePath(QStringLiteral("bin")));
+    environment.remove(QStringLiteral("OLLAMA_MODELS"));
+    process.setProcessEnvironment(environment);
+    process.setWorkingDirectory(m_home.path());
+    if (unprivileged && ::geteuid() == 0) {
+        process.setChildProcessModifier([] {
+            if (::setgroups(0, nullptr) != 0 || ::setresgid(nobodyId, nobodyId, nobodyId) != 0
+                || ::setresuid(nobodyId, nobodyId, nobodyId) != 0)
+                ::_exit(126);
+        });
+    }
+    process.start(m_cliProgram, arguments);
+    if (!process.waitForFinished(60000)) {
+        process.kill();
+        process.waitForFinished();
+        return {-1, process.readAllStandardOutput(), QByteArrayLiteral("stashwell-cli did not finish within a minute")};
+    }
+    const int exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    return {exitCode, process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+QJsonObject HomeScan::cliReport(bool unprivileged) const
+{
+    const CliRun run = runCli({QStringLiteral("scan"), QStringLiteral("--json")}, unprivileged);
+    if (run.exitCode != 0) {
+        std::fprintf(stderr, "stashwell-cli scan --json exited with %d: %s\n", run.exitCode, run.err.constData());
+        return {};
+    }
+    return QJsonDocument::fromJson(run.out).object();
+}
+
+QStringList HomeScan::lines(const QJsonObject &report) const
+{
+    QStringList result;
+    for (const QJsonValue &value : report.value(QStringLiteral("models")).toArray()) {
+        const QJsonObject model = value.toObject();
+        QStringList files;
+        for (const QJsonValue &file : model.value(QStringLiteral("filePaths")).toArray())
+            files << file.toString();
+        result << line(model.value(QStringLiteral("source")).toString(), model.value(QStringLiteral("displayName")).toString(),
+                       model.value(QStringLiteral("sizeBytes")).toInteger(), files);
+    }
+    return result;
+}
+
+bool HomeScan::same(const QStringList &seen, const QStringList &expected)
+{
+    QStringList sortedSeen = seen;
+    QStringList sortedExpected = expected;
+    sortedSeen.sort();
+    sortedExpected.sort();
+    if (sortedSeen == sortedExpected)
+        return true;
+    std::fprintf(stderr, "seen:\n");
+    for (const QString &text : std::as_const(sortedSeen))
+        std::fprintf(stderr, "  %s\n", qPrintable(text));
+    std::fprintf(stderr, "expected:\n");
+    for (const QString &text : std::as_const(sortedExpected))
+        std::fprintf(stderr, "  %s\n", qPrintable(text));
+    return false;
+}
+
+QString HomeScan::relative(const QString &path) const
+{
+    const QString prefix = m_home.path() + QLatin1Char('/');
+    return path.startsWith(prefix) ? path.sliced(prefix.size()) : path;
+}
+
+QString HomeScan::line(const QString &source, const QString &name, qint64 size, const QStringList &files) const
+{
+    QStringList shown;
+    for (const QString &file : files)
+        shown << relative(file);
+    shown.sort();
+    return QStringLiteral("%1 [%2] %3: %4").arg(source, name).arg(size).arg(shown.join(QStringLiteral(" | ")));
+}

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "scanning/ModelScanner.h"
+#include "support/TempHome.h"
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QStringList>
+
+// Scans a temporary home the two ways a person can: through ModelScanner, with every
+// place installed-app detection searches and every Ollama store inside the home, and
+// through the real stashwell-cli started with the home as its environment. Both are
+// turned into the same lines, one per model in list order, so that one expectation
+// states what the user sees either way:
+//   "<source> [<displayName>] <sizeBytes>: <file> | <file> ..."
+// with the files relative to the home. Walk order is the file system's, so the files of
+// a line and the lines themselves are compared sorted.
+class HomeScan
+{
+public:
+    HomeScan(const TempHome &home, const QString &cliProgram) : m_home(home), m_cliProgram(cliProgram) {}
+
+    ModelScanner scanner() const;
+    QStringList scannerLines() const;
+
+    struct CliRun
+    {
+        int exitCode = -1;
+        QByteArray out;
+        QByteArray err;
+    };
+    // HOME and the XDG folders inside the home, PATH only the home's "bin"; as the
+    // unprivileged user when asked (and the tests run as root). Gives up after a minute.
+    CliRun runCli(const QStringList &arguments, bool unprivileged = false) const;
+    // The report of "scan --json"; an empty object when the program failed.
+    QJsonObject cliReport(bool unprivileged = false) const;
+    QStringList lines(const QJsonObject &report) const;
+
+    // Equal once sorted, or false after printing both (also from a forked child).
+    static bool same(const QStringList &seen, const QStringList &expected);
+
+private:
+    QString relative(const QString &path) const;
+    QString line(const QString &source, const QString &name, qint64 size, const QStringList &files) const;
+
+    const TempHome &m_home;
+    QString m_cliProgram;
+};
