@@ -36,12 +36,15 @@ public:
     QJsonObject cliReport(bool unprivileged = false) const;
     QStringList lines(const QJsonObject &report) const;
 
+    // A line as the scans write it, for stating what is expected; files relative to the home.
+    static QString line(const QString &source, const QString &name, qint64 size, QStringList files);
+
     // Equal once sorted, or false after printing both (also from a forked child).
     static bool same(const QStringList &seen, const QStringList &expected);
 
 private:
     QString relative(const QString &path) const;
-    QString line(const QString &source, const QString &name, qint64 size, const QStringList &files) const;
+    QString homeLine(const QString &source, const QString &name, qint64 size, const QStringList &files) const;
 
     const TempHome &m_home;
     QString m_cliProgram;
