@@ -5,6 +5,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/install-deps.sh"
 "$root/scripts/build.sh"
 build=${STASHWELL_BUILD_DIR:-$root/build}
-ctest --test-dir "$build" --output-on-failure -j"$(nproc)"
-# Then a short fuzzing run of the file parsers (skipped when clang is not installed).
+# A short fuzzing run of the file parsers first (skipped when clang is not installed),
+# so the test summary is the last thing printed.
 "$root/scripts/run-fuzzers.sh"
+ctest --test-dir "$build" --output-on-failure -j"$(nproc)"

@@ -53,10 +53,15 @@ int CliCommands::run(const QStringList &arguments)
         m_out << usage();
         return exitSuccess;
     }
-    if (command == QLatin1String("scan"))
-        return scan(rest);
-    if (command == QLatin1String("verify"))
-        return verify(rest);
+    if (command == QLatin1String("scan") || command == QLatin1String("verify")) {
+        bool asJson = false;
+        for (const QString &option : rest) {
+            if (option != QLatin1String("--json"))
+                return usageError(QStringLiteral("%1: unknown option '%2'").arg(command, option));
+            asJson = true;
+        }
+        return command == QLatin1String("scan") ? scan(asJson) : verify(asJson);
+    }
     if (command == QLatin1String("trash"))
         return trash(rest);
     if (command == QLatin1String("folders"))
@@ -64,21 +69,18 @@ int CliCommands::run(const QStringList &arguments)
     return usageError(QStringLiteral("unknown command '%1'; try --help").arg(command));
 }
 
-int CliCommands::scan(const QStringList &options)
+void CliCommands::print(const ScanReport &report, bool asJson)
 {
-    bool asJson = false;
-    for (const QString &option : options) {
-        if (option == QLatin1String("--json"))
-            asJson = true;
-        else
-            return usageError(QStringLiteral("scan: unknown option '%1'").arg(option));
-    }
-    const ModelScanner scanner;
-    ScanReport report{scanner.scanAll(), scanner.unreadableModelFolders()};
     if (asJson)
         m_out << QJsonDocument(report.json()).toJson(QJsonDocument::Indented);
     else
         m_out << report.text();
+}
+
+int CliCommands::scan(bool asJson)
+{
+    const ModelScanner scanner;
+    print({scanner.scanAll(), scanner.unreadableModelFolders()}, asJson);
     return exitSuccess;
 }
 
@@ -135,15 +137,8 @@ bool CliCommands::scanThrough(AppViewModel &viewModel)
     return true;
 }
 
-int CliCommands::verify(const QStringList &options)
+int CliCommands::verify(bool asJson)
 {
-    bool asJson = false;
-    for (const QString &option : options) {
-        if (option == QLatin1String("--json"))
-            asJson = true;
-        else
-            return usageError(QStringLiteral("verify: unknown option '%1'").arg(option));
-    }
     AppViewModel viewModel;
     if (!scanThrough(viewModel))
         return exitFailure;
@@ -162,11 +157,7 @@ int CliCommands::verify(const QStringList &options)
         if (viewModel.isVerifyingDuplicates())
             loop.exec();
     }
-    const ScanReport report{viewModel.models(), viewModel.unreadableFolders()};
-    if (asJson)
-        m_out << QJsonDocument(report.json()).toJson(QJsonDocument::Indented);
-    else
-        m_out << report.text();
+    print({viewModel.models(), viewModel.unreadableFolders()}, asJson);
     // A group that could not be verified is something the user asked for that failed.
     const bool anyUnverifiable = std::any_of(viewModel.models().begin(), viewModel.models().end(), [](const DetectedModel &m) {
         return m.duplicateVerificationStatus.state() == DuplicateVerificationStatus::State::unableToVerify;

@@ -4,6 +4,7 @@
 #include <QTextStream>
 
 class AppViewModel;
+struct ScanReport;
 
 // stashwell-cli: the scan, verification, the Trash and the custom folder list from a
 // terminal. Verification and the Trash go through the same application state as the
@@ -19,8 +20,9 @@ public:
     static QString usage();
 
 private:
-    int scan(const QStringList &options);
-    int verify(const QStringList &options);
+    int scan(bool asJson);
+    int verify(bool asJson);
+    void print(const ScanReport &report, bool asJson);
     int trash(const QStringList &arguments);
     int folders(const QStringList &arguments);
     // Scans through the application state and waits for the result.
