@@ -7,7 +7,11 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <fcntl.h>
+#include <memory>
 #include <unistd.h>
 
 namespace {
@@ -49,6 +53,31 @@ bool canListFolder(const QByteArray &nativePath)
     return true;
 }
 
+// Ollama reads manifests through links. One that leads to a place the walk counts itself
+// (inside this tree, not hidden) adds nothing; one that leads elsewhere holds references no
+// count sees, and blobs freed on that count could be ones it still needs. A link that
+// leads nowhere, or round in a loop, names nothing Ollama could read either.
+bool linkLeavesTree(const QByteArray &link, const QByteArray &realTree)
+{
+    const std::unique_ptr<char, decltype(&std::free)> target(::realpath(link.constData(), nullptr), &std::free);
+    if (!target)
+        return errno != ENOENT && errno != ELOOP; // what cannot be resolved otherwise is unknown
+    const QByteArray real(target.get());
+    if (real == realTree)
+        return false;
+    if (!real.startsWith(realTree + '/'))
+        return true;
+    const QList<QByteArray> parts = real.mid(realTree.size() + 1).split('/');
+    return std::any_of(parts.begin(), parts.end(), [](const QByteArray &part) { return part.startsWith('.'); });
+}
+
+QString linkLeavingTree(const QString &path)
+{
+    return QStringLiteral("The Ollama manifests folder holds a link, \u201c%1\u201d, that leads outside it, so it is "
+                          "unknown which blobs other models still use.")
+        .arg(path);
+}
+
 QString unlistableFolder(const QString &path)
 {
     return QStringLiteral("The Ollama manifests folder \u201c%1\u201d could not be read, so it is unknown "
@@ -75,6 +104,8 @@ std::optional<QHash<QString, qint64>> BlobReferenceManager::referenceCounts(QStr
         return counts;
 
     std::optional<QString> failure;
+    const std::unique_ptr<char, decltype(&std::free)> realTree(::realpath(QFile::encodeName(m_manifestsDir).constData(), nullptr),
+                                                               &std::free);
     const bool walked = DirectoryWalker::walk(m_manifestsDir, [&](const DirectoryWalker::Entry &entry) {
         if (failure)
             return;
@@ -89,8 +120,12 @@ std::optional<QHash<QString, qint64>> BlobReferenceManager::referenceCounts(QStr
             return;
         case EntryType::regular:
             break;
+        case EntryType::symlink:
+            if (!realTree || linkLeavesTree(entry.nativePath(), realTree.get()))
+                failure = linkLeavingTree(QFile::decodeName(entry.nativePath()));
+            return;
         default:
-            return; // links, pipes, devices: never manifests
+            return; // pipes, sockets, devices: never manifests
         }
         QString why;
         const std::optional<OllamaManifest> manifest = OllamaManifest::readNative(entry.nativePath(), &why);

@@ -23,8 +23,9 @@ public:
     // Blob file name -> number of digest references to it across every regular,
     // non-hidden manifest file at any depth below the manifests folder (every registry
     // host). A missing manifests folder gives an empty map. On failure `error` names the
-    // file or folder that could not be read: a manifest that does not decode, or a
-    // folder of the tree that cannot be listed (its manifests might share blobs).
+    // file or folder that could not be read: a manifest that does not decode, a folder of
+    // the tree that cannot be listed (its manifests might share blobs), or a link that
+    // leads outside the tree (Ollama reads manifests through it; the count cannot).
     std::optional<QHash<QString, qint64>> referenceCounts(QString *error = nullptr) const;
 
     // True for the manifests folder itself and anything below it, comparing cleaned paths.
