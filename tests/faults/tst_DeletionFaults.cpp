@@ -40,7 +40,7 @@ Front front(bool terminal)
     return terminal ? Front::terminal : Front::window;
 }
 
-void link(const TempHome &home, const QString &target, const QString &relative)
+void makeLink(const TempHome &home, const QString &target, const QString &relative)
 {
     QVERIFY(QDir().mkpath(QFileInfo(home.filePath(relative)).path()));
     QVERIFY(QFile::link(target, home.filePath(relative)));
@@ -306,15 +306,15 @@ private slots:
         const QString qwen = QStringLiteral(".local/share/Jan/data/llamacpp/models/qwen/");
         home.writeFile(qwen + QStringLiteral("model.gguf"), 7);
         home.writeFile(QStringLiteral("Models/big.gguf"), 9);
-        link(home, home.filePath(QStringLiteral("Models/big.gguf")), qwen + QStringLiteral("shared.gguf"));
-        link(home, QStringLiteral(".."), qwen + QStringLiteral("up"));
+        makeLink(home, home.filePath(QStringLiteral("Models/big.gguf")), qwen + QStringLiteral("shared.gguf"));
+        makeLink(home, QStringLiteral(".."), qwen + QStringLiteral("up"));
         // Ollama blobs that are links: to a file, to a folder full of documents, to nothing.
         home.writeFile(QStringLiteral("outside.bin"), 4);
         home.writeFile(QStringLiteral("Documents/notes.txt"), 4);
         home.writeFile(blobs + QStringLiteral("sha256-cfg"), 1);
-        link(home, home.filePath(QStringLiteral("outside.bin")), blobs + QStringLiteral("sha256-linked"));
-        link(home, home.filePath(QStringLiteral("Documents")), blobs + QStringLiteral("sha256-dirlink"));
-        link(home, home.filePath(QStringLiteral("nowhere")), blobs + QStringLiteral("sha256-dangling"));
+        makeLink(home, home.filePath(QStringLiteral("outside.bin")), blobs + QStringLiteral("sha256-linked"));
+        makeLink(home, home.filePath(QStringLiteral("Documents")), blobs + QStringLiteral("sha256-dirlink"));
+        makeLink(home, home.filePath(QStringLiteral("nowhere")), blobs + QStringLiteral("sha256-dangling"));
         home.writeFile(registry + QStringLiteral("library/l/latest"),
                        manifest({"sha256:cfg", "sha256:linked", "sha256:dirlink", "sha256:dangling"}));
         PersistenceService().save({home.filePath(QStringLiteral("Models"))});
@@ -347,7 +347,7 @@ private slots:
         home.writeFile(blobs + QStringLiteral("sha256-a"), 7);
         home.writeFile(blobs + QStringLiteral("sha256-"), 1); // what a bare "sha256:" would name
         home.writeFile(blobs + QStringLiteral("sha256-dir/inside"), 1);
-        link(home, home.filePath(QStringLiteral("outside")), blobs + QStringLiteral("sha256-linked"));
+        makeLink(home, home.filePath(QStringLiteral("outside")), blobs + QStringLiteral("sha256-linked"));
         const QByteArray absolute = QFile::encodeName(home.filePath(QStringLiteral("Models/x.gguf")));
         const QByteArray manifestsFolder = QFile::encodeName(home.filePath(QStringLiteral(".ollama/models/manifests")));
         const QList<QByteArray> crafted{"sha256:a", "../secret", "sha256:../secret", "sha256:../../../outside", absolute,
@@ -370,6 +370,60 @@ private slots:
         QCOMPARE(deletion.moved(), 1);
         QVERIFY_AS_AUDITED(audit.problems());
         QVERIFY(HomeScan::same(deletion.listed(), {QStringLiteral("Ollama [bystander:latest]"), QStringLiteral("Models [x]")}));
+    }
+
+    void linksInTheManifestsFolder_data()
+    {
+        QTest::addColumn<bool>("terminal");
+        QTest::addColumn<QString>("link");   // made inside the registry folder
+        QTest::addColumn<QString>("target"); // relative to the home
+        QTest::addColumn<bool>("refused");
+        for (const bool terminal : {false, true}) {
+            const char *front = terminal ? "terminal" : "window";
+            // Ollama reads manifests through links, so what lies behind one outside the
+            // folder names blobs that no count sees.
+            QTest::addRow("%s: a manifest kept elsewhere", front)
+                << terminal << QStringLiteral("library/alias/latest") << QStringLiteral("Backups/alias-manifest") << true;
+            QTest::addRow("%s: a namespace folder kept elsewhere", front)
+                << terminal << QStringLiteral("someone") << QStringLiteral("Backups/someone") << true;
+            // Behind these there is nothing more to count.
+            QTest::addRow("%s: another name for a manifest of the folder", front)
+                << terminal << QStringLiteral("library/alias/latest") << registry + QStringLiteral("library/m/latest") << false;
+            QTest::addRow("%s: a link to nothing", front)
+                << terminal << QStringLiteral("library/alias/latest") << QStringLiteral("nowhere") << false;
+        }
+    }
+    void linksInTheManifestsFolder()
+    {
+        QFETCH(bool, terminal);
+        QFETCH(QString, link);
+        QFETCH(QString, target);
+        QFETCH(bool, refused);
+        TempHome home;
+        for (const char *blob : {"cfg", "shared", "m-own", "other-own"})
+            home.writeFile(blobs + QStringLiteral("sha256-") + QLatin1String(blob), 10);
+        home.writeFile(registry + QStringLiteral("library/m/latest"), manifest({"sha256:cfg", "sha256:shared", "sha256:m-own"}));
+        home.writeFile(registry + QStringLiteral("library/keep/latest"), manifest({"sha256:cfg"}));
+        // What the links outside lead to: a manifest, and a namespace folder holding one.
+        home.writeFile(QStringLiteral("Backups/alias-manifest"), manifest({"sha256:cfg", "sha256:shared", "sha256:other-own"}));
+        home.writeFile(QStringLiteral("Backups/someone/private/latest"), manifest({"sha256:cfg", "sha256:shared", "sha256:other-own"}));
+        makeLink(home, home.filePath(target), registry + link);
+
+        HomeDeletion deletion(home, front(terminal), cli);
+        QVERIFY(HomeScan::same(deletion.listed(), {QStringLiteral("Ollama [m:latest]"), QStringLiteral("Ollama [keep:latest]")}));
+        const DeletionAudit audit({home.path()}, refused ? QStringList()
+                                                         : inHome(home, {registry + QStringLiteral("library/m/latest"), blobs + QStringLiteral("sha256-shared"),
+                                                                         blobs + QStringLiteral("sha256-m-own")}));
+        const QStringList shown = deletion.deleteModels({{QStringLiteral("ollama"), QStringLiteral("m:latest")}});
+        if (refused) {
+            QVERIFY(HomeDeletion::sameAlert(shown, {QStringLiteral("No models were moved to Trash"),
+                                                    QStringLiteral("m:latest - The Ollama manifests folder holds a link, \u201c%1\u201d, that "
+                                                                   "leads outside it, so it is unknown which blobs other models still use.")
+                                                        .arg(home.filePath(registry + link))}));
+        } else {
+            QCOMPARE(shown, QStringList());
+        }
+        QVERIFY_AS_AUDITED(audit.problems());
     }
 
     void sharedBlobsStayUntilEveryManifestNamingThemIsGone_data() { addFronts(); }
