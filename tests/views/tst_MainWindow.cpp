@@ -1,0 +1,507 @@
+#include "WindowUnderTest.h"
+
+#include "app/AppearanceSettings.h"
+#include "scanning/ModelScanner.h"
+#include "services/PersistenceService.h"
+#include "state/ModelDeleter.h"
+#include "support/TempHome.h"
+
+#include <QDesktopServices>
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QQuickItem>
+#include <QSemaphore>
+#include <QSignalSpy>
+#include <QTest>
+#include <QUrl>
+
+namespace {
+// Every place installed-app detection looks lies inside the temporary home.
+AppSearchLocations locationsIn(const TempHome &home)
+{
+    AppSearchLocations locations;
+    locations.home = home.path();
+    locations.applicationFolders = {home.filePath(QStringLiteral("Applications"))};
+    locations.executableFolders = {home.filePath(QStringLiteral("bin"))};
+    locations.desktopEntryFolders = {home.filePath(QStringLiteral(".local/share/applications"))};
+    return locations;
+}
+
+// The real scan and deletion over the home's own folders; `unreadable` is what the
+// folder access probe reports.
+AppViewModel::Services servicesIn(const TempHome &home, const QStringList &unreadable = {})
+{
+    const AppSearchLocations locations = locationsIn(home);
+    const OllamaStore store{home.filePath(QStringLiteral(".ollama/models"))};
+    return {[locations, store] { return ModelScanner(AppDetectionService(locations), OllamaScanner({store})).scanAll(); },
+            [unreadable] { return unreadable; },
+            [store] { return std::make_unique<ModelDeleter>(QList<OllamaStore>{store}); }};
+}
+
+void installProgram(const TempHome &home, const QString &name)
+{
+    const QString program = home.writeFile(QStringLiteral("bin/") + name, QByteArray("#!/bin/sh\n"));
+    QFile::setPermissions(program, QFile::permissions(program) | QFile::ExeUser);
+}
+
+void writeOllamaModel(const TempHome &home, const QString &name, const QByteArray &digest, qint64 size)
+{
+    home.writeFile(QStringLiteral(".ollama/models/blobs/sha256-") + QString::fromLatin1(digest), size);
+    home.writeFile(QStringLiteral(".ollama/models/manifests/registry.ollama.ai/library/") + name + QStringLiteral("/latest"),
+                   R"({"config":{"digest":"sha256:c","mediaType":"c","size":1},"layers":[{"digest":"sha256:)" + digest
+                       + R"(","mediaType":"m","size":)" + QByteArray::number(size) + "}]}");
+}
+
+// The titles of the list's rows from top to bottom, headers as "# title (count)".
+QStringList listRows(WindowUnderTest &ui)
+{
+    QStringList rows;
+    QQuickItem *list = ui.item(QStringLiteral("modelList"));
+    if (!list)
+        return {QStringLiteral("<no list>")};
+    const int count = list->property("count").toInt();
+    for (int i = 0; i < count; ++i) {
+        QMetaObject::invokeMethod(list, "positionViewAtIndex", Q_ARG(int, i), Q_ARG(int, 2 /* ListView.Contain */));
+        QQuickItem *row = nullptr;
+        QMetaObject::invokeMethod(list, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, row), Q_ARG(int, i));
+        QQuickItem *shown = row ? row->property("item").value<QQuickItem *>() : nullptr;
+        if (!shown)
+            rows << QStringLiteral("<missing row %1>").arg(i);
+        else if (shown->objectName() == QLatin1String("sectionHeader"))
+            rows << QStringLiteral("# %1 %2").arg(shown->property("title").toString(), ui.text(QStringLiteral("sectionCount"), shown));
+        else
+            rows << ui.text(QStringLiteral("modelName"), shown);
+    }
+    QMetaObject::invokeMethod(list, "positionViewAtBeginning");
+    return rows;
+}
+
+// The on-screen item of the first list row titled `title` (a header or a model),
+// scrolled into view.
+QQuickItem *rowTitled(WindowUnderTest &ui, const QString &title)
+{
+    QQuickItem *list = ui.item(QStringLiteral("modelList"));
+    ModelListModel *rows = ui.viewModel.modelList();
+    for (int i = 0; list && i < rows->rowCount(); ++i) {
+        if (rows->data(rows->index(i), ModelListModel::TitleRole).toString() != title)
+            continue;
+        QMetaObject::invokeMethod(list, "positionViewAtIndex", Q_ARG(int, i), Q_ARG(int, 2));
+        QQuickItem *row = nullptr;
+        QMetaObject::invokeMethod(list, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, row), Q_ARG(int, i));
+        return row ? row->property("item").value<QQuickItem *>() : nullptr;
+    }
+    return nullptr;
+}
+
+// Tests of everything but the welcome screen start as someone who has seen it.
+void returningUser()
+{
+    PersistenceService().setHasSeenWelcomeScreen(true);
+}
+
+// Opens whatever a file URL asks for, instead of the desktop's handler.
+class UrlCatcher : public QObject
+{
+    Q_OBJECT
+public:
+    UrlCatcher() { QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "open"); }
+    ~UrlCatcher() override { QDesktopServices::unsetUrlHandler(QStringLiteral("file")); }
+    QList<QUrl> opened;
+public slots:
+    void open(const QUrl &url) { opened.append(url); }
+};
+} // namespace
+
+class TestMainWindow : public QObject
+{
+    Q_OBJECT
+private slots:
+    void eachScanStateShowsItsCard()
+    {
+        TempHome home;
+        returningUser();
+        home.writeFile(QStringLiteral(".cache/gpt4all/phi.gguf"), 10);
+        // Scans wait at this gate, so the test sees them running.
+        QSemaphore gate;
+        AppViewModel::Services services = servicesIn(home);
+        services.scanAll = [scan = services.scanAll, &gate] {
+            gate.acquire();
+            return scan();
+        };
+        WindowUnderTest ui(services);
+        QVERIFY(ui.loaded);
+
+        // Before the window has appeared nothing was scanned.
+        QObject *idle = ui.find(QStringLiteral("idleCard"));
+        QVERIFY(ui.shown(QStringLiteral("idleCard")));
+        QCOMPARE(ui.text(QStringLiteral("cardTitle"), idle), QStringLiteral("Ready to Scan"));
+        QCOMPARE(ui.text(QStringLiteral("cardMessage"), idle),
+                 QStringLiteral("Stashwell will scan known model folders and any custom folders you add."));
+
+        // Appearing starts the scan: the card and the capsule show until it finishes.
+        ui.appear();
+        QVERIFY(ui.shown(QStringLiteral("scanningCard")));
+        QCOMPARE(ui.text(QStringLiteral("cardTitle"), ui.find(QStringLiteral("scanningCard"))), QStringLiteral("Scanning for models..."));
+        QVERIFY(ui.shown(QStringLiteral("scanningCapsule")));
+        gate.release();
+        QVERIFY(ui.waitForScan());
+        QVERIFY(ui.shown(QStringLiteral("modelList")));
+        QVERIFY(!ui.shown(QStringLiteral("scanningCapsule")));
+
+        // Rescan while a scan runs: a new scan at once, the capsule stays throughout.
+        ui.click(QStringLiteral("rescanButton"));
+        QVERIFY(ui.shown(QStringLiteral("scanningCapsule")));
+        ui.click(QStringLiteral("rescanButton"));
+        gate.release(); // the first of the two finishes: its result is stale
+        QTest::qWait(100);
+        QVERIFY(ui.shown(QStringLiteral("scanningCapsule")));
+        QVERIFY(ui.shown(QStringLiteral("scanningCard")));
+        gate.release();
+        QVERIFY(ui.waitForScan());
+        QVERIFY(ui.shown(QStringLiteral("modelList")));
+
+        // The models went away: the next scan finds nothing.
+        QVERIFY(QFile::remove(home.filePath(QStringLiteral(".cache/gpt4all/phi.gguf"))));
+        gate.release();
+        ui.click(QStringLiteral("rescanButton"));
+        QVERIFY(ui.waitForScan());
+        QVERIFY(ui.shown(QStringLiteral("emptyCard")));
+        QCOMPARE(ui.text(QStringLiteral("cardTitle"), ui.find(QStringLiteral("emptyCard"))), QStringLiteral("No Models Found"));
+        QCOMPARE(ui.text(QStringLiteral("countChip")), QStringLiteral("0 models"));
+    }
+
+    void aFailedScanShowsItsMessageAsGiven_data()
+    {
+        QTest::addColumn<QString>("message");
+        QTest::newRow("text") << QStringLiteral("The home folder could not be listed.");
+        QTest::newRow("empty") << QString();
+    }
+    void aFailedScanShowsItsMessageAsGiven()
+    {
+        QFETCH(QString, message);
+        TempHome home;
+        returningUser();
+        WindowUnderTest ui({[message]() -> QList<DetectedModel> { throw std::runtime_error(message.toStdString()); },
+                            [] { return QStringList(); },
+                            [] { return std::make_unique<ModelDeleter>(QList<OllamaStore>{}); }});
+        ui.appear();
+        QVERIFY(ui.waitForScan());
+        QObject *card = ui.find(QStringLiteral("errorCard"));
+        QVERIFY(ui.shown(QStringLiteral("errorCard")));
+        QCOMPARE(ui.text(QStringLiteral("cardTitle"), card), QStringLiteral("Scan Failed"));
+        QCOMPARE(ui.text(QStringLiteral("cardMessage"), card), message);
+        // The bar stays usable so that the user can try again.
+        QVERIFY(ui.item(QStringLiteral("rescanButton"))->isEnabled());
+        QVERIFY(ui.item(QStringLiteral("addFolderButton"))->isEnabled());
+    }
+
+    void sectionsComeInTheirOrderWithCounts()
+    {
+        TempHome home;
+        returningUser();
+        home.writeFile(QStringLiteral(".cache/gpt4all/left-behind.gguf"), 10); // GPT4All is gone: an orphan
+        installProgram(home, QStringLiteral("ollama"));
+        writeOllamaModel(home, QStringLiteral("llama3"), "a1", 20);
+        installProgram(home, QStringLiteral("lm-studio"));
+        home.writeFile(QStringLiteral(".lmstudio/models/pub/tiny/tiny.gguf"), 30);
+        home.writeFile(QStringLiteral("Models 10/ten.gguf"), 40);
+        home.writeFile(QStringLiteral("Models 9/nine-a.gguf"), 50);
+        home.writeFile(QStringLiteral("Models 9/nine-b.gguf"), 60);
+        home.writeFile(QStringLiteral("other/ollama/mine.gguf"), 70); // a custom folder named like an application
+        PersistenceService().save({home.filePath(QStringLiteral("Models 10")), home.filePath(QStringLiteral("other/ollama")),
+                                   home.filePath(QStringLiteral("Models 9"))});
+
+        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        ui.appear();
+        QVERIFY(ui.waitForScan());
+        const QStringList expected{
+            QStringLiteral("# Orphaned Models (1)"), QStringLiteral("left-behind"),
+            QStringLiteral("# Ollama (1)"), QStringLiteral("llama3:latest"),
+            QStringLiteral("# LM Studio (1)"), QStringLiteral("tiny"),
+            QStringLiteral("# Models 9 (2)"), QStringLiteral("nine-a"), QStringLiteral("nine-b"),
+            QStringLiteral("# Models 10 (1)"), QStringLiteral("ten"),
+            QStringLiteral("# ollama (1)"), QStringLiteral("mine"),
+        };
+        QStringList rows = listRows(ui);
+        // Inside a section rows keep scan order, which is the file system's.
+        std::sort(rows.begin() + 7, rows.begin() + 9);
+        QCOMPARE(rows, expected);
+
+        // An orphan names its application; other rows do not.
+        QCOMPARE(ui.text(QStringLiteral("sourceLabel"), rowTitled(ui, QStringLiteral("left-behind"))), QStringLiteral("GPT4All"));
+        QVERIFY(!ui.shown(QStringLiteral("sourceLabel"), rowTitled(ui, QStringLiteral("tiny"))));
+        QCOMPARE(ui.text(QStringLiteral("sectionSize"), rowTitled(ui, QStringLiteral("Models 9"))), QStringLiteral("110 bytes"));
+    }
+
+    void sectionIconsComeFromTheApplicationsDesktopEntries()
+    {
+        TempHome home;
+        returningUser();
+        // Jan has a desktop entry with an icon file; Ollama is a bare program without one.
+        const QString icon = home.filePath(QStringLiteral("jan.png"));
+        QImage picture(16, 16, QImage::Format_ARGB32);
+        picture.fill(Qt::blue);
+        QVERIFY(picture.save(icon));
+        home.writeFile(QStringLiteral(".local/share/applications/jan.desktop"),
+                       "[Desktop Entry]\nType=Application\nName=Jan\nExec=jan\nIcon=" + icon.toUtf8() + "\n");
+        home.writeFile(QStringLiteral(".local/share/Jan/data/llamacpp/models/m/model.gguf"), 10);
+        installProgram(home, QStringLiteral("ollama"));
+        writeOllamaModel(home, QStringLiteral("llama3"), "a1", 20);
+        home.writeFile(QStringLiteral(".cache/gpt4all/gone.gguf"), 10);
+
+        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        ui.appear();
+        QVERIFY(ui.waitForScan());
+        const auto iconOf = [&](const QString &title) {
+            QQuickItem *header = rowTitled(ui, title);
+            return header ? header->property("iconSource").toString() : QStringLiteral("<no header>");
+        };
+        QCOMPARE(iconOf(QStringLiteral("Jan")), QUrl::fromLocalFile(icon).toString());
+        QVERIFY2(iconOf(QStringLiteral("Ollama")).startsWith(QLatin1String("image://icon/symbol/questionmark.app.dashed")),
+                 qPrintable(iconOf(QStringLiteral("Ollama"))));
+        QVERIFY(iconOf(QStringLiteral("Orphaned Models")).startsWith(QLatin1String("image://icon/symbol/exclamationmark.triangle.fill")));
+    }
+
+    void summaryChipsCountAndWarn()
+    {
+        TempHome home;
+        returningUser();
+        installProgram(home, QStringLiteral("lm-studio"));
+        home.writeFile(QStringLiteral(".lmstudio/models/pub/solo/solo.gguf"), 1500);
+        const QString closed = home.makeDir(QStringLiteral("closed/models"));
+        WindowUnderTest ui(servicesIn(home, {closed}), locationsIn(home));
+        ui.appear();
+        QVERIFY(ui.waitForScan());
+        QCOMPARE(ui.text(QStringLiteral("countChip")), QStringLiteral("1 model"));
+        QCOMPARE(ui.text(QStringLiteral("sizeChip")), QStringLiteral("2 KB"));
+        QVERIFY(!ui.shown(QStringLiteral("reclaimableChip"))); // nothing to reclaim
+
+        // The scan could not read a known folder: the notice, and help that names it.
+        QVERIFY(ui.shown(QStringLiteral("scanLimitedNotice")));
+        QCOMPARE(ui.text(QStringLiteral("scanLimitedLabel")), QStringLiteral("Scan limited"));
+        ui.click(QStringLiteral("grantAccessButton"));
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("accessHelp")));
+        QCOMPARE(ui.text(QStringLiteral("folderPath")), closed);
+
+        // A copy of the model in a custom folder: a likely duplicate worth reclaiming.
+        home.writeFile(QStringLiteral("Copies/solo.gguf"), 1500);
+        PersistenceService().save({home.filePath(QStringLiteral("Copies"))});
+        ui.click(QStringLiteral("closeAccessHelp"));
+        QTRY_VERIFY(!ui.isOpen(QStringLiteral("accessHelp")));
+        ui.click(QStringLiteral("rescanButton"));
+        QVERIFY(ui.waitForScan());
+        QCOMPARE(ui.text(QStringLiteral("countChip")), QStringLiteral("2 models"));
+        QVERIFY(ui.shown(QStringLiteral("reclaimableChip")));
+        QCOMPARE(ui.text(QStringLiteral("reclaimableChip")), QStringLiteral("2 KB reclaimable"));
+    }
+
+    void selectedModelsMoveToTheTrashAfterConfirmation()
+    {
+        TempHome home;
+        returningUser();
+        installProgram(home, QStringLiteral("lm-studio"));
+        const QString keep = home.writeFile(QStringLiteral(".lmstudio/models/pub/keep/keep.gguf"), 10);
+        const QString first = home.writeFile(QStringLiteral(".lmstudio/models/pub/first/first.gguf"), 20);
+        const QString second = home.writeFile(QStringLiteral(".cache/gpt4all/second.gguf"), 30);
+        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        ui.appear();
+        QVERIFY(ui.waitForScan());
+
+        QQuickItem *deleteButton = ui.item(QStringLiteral("deleteButton"));
+        QVERIFY(!deleteButton->isEnabled());
+        const QColor disarmed = deleteButton->property("tint").value<QColor>();
+        ui.click(ui.item(QStringLiteral("selectBox"), rowTitled(ui, QStringLiteral("first"))));
+        ui.click(ui.item(QStringLiteral("selectBox"), rowTitled(ui, QStringLiteral("second"))));
+        QCOMPARE(ui.viewModel.selectedCount(), 2);
+        QVERIFY(deleteButton->isEnabled());
+        QVERIFY(!ui.item(QStringLiteral("verifyButton"))->isEnabled()); // no duplicate selected
+        const QColor armed = deleteButton->property("tint").value<QColor>();
+        QVERIFY(armed != disarmed);
+        QVERIFY2(armed.red() > 2 * armed.green() && armed.red() > 2 * armed.blue(), "an armed delete is red");
+
+        ui.click(deleteButton);
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("deleteConfirmation")));
+        QCOMPARE(ui.text(QStringLiteral("deleteHeader")), QStringLiteral("Deleting 2 models"));
+        QCOMPARE(ui.text(QStringLiteral("deleteTotal")), QStringLiteral("50 bytes"));
+        QCOMPARE(ui.item(QStringLiteral("deleteList"))->property("count").toInt(), 2);
+
+        // Return and Escape alone do nothing; Ctrl+Escape cancels without deleting.
+        ui.key(Qt::Key_Return);
+        ui.key(Qt::Key_Escape);
+        QTest::qWait(50);
+        QVERIFY(ui.isOpen(QStringLiteral("deleteConfirmation")));
+        ui.key(Qt::Key_Escape, Qt::ControlModifier);
+        QTRY_VERIFY(!ui.isOpen(QStringLiteral("deleteConfirmation")));
+        QVERIFY(!ui.viewModel.showDeleteConfirmation());
+        QVERIFY(QFile::exists(first) && QFile::exists(second));
+
+        // Ctrl+Return moves them to the Trash and the list is scanned afresh.
+        ui.click(deleteButton);
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("deleteConfirmation")));
+        ui.key(Qt::Key_Return, Qt::ControlModifier);
+        QTRY_VERIFY(!ui.isOpen(QStringLiteral("deleteConfirmation")));
+        QVERIFY(ui.waitForScan());
+        QVERIFY(!QFile::exists(first) && !QFile::exists(second) && QFile::exists(keep));
+        const QDir trash(home.filePath(QStringLiteral(".local/share/Trash/files")));
+        QVERIFY(trash.exists(QStringLiteral("first")) || trash.exists(QStringLiteral("first.gguf")));
+        QVERIFY(trash.exists(QStringLiteral("second.gguf")));
+        QCOMPARE(listRows(ui), (QStringList{QStringLiteral("# LM Studio (1)"), QStringLiteral("keep")}));
+        QVERIFY(!ui.isOpen(QStringLiteral("deletionAlert"))); // nothing failed
+        QVERIFY(!deleteButton->isEnabled());
+    }
+
+    void aModelThatCannotBeMovedIsReportedInAnAlert()
+    {
+        TempHome home;
+        returningUser();
+        const QString gone = home.writeFile(QStringLiteral(".cache/gpt4all/gone.gguf"), 10);
+        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        ui.appear();
+        QVERIFY(ui.waitForScan());
+        ui.click(ui.item(QStringLiteral("selectBox"), rowTitled(ui, QStringLiteral("gone"))));
+        QVERIFY(QFile::remove(gone)); // vanished between the scan and the deletion
+        ui.click(QStringLiteral("deleteButton"));
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("deleteConfirmation")));
+        ui.click(QStringLiteral("moveToTrashButton"));
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("deletionAlert")));
+        QCOMPARE(ui.text(QStringLiteral("alertTitle"), ui.find(QStringLiteral("deletionAlert"))),
+                 QStringLiteral("No models were moved to Trash"));
+        QVERIFY(ui.text(QStringLiteral("alertMessage"), ui.find(QStringLiteral("deletionAlert"))).startsWith(QLatin1String("gone - ")));
+        ui.click(ui.item(QStringLiteral("alertConfirm"), ui.find(QStringLiteral("deletionAlert"))));
+        QTRY_VERIFY(!ui.isOpen(QStringLiteral("deletionAlert")));
+    }
+
+    void contextMenusVerifyRevealAndRemoveFolders()
+    {
+        TempHome home;
+        returningUser();
+        UrlCatcher catcher;
+        installProgram(home, QStringLiteral("lm-studio"));
+        home.writeFile(QStringLiteral(".lmstudio/models/pub/twin/twin.gguf"), 100, 'a');
+        home.writeFile(QStringLiteral("My Models/twin.gguf"), 100, 'b'); // same name and size, other content
+        const QString single = home.writeFile(QStringLiteral("My Models/single one.gguf"), 5);
+        PersistenceService().save({home.filePath(QStringLiteral("My Models"))});
+        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        ui.appear();
+        QVERIFY(ui.waitForScan());
+
+        // A model without a group: only "Show in File Manager", which opens its folder.
+        ui.click(rowTitled(ui, QStringLiteral("single one")), Qt::RightButton);
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("rowMenu")));
+        ui.click(ui.item(QStringLiteral("showItem"), ui.find(QStringLiteral("rowMenu"))));
+        QTRY_COMPARE(catcher.opened, (QList<QUrl>{QUrl::fromLocalFile(home.filePath(QStringLiteral("My Models")))}));
+
+        // A likely duplicate offers verification; different contents dissolve the group.
+        QQuickItem *twin = rowTitled(ui, QStringLiteral("twin"));
+        QCOMPARE(ui.find(QStringLiteral("duplicateBadge"), twin)->property("kind").toString(), QStringLiteral("likely"));
+        ui.click(twin, Qt::RightButton);
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("duplicateRowMenu")));
+        QCOMPARE(ui.text(QStringLiteral("verifyItem"), ui.find(QStringLiteral("duplicateRowMenu"))), QStringLiteral("Verify Duplicates"));
+        ui.click(ui.item(QStringLiteral("verifyItem"), ui.find(QStringLiteral("duplicateRowMenu"))));
+        QTRY_VERIFY(!ui.viewModel.isVerifyingDuplicates());
+        QTRY_COMPARE(ui.find(QStringLiteral("duplicateBadge"), rowTitled(ui, QStringLiteral("twin")))->property("kind").toString(),
+                     QStringLiteral("none"));
+
+        // The custom folder's header: remove it, after a question that names it.
+        ui.click(rowTitled(ui, QStringLiteral("My Models")), Qt::RightButton);
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("folderHeaderMenu")));
+        ui.click(ui.item(QStringLiteral("removeFolderItem"), ui.find(QStringLiteral("folderHeaderMenu"))));
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("removeFolderDialog")));
+        QObject *dialog = ui.find(QStringLiteral("removeFolderDialog"));
+        QCOMPARE(ui.text(QStringLiteral("alertTitle"), dialog), QStringLiteral("Remove \"My Models\"?"));
+        ui.click(ui.item(QStringLiteral("alertCancel"), dialog));
+        QTRY_VERIFY(!ui.isOpen(dialog));
+        QCOMPARE(ui.viewModel.customFolders().size(), 1);
+
+        ui.click(rowTitled(ui, QStringLiteral("My Models")), Qt::RightButton);
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("folderHeaderMenu")));
+        ui.click(ui.item(QStringLiteral("removeFolderItem"), ui.find(QStringLiteral("folderHeaderMenu"))));
+        QTRY_VERIFY(ui.isOpen(dialog));
+        ui.click(ui.item(QStringLiteral("alertConfirm"), dialog));
+        QVERIFY(ui.waitForScan());
+        QVERIFY(ui.viewModel.customFolders().isEmpty());
+        QVERIFY(QFile::exists(single)); // no file is touched
+        QCOMPARE(listRows(ui), (QStringList{QStringLiteral("# LM Studio (1)"), QStringLiteral("twin")}));
+    }
+
+    void welcomeShowsAtTheFirstRunUntilDismissed()
+    {
+        TempHome home;
+        {
+            WindowUnderTest ui(servicesIn(home), locationsIn(home));
+            ui.appear();
+            QTRY_VERIFY(ui.isOpen(QStringLiteral("welcomeSheet")));
+            QStringList features;
+            for (QObject *line : ui.findAll(QStringLiteral("welcomeFeature")))
+                features << line->property("text").toString();
+            QCOMPARE(features, (QStringList{QStringLiteral("Scans common local model folders"),
+                                            QStringLiteral("Shows model count, size, duplicates, and orphaned files"),
+                                            QStringLiteral("Supports custom folders when built-in locations are not enough"),
+                                            QStringLiteral("Moves deleted files to Trash")}));
+
+            // The access link opens the help over the welcome screen and leaves it open.
+            ui.click(QStringLiteral("accessHelpLink"));
+            QTRY_VERIFY(ui.isOpen(QStringLiteral("accessHelp")));
+            QVERIFY(ui.isOpen(QStringLiteral("welcomeSheet")));
+            ui.click(QStringLiteral("closeAccessHelp"));
+            QTRY_VERIFY(!ui.isOpen(QStringLiteral("accessHelp")));
+
+            ui.key(Qt::Key_Return, Qt::ControlModifier);
+            QTRY_VERIFY(!ui.isOpen(QStringLiteral("welcomeSheet")));
+            QVERIFY(PersistenceService().hasSeenWelcomeScreen());
+        }
+        // The next start does not welcome again, but the Help menu brings it back.
+        WindowUnderTest again(servicesIn(home), locationsIn(home));
+        again.appear();
+        QVERIFY(again.waitForScan());
+        QVERIFY(!again.isOpen(QStringLiteral("welcomeSheet")));
+        QMetaObject::invokeMethod(again.find(QStringLiteral("showWelcomeAction")), "trigger");
+        QTRY_VERIFY(again.isOpen(QStringLiteral("welcomeSheet")));
+        again.click(QStringLiteral("getStartedButton"));
+        QTRY_VERIFY(!again.isOpen(QStringLiteral("welcomeSheet")));
+    }
+
+    void menusOpenPreferencesAndAbout()
+    {
+        TempHome home;
+        PersistenceService().setHasSeenWelcomeScreen(true);
+        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        ui.appear();
+        QVERIFY(ui.waitForScan());
+        QVERIFY(!ui.preferences()->isVisible());
+        ui.key(Qt::Key_Comma, Qt::ControlModifier);
+        QTRY_VERIFY(ui.preferences()->isVisible());
+
+        QMetaObject::invokeMethod(ui.find(QStringLiteral("aboutAction")), "trigger");
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("aboutDialog")));
+        QCOMPARE(ui.text(QStringLiteral("aboutVersion")), QStringLiteral("Version " STASHWELL_VERSION));
+        QVERIFY(ui.text(QStringLiteral("aboutCopyright")).contains(QLatin1String("Stashwell")));
+        QVERIFY(ui.text(QStringLiteral("aboutLink")).contains(ui.shell.websiteUrl().toString()));
+    }
+
+    void thousandsOfModelsCreateOnlyTheRowsOnScreen()
+    {
+        TempHome home;
+        returningUser();
+        QList<DetectedModel> models;
+        for (int i = 0; i < 5000; ++i) {
+            models.append(DetectedModel::create(QStringLiteral("model-%1").arg(i), SourceTool::custom(QStringLiteral("Archive")),
+                                                {QStringLiteral("/nowhere/model-%1.gguf").arg(i)}, 1000 + i, distantPast()));
+        }
+        WindowUnderTest ui({[models] { return models; }, [] { return QStringList(); },
+                            [] { return std::make_unique<ModelDeleter>(QList<OllamaStore>{}); }});
+        ui.appear();
+        QVERIFY(ui.waitForScan());
+        QQuickItem *list = ui.item(QStringLiteral("modelList"));
+        QCOMPARE(list->property("count").toInt(), 5001);
+        QVERIFY2(ui.findAll(QStringLiteral("modelRow")).size() < 100, "every row was created, not just the visible ones");
+
+        QMetaObject::invokeMethod(list, "positionViewAtEnd");
+        QTRY_VERIFY(rowTitled(ui, QStringLiteral("model-4999")));
+        QVERIFY(ui.findAll(QStringLiteral("modelRow")).size() < 100);
+    }
+};
+
+QTEST_MAIN(TestMainWindow)
+#include "tst_MainWindow.moc"
