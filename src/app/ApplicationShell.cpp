@@ -15,6 +15,8 @@
 #include <QQmlContext>
 #include <QQuickStyle>
 #include <QQuickWindow>
+#include <QThread>
+#include <QThreadPool>
 
 namespace {
 const QUrl mainWindowUrl(QStringLiteral("qrc:/qt/qml/Stashwell/Main.qml"));
@@ -75,6 +77,11 @@ void ApplicationShell::configureApplication()
     QIcon::setFallbackThemeName(QStringLiteral("Adwaita"));
     if (QIcon::themeName().isEmpty() || QIcon::themeName() == QLatin1String("hicolor"))
         QIcon::setThemeName(QStringLiteral("Adwaita"));
+    // Scans and hashes each hold a thread of the global pool while they run, and Qt's
+    // raster painting (the busy indicators among others) waits for that same pool: keep
+    // threads free for painting so a long scan never stalls the window.
+    QThreadPool *pool = QThreadPool::globalInstance();
+    pool->setMaxThreadCount(std::max(pool->maxThreadCount(), QThread::idealThreadCount() + 2));
     QGuiApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("stashwell"),
                                                     QIcon(QStringLiteral(":/qt/qml/Stashwell/stashwell.svg"))));
 }

@@ -15,13 +15,14 @@ Sheet {
     signal confirmed()
     signal cancelled()
 
+    // The answer is given before the sheet closes, so handlers still see what it was about.
     function confirm() {
-        close()
         confirmed()
+        close()
     }
     function cancel() {
-        close()
         cancelled()
+        close()
     }
 
     width: 420

@@ -7,7 +7,10 @@ Dialog {
     id: sheet
     modal: true
     parent: Overlay.overlay
-    anchors.centerIn: parent
+    // Bound rather than anchored: a sheet opened while the window is still taking its
+    // size stays centred as it grows.
+    x: parent ? Math.round((parent.width - width) / 2) : 0
+    y: parent ? Math.round((parent.height - height) / 2) : 0
     padding: 22
     closePolicy: Popup.NoAutoClose
     height: Math.min(implicitHeight, parent ? parent.height - 24 : implicitHeight)

@@ -109,22 +109,28 @@ Sheet {
                 font.pixelSize: Theme.calloutSize
                 color: Theme.secondaryText
             }
-            Label {
+            Button {
                 objectName: "accessHelpLink"
                 Layout.alignment: Qt.AlignHCenter
                 text: "Read about folder access if a scan looks incomplete"
+                flat: true
+                hoverEnabled: true
+                padding: 2
                 font.pixelSize: Theme.captionSize + 1
                 font.weight: Font.Medium
-                font.underline: true
-                color: Theme.link
-                HoverHandler {
-                    id: linkHover
-                    cursorShape: Qt.PointingHandCursor
+                contentItem: Label {
+                    text: parent.text
+                    color: Theme.link
+                    font.pixelSize: parent.font.pixelSize
+                    font.weight: parent.font.weight
+                    font.underline: true
                 }
-                TapHandler { onTapped: sheet.accessHelpRequested() }
-                ToolTip.visible: linkHover.hovered
+                background: Item {}
+                HoverHandler { cursorShape: Qt.PointingHandCursor }
+                ToolTip.visible: hovered
                 ToolTip.text: "Open folder access help"
                 ToolTip.delay: 400
+                onClicked: sheet.accessHelpRequested()
             }
             ProminentButton {
                 objectName: "getStartedButton"
