@@ -21,6 +21,13 @@ ThemedWindow {
         preferences.currentTab = index
         openPreferences()
     }
+    // What the folder dialog's answer does: store the folder (if one was chosen) and
+    // scan, so its models appear; the scan runs even when the dialog was dismissed.
+    function folderChosen(url) {
+        if (url !== "")
+            viewModel.addCustomFolder(shell.localPath(url))
+        viewModel.startScan()
+    }
     function chooseFolder() {
         folderDialog.open()
     }
@@ -115,11 +122,8 @@ ThemedWindow {
         id: folderDialog
         objectName: "folderDialog"
         title: "Choose a Folder with Model Files"
-        onAccepted: {
-            viewModel.addCustomFolder(shell.localPath(selectedFolder))
-            viewModel.startScan()
-        }
-        onRejected: viewModel.startScan()
+        onAccepted: window.folderChosen(selectedFolder)
+        onRejected: window.folderChosen("")
     }
 
     DeleteConfirmation { id: deleteConfirmation }

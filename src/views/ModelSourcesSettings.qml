@@ -15,6 +15,13 @@ ScrollView {
     // Asked afresh whenever the page shows or a scan finishes: applications come and go.
     property var sources: []
 
+    // What the folder dialog's answer does: store the folder (if one was chosen) and
+    // scan, so its models appear; the scan runs even when the dialog was dismissed.
+    function folderChosen(url) {
+        if (url !== "")
+            viewModel.addCustomFolder(shell.localPath(url))
+        viewModel.startScan()
+    }
     function refresh() {
         sources = viewModel.builtInSources()
     }
@@ -240,11 +247,8 @@ ScrollView {
         id: folderDialog
         objectName: "preferencesFolderDialog"
         title: "Choose a Folder with Model Files"
-        onAccepted: {
-            viewModel.addCustomFolder(shell.localPath(selectedFolder))
-            viewModel.startScan()
-        }
-        onRejected: viewModel.startScan()
+        onAccepted: page.folderChosen(selectedFolder)
+        onRejected: page.folderChosen("")
     }
 
     RemoveFolderDialog {

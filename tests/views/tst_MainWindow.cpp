@@ -462,6 +462,28 @@ private slots:
         QTRY_VERIFY(!again.isOpen(QStringLiteral("welcomeSheet")));
     }
 
+    void addFolderStoresTheChoiceAndScansEitherWay()
+    {
+        TempHome home;
+        returningUser();
+        home.writeFile(QStringLiteral("Picked/p.gguf"), 10);
+        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        ui.appear();
+        QVERIFY(ui.waitForScan());
+        QVERIFY(ui.shown(QStringLiteral("emptyCard")));
+
+        // Dismissing the folder dialog still rescans; choosing stores the folder first.
+        QMetaObject::invokeMethod(ui.window(), "folderChosen", Q_ARG(QVariant, QString()));
+        QVERIFY(ui.shown(QStringLiteral("scanningCard")));
+        QVERIFY(ui.waitForScan());
+        QVERIFY(ui.viewModel.customFolders().isEmpty());
+        QMetaObject::invokeMethod(ui.window(), "folderChosen",
+                                  Q_ARG(QVariant, QUrl::fromLocalFile(home.filePath(QStringLiteral("Picked")))));
+        QCOMPARE(PersistenceService().load(), QStringList{home.filePath(QStringLiteral("Picked"))});
+        QVERIFY(ui.waitForScan());
+        QCOMPARE(listRows(ui), (QStringList{QStringLiteral("# Picked (1)"), QStringLiteral("p")}));
+    }
+
     void menusOpenPreferencesAndAbout()
     {
         TempHome home;

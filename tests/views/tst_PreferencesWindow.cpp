@@ -1,0 +1,192 @@
+#include "WindowUnderTest.h"
+
+#include "app/AppearanceSettings.h"
+#include "scanning/ModelScanner.h"
+#include "services/PersistenceService.h"
+#include "state/ModelDeleter.h"
+#include "support/TempHome.h"
+
+#include <QFile>
+#include <QQuickItem>
+#include <QSettings>
+#include <QTest>
+#include <QUrl>
+
+namespace {
+AppSearchLocations locationsIn(const TempHome &home)
+{
+    AppSearchLocations locations;
+    locations.home = home.path();
+    locations.executableFolders = {home.filePath(QStringLiteral("bin"))};
+    locations.desktopEntryFolders = {home.filePath(QStringLiteral(".local/share/applications"))};
+    return locations;
+}
+
+// The real scan over the home's folders. The preferences ask installed-app detection
+// for this machine, which knows none of the applications the tests install below.
+AppViewModel::Services servicesIn(const TempHome &home)
+{
+    const AppSearchLocations locations = locationsIn(home);
+    return {[locations] { return ModelScanner(AppDetectionService(locations), OllamaScanner(QList<OllamaStore>{})).scanAll(); },
+            [] { return QStringList(); }, [] { return std::make_unique<ModelDeleter>(QList<OllamaStore>{}); }};
+}
+
+QString storedAppearance()
+{
+    return QSettings(PersistenceService::settingsFilePath(), QSettings::IniFormat)
+        .value(QStringLiteral("appearance")).toString();
+}
+
+// One row of the Model tab as text: "name | status | count".
+QString sourceRow(WindowUnderTest &ui, const QString &key)
+{
+    QObject *row = ui.find(QStringLiteral("sourceRow_") + key, ui.preferences());
+    if (!row)
+        return QStringLiteral("<no row %1>").arg(key);
+    return ui.text(QStringLiteral("sourceName"), row) + QStringLiteral(" | ") + ui.text(QStringLiteral("installStatus"), row)
+        + QStringLiteral(" | ") + ui.text(QStringLiteral("modelCount"), row);
+}
+} // namespace
+
+class TestPreferencesWindow : public QObject
+{
+    Q_OBJECT
+private slots:
+    void appearanceChangesEveryOpenWindowAtOnce()
+    {
+        TempHome home;
+        PersistenceService().setHasSeenWelcomeScreen(true);
+        WindowUnderTest ui(servicesIn(home));
+        ui.appear();
+        QVERIFY(ui.waitForScan());
+        QMetaObject::invokeMethod(ui.window(), "openPreferences");
+        QVERIFY(QTest::qWaitForWindowExposed(ui.preferences()));
+        QCOMPARE(ui.viewModel.property("scanState").toString(), QStringLiteral("complete"));
+
+        // The desktop has no opinion here (no portal) and a light palette.
+        QCOMPARE(ui.shell.appearance().modeKey(), QStringLiteral("system"));
+        QVERIFY(ui.find(QStringLiteral("appearance_system"), ui.preferences())->property("checked").toBool());
+        const QColor lightMain = ui.window()->color();
+        const QColor lightPreferences = ui.preferences()->color();
+
+        ui.click(QStringLiteral("appearance_dark"), Qt::LeftButton, ui.preferences());
+        QCOMPARE(storedAppearance(), QStringLiteral("dark"));
+        QVERIFY(ui.shell.appearance().isDark());
+        QVERIFY(ui.window()->color().lightness() < lightMain.lightness());
+        QVERIFY(ui.preferences()->color().lightness() < lightPreferences.lightness());
+        QCOMPARE(ui.window()->color(), ui.preferences()->color());
+        QVERIFY(ui.find(QStringLiteral("appearance_dark"), ui.preferences())->property("checked").toBool());
+
+        ui.click(QStringLiteral("appearance_light"), Qt::LeftButton, ui.preferences());
+        QCOMPARE(storedAppearance(), QStringLiteral("light"));
+        QCOMPARE(ui.window()->color(), lightMain);
+        QCOMPARE(ui.preferences()->color(), lightPreferences);
+
+        // The next start reads the stored mode.
+        ui.click(QStringLiteral("appearance_dark"), Qt::LeftButton, ui.preferences());
+        WindowUnderTest next(servicesIn(home));
+        QCOMPARE(next.shell.appearance().modeKey(), QStringLiteral("dark"));
+        QCOMPARE(next.window()->color(), ui.window()->color());
+    }
+
+    void restoreToDefaultsAsksThenResetsEverything()
+    {
+        TempHome home;
+        PersistenceService().setHasSeenWelcomeScreen(true);
+        home.writeFile(QStringLiteral("Mine/a.gguf"), 10);
+        PersistenceService().save({home.filePath(QStringLiteral("Mine"))});
+        WindowUnderTest ui(servicesIn(home));
+        ui.appear();
+        QVERIFY(ui.waitForScan());
+        QMetaObject::invokeMethod(ui.window(), "openPreferences");
+        QVERIFY(QTest::qWaitForWindowExposed(ui.preferences()));
+        ui.click(QStringLiteral("appearance_dark"), Qt::LeftButton, ui.preferences());
+
+        // Cancel changes nothing.
+        QObject *confirmation = ui.find(QStringLiteral("resetConfirmation"), ui.preferences());
+        ui.click(QStringLiteral("restoreDefaultsButton"), Qt::LeftButton, ui.preferences());
+        QTRY_VERIFY(ui.isOpen(confirmation));
+        QCOMPARE(ui.text(QStringLiteral("alertTitle"), confirmation), QStringLiteral("Restore to Defaults"));
+        ui.click(QStringLiteral("alertCancel"), Qt::LeftButton, confirmation);
+        QTRY_VERIFY(!ui.isOpen(confirmation));
+        QCOMPARE(storedAppearance(), QStringLiteral("dark"));
+        QCOMPARE(ui.viewModel.customFolders().size(), 1);
+
+        // Restore: System at once, no folders, the welcome again; the list stays until a scan.
+        ui.click(QStringLiteral("restoreDefaultsButton"), Qt::LeftButton, ui.preferences());
+        QTRY_VERIFY(ui.isOpen(confirmation));
+        ui.click(QStringLiteral("alertConfirm"), Qt::LeftButton, confirmation);
+        QTRY_VERIFY(!ui.isOpen(confirmation));
+        QCOMPARE(storedAppearance(), QStringLiteral("system"));
+        QVERIFY(ui.find(QStringLiteral("appearance_system"), ui.preferences())->property("checked").toBool());
+        QVERIFY(!ui.shell.appearance().isDark());
+        QVERIFY(ui.viewModel.customFolders().isEmpty());
+        QVERIFY(PersistenceService().load().isEmpty());
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("welcomeSheet")));
+        QCOMPARE(ui.viewModel.modelCount(), 1);
+        QVERIFY(QFile::exists(home.filePath(QStringLiteral("Mine/a.gguf"))));
+    }
+
+    void modelTabCountsEachSourceAndManagesFolders()
+    {
+        TempHome home;
+        PersistenceService().setHasSeenWelcomeScreen(true);
+        home.writeFile(QStringLiteral(".cache/gpt4all/one.gguf"), 10);
+        home.writeFile(QStringLiteral(".lmstudio/models/pub/a/a.gguf"), 10);
+        home.writeFile(QStringLiteral(".lmstudio/models/pub/b/b.gguf"), 10);
+        home.writeFile(QStringLiteral("LLMs/c.gguf"), 10);
+        WindowUnderTest ui(servicesIn(home));
+        ui.appear();
+        QVERIFY(ui.waitForScan());
+        QMetaObject::invokeMethod(ui.window(), "openPreferencesTab", Q_ARG(QVariant, 1));
+        QVERIFY(QTest::qWaitForWindowExposed(ui.preferences()));
+
+        // Applications this machine does not have still count the models they left.
+        QCOMPARE(sourceRow(ui, QStringLiteral("gpt4All")), QStringLiteral("GPT4All | App not found | 1 model"));
+        QCOMPARE(sourceRow(ui, QStringLiteral("lmStudio")), QStringLiteral("LM Studio | App not found | 2 models"));
+        QCOMPARE(sourceRow(ui, QStringLiteral("omlx")), QStringLiteral("oMLX | App not found | Empty"));
+        QObject *emptyCount = ui.find(QStringLiteral("modelCount"), ui.find(QStringLiteral("sourceRow_omlx"), ui.preferences()));
+        QObject *oneCount = ui.find(QStringLiteral("modelCount"), ui.find(QStringLiteral("sourceRow_gpt4All"), ui.preferences()));
+        QVERIFY(emptyCount->property("color") != oneCount->property("color")); // "Empty" is fainter
+        QVERIFY(ui.shown(QStringLiteral("noCustomFolders"), ui.preferences()));
+
+        // The folder dialog's answer is stored, scanned and listed.
+        QObject *page = ui.find(QStringLiteral("modelSourcesSettings"), ui.preferences());
+        QMetaObject::invokeMethod(page, "folderChosen",
+                                  Q_ARG(QVariant, QUrl::fromLocalFile(home.filePath(QStringLiteral("LLMs")))));
+        QCOMPARE(ui.viewModel.customFolders(), QStringList{home.filePath(QStringLiteral("LLMs"))});
+        QVERIFY(ui.shown(QStringLiteral("preferencesScanning"), ui.preferences()));
+        QVERIFY(ui.waitForScan());
+        QCOMPARE(ui.viewModel.modelCount(), 4);
+        QTRY_VERIFY(!ui.shown(QStringLiteral("noCustomFolders"), ui.preferences()));
+        QCOMPARE(ui.text(QStringLiteral("folderName"), ui.preferences()), QStringLiteral("LLMs"));
+
+        // Remove it again, after a question that names it; the files stay.
+        ui.click(QStringLiteral("removeFolderButton"), Qt::LeftButton, ui.preferences());
+        QObject *question = ui.find(QStringLiteral("removeFolderDialog"), ui.preferences());
+        QTRY_VERIFY(ui.isOpen(question));
+        QCOMPARE(ui.text(QStringLiteral("alertTitle"), question), QStringLiteral("Remove \"LLMs\"?"));
+        ui.click(QStringLiteral("alertConfirm"), Qt::LeftButton, question);
+        QVERIFY(ui.viewModel.customFolders().isEmpty());
+        QVERIFY(ui.waitForScan());
+        QTRY_VERIFY(ui.shown(QStringLiteral("noCustomFolders"), ui.preferences()));
+        QVERIFY(QFile::exists(home.filePath(QStringLiteral("LLMs/c.gguf"))));
+        QCOMPARE(ui.viewModel.modelCount(), 3);
+    }
+
+    void showWelcomeScreenReopensIt()
+    {
+        TempHome home;
+        PersistenceService().setHasSeenWelcomeScreen(true);
+        WindowUnderTest ui(servicesIn(home));
+        ui.appear();
+        QVERIFY(ui.waitForScan());
+        QMetaObject::invokeMethod(ui.window(), "openPreferences");
+        QVERIFY(QTest::qWaitForWindowExposed(ui.preferences()));
+        ui.click(QStringLiteral("showWelcomeButton"), Qt::LeftButton, ui.preferences());
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("welcomeSheet")));
+    }
+};
+
+QTEST_MAIN(TestPreferencesWindow)
+#include "tst_PreferencesWindow.moc"
