@@ -2,6 +2,8 @@
 
 #include <QtGlobal>
 
+#include <limits>
+
 DetectedModel DetectedModel::create(const QString &displayName, const SourceTool &source,
                                     const QStringList &filePaths, qint64 sizeBytes,
                                     const QDateTime &lastModified)
@@ -14,6 +16,17 @@ DetectedModel DetectedModel::create(const QString &displayName, const SourceTool
     model.sizeBytes = sizeBytes;
     model.lastModified = lastModified;
     return model;
+}
+
+QString unrepresentableNameProblem(const QByteArray &rawPath)
+{
+    // Bytes that do not read as text show as the replacement character; control
+    // characters are escaped so the reason cannot rewrite a terminal.
+    QString shown;
+    for (const QChar c : QString::fromUtf8(rawPath))
+        shown += c.category() == QChar::Other_Control ? QStringLiteral("\\x%1").arg(c.unicode(), 2, 16, QLatin1Char('0')) : QString(c);
+    return QStringLiteral("The path \u201c%1\u201d is not valid text, so Stashwell cannot move or check this model "
+                          "safely. Rename it in a file manager and scan again.").arg(shown);
 }
 
 QDateTime distantPast()
@@ -31,6 +44,6 @@ qint64 addSizes(qint64 a, qint64 b)
 {
     qint64 sum = 0;
     if (__builtin_add_overflow(a, b, &sum))
-        qFatal("byte count overflow");
+        return b > 0 ? std::numeric_limits<qint64>::max() : std::numeric_limits<qint64>::min();
     return sum;
 }

@@ -90,7 +90,7 @@ int CliCommands::folders(const QStringList &arguments)
     const QString action = arguments.value(0);
     if (action == QLatin1String("list") && arguments.size() == 1) {
         for (const QString &folder : persistence.load())
-            m_out << folder << "\n";
+            m_out << ScanReport::printable(folder) << "\n";
         return exitSuccess;
     }
     if ((action == QLatin1String("add") || action == QLatin1String("remove")) && arguments.size() == 2) {
@@ -100,12 +100,12 @@ int CliCommands::folders(const QStringList &arguments)
             if (!QFileInfo(folder).isDir())
                 return usageError(QStringLiteral("folders add: not a folder: %1").arg(arguments[1]));
             if (stored.contains(folder)) {
-                m_out << "Already scanned: " << folder << "\n";
+                m_out << "Already scanned: " << ScanReport::printable(folder) << "\n";
                 return exitSuccess;
             }
             stored.append(folder);
             persistence.save(stored);
-            m_out << "Added " << folder << "\n";
+            m_out << "Added " << ScanReport::printable(folder) << "\n";
             return exitSuccess;
         }
         // Stored entries may carry a trailing slash; compare them as folders.
@@ -114,7 +114,7 @@ int CliCommands::folders(const QStringList &arguments)
         if (stored.size() == before)
             return usageError(QStringLiteral("folders remove: not in the list: %1").arg(arguments[1]));
         persistence.save(stored);
-        m_out << "Removed " << folder << " (nothing on disk was touched)\n";
+        m_out << "Removed " << ScanReport::printable(folder) << " (nothing on disk was touched)\n";
         return exitSuccess;
     }
     return usageError(QStringLiteral("folders: expected 'list', 'add PATH' or 'remove PATH'"));
@@ -163,6 +163,13 @@ int CliCommands::verify(bool asJson)
         return m.duplicateVerificationStatus.state() == DuplicateVerificationStatus::State::unableToVerify;
     });
     return anyUnverifiable ? exitFailure : exitSuccess;
+}
+
+void CliCommands::printFailures(const DeletionResult &result)
+{
+    // One line per model, as the window's alert lists them; a name cannot add lines.
+    for (const DeleteFailure &failure : result.failures)
+        m_out << ScanReport::printable(failure.modelName + QStringLiteral(" - ") + failure.reason) << "\n";
 }
 
 bool CliCommands::confirm(const QString &question)
@@ -229,11 +236,14 @@ int CliCommands::trash(const QStringList &arguments)
     } else if (selection->dryRun) {
         m_out << "Would move to the Trash:\n";
         for (const QString &path : result.trashedPaths)
-            m_out << "  " << path << "\n";
-        if (result.needsAlert())
-            m_out << "Could not be moved:\n" << result.informativeText() << "\n";
+            m_out << "  " << ScanReport::printable(path) << "\n";
+        if (result.needsAlert()) {
+            m_out << "Could not be moved:\n";
+            printFailures(result);
+        }
     } else if (result.needsAlert()) {
-        m_out << result.messageText() << "\n" << result.informativeText() << "\n";
+        m_out << result.messageText() << "\n";
+        printFailures(result);
     } else {
         m_out << QStringLiteral("%1 model%2 moved to Trash. You can restore files from Trash if needed.\n")
                      .arg(result.moved)

@@ -5,6 +5,7 @@
 
 class AppViewModel;
 struct ScanReport;
+struct DeletionResult;
 
 // stashwell-cli: the scan, verification, the Trash and the custom folder list from a
 // terminal. Verification and the Trash go through the same application state as the
@@ -28,6 +29,7 @@ private:
     // Scans through the application state and waits for the result.
     bool scanThrough(AppViewModel &viewModel);
     bool confirm(const QString &question);
+    void printFailures(const DeletionResult &result);
     int usageError(const QString &message);
 
     QTextStream &m_out;

@@ -19,6 +19,19 @@ QString plural(qsizetype count, const char *noun)
 }
 } // namespace
 
+QString ScanReport::printable(const QString &text)
+{
+    QString shown;
+    shown.reserve(text.size());
+    for (const QChar c : text) {
+        if (c.category() == QChar::Other_Control)
+            shown += QStringLiteral("\\x%1").arg(c.unicode(), 2, 16, QLatin1Char('0'));
+        else
+            shown += c;
+    }
+    return shown;
+}
+
 QString ScanReport::duplicateMark(const DetectedModel &model)
 {
     if (!model.duplicateGroup)
@@ -38,7 +51,7 @@ QString ScanReport::text() const
     if (!unreadableFolders.isEmpty()) {
         out += QStringLiteral("Scan limited: these model folders exist but cannot be read:\n");
         for (const QString &folder : unreadableFolders)
-            out += QStringLiteral("  ") + folder + QLatin1Char('\n');
+            out += QStringLiteral("  ") + printable(folder) + QLatin1Char('\n');
         out += QLatin1Char('\n');
     }
     const QList<ModelSection> sections = ModelSection::build(models);
@@ -46,7 +59,7 @@ QString ScanReport::text() const
         out += QStringLiteral("No Models Found\n");
     }
     for (const ModelSection &section : sections) {
-        out += QStringLiteral("%1 (%2)  %3\n").arg(section.title).arg(section.modelRows.size())
+        out += QStringLiteral("%1 (%2)  %3\n").arg(printable(section.title)).arg(section.modelRows.size())
                    .arg(ByteCountFormatter::format(section.totalSize));
         for (const qsizetype row : section.modelRows) {
             const DetectedModel &model = models[row];
@@ -58,7 +71,9 @@ QString ScanReport::text() const
             const QString mark = duplicateMark(model);
             if (!mark.isEmpty())
                 line += QStringLiteral("  (") + mark + QLatin1Char(')');
-            out += line + QLatin1Char('\n');
+            if (!model.problem.isEmpty())
+                line += QStringLiteral("  [cannot be moved: ") + model.problem + QLatin1Char(']');
+            out += printable(line) + QLatin1Char('\n');
         }
         out += QLatin1Char('\n');
     }
@@ -88,6 +103,7 @@ QJsonObject ScanReport::modelJson(const DetectedModel &model)
     const bool unable = model.duplicateVerificationStatus.state() == DuplicateVerificationStatus::State::unableToVerify;
     object.insert(QStringLiteral("verificationReason"), unable ? QJsonValue(model.duplicateVerificationStatus.reason())
                                                                : QJsonValue(QJsonValue::Null));
+    object.insert(QStringLiteral("problem"), model.problem.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(model.problem));
     return object;
 }
 

@@ -17,6 +17,8 @@ struct ScanReport
     QJsonObject json() const;
 
     static QJsonObject modelJson(const DetectedModel &model);
+    // Control characters escaped, so a crafted file name cannot rewrite the terminal.
+    static QString printable(const QString &text);
     // "likely duplicate", "verified duplicate", "unable to verify: ..." or empty.
     static QString duplicateMark(const DetectedModel &model);
 };

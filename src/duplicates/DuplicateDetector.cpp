@@ -173,6 +173,10 @@ VerificationOutcome DuplicateDetector::verifyGroup(const QUuid &groupID, const Q
     }
     if (members.size() < 2)
         return VerificationOutcome::different();
+    for (const DetectedModel &member : std::as_const(members)) {
+        if (!member.problem.isEmpty())
+            return VerificationOutcome::failed(member.problem);
+    }
 
     const auto primaries = primaryFiles(members);
     if (const auto *error = std::get_if<DuplicateHashError>(&primaries))

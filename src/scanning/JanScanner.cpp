@@ -37,6 +37,7 @@ struct FolderFiles
     QStringList files;
     qint64 size = 0;
     QDateTime latest;
+    QString problem;
 };
 } // namespace
 
@@ -53,16 +54,18 @@ QList<DetectedModel> JanScanner::scanFilesGroupedByFolder(const QString &root, c
             return;
         if (entry.folderNativePath() == rootPath)
             return;
-        const std::optional<QString> path = entry.path();
-        if (!path)
-            return;
         auto found = folderIndex.constFind(entry.folderNativePath());
         if (found == folderIndex.constEnd()) {
             found = folderIndex.insert(entry.folderNativePath(), folders.size());
-            folders.append({QFileInfo(*path).absolutePath(), {}, 0, distantPast()});
+            folders.append({QString::fromUtf8(entry.folderNativePath()), {}, 0, distantPast(), {}});
+            if (QFile::encodeName(folders.last().folder) != entry.folderNativePath())
+                folders.last().problem = unrepresentableNameProblem(entry.folderNativePath());
         }
         FolderFiles &folder = folders[*found];
-        folder.files.append(*path);
+        if (const std::optional<QString> path = entry.path())
+            folder.files.append(*path);
+        else if (folder.problem.isEmpty())
+            folder.problem = unrepresentableNameProblem(entry.nativePath()); // moving the rest would split the model
         // Size and date come from the same single request.
         const FileAttributes attributes = entry.attributes();
         folder.size = addSizes(folder.size, attributes.size);
@@ -72,8 +75,10 @@ QList<DetectedModel> JanScanner::scanFilesGroupedByFolder(const QString &root, c
 
     QList<DetectedModel> models;
     for (const FolderFiles &folder : folders) {
-        models.append(DetectedModel::create(QFileInfo(folder.folder).fileName(), source, folder.files,
-                                            folder.size, folder.latest));
+        DetectedModel model = DetectedModel::create(QFileInfo(folder.folder).fileName(), source,
+                                                    folder.files, folder.size, folder.latest);
+        model.problem = folder.problem;
+        models.append(model);
     }
     return models;
 }

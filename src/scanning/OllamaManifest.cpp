@@ -158,6 +158,12 @@ std::optional<OllamaManifestLayer> decodeLayer(const QJsonValue &value, const QS
                             + QStringLiteral(" is not a whole number within the 64-bit range"));
         return std::nullopt;
     }
+    // No file has a negative size; such a manifest was not written by Ollama.
+    if (*bytes < 0) {
+        setError(error, QStringLiteral("the ") + quoted(sizeKey) + QStringLiteral(" of ") + which
+                            + QStringLiteral(" is negative"));
+        return std::nullopt;
+    }
     layer.size = *bytes;
     return layer;
 }

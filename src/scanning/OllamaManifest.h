@@ -27,7 +27,7 @@ struct OllamaManifest
 
     // The config digest, then every layer digest in file order; a repeated digest is kept.
     QStringList allDigests() const;
-    // config.size plus every layer size, as stated; an overflow stops the program.
+    // config.size plus every layer size, as stated (a sum past 64 bits stops at the largest count).
     qint64 manifestSize() const;
 
     // Decodes a manifest from its bytes. Only "config" and "layers" (and in each layer

@@ -43,6 +43,11 @@ void OllamaScanner::scanStore(const OllamaStore &store, QList<DetectedModel> &mo
 {
     const QString registry = store.registryDir();
     const QString blobs = store.blobsDir() + QLatin1Char('/');
+    // The reference counts never follow a link inside the manifests tree; a registry
+    // folder reached through one would hold manifests the counts cannot see, and
+    // deleting its models could then free blobs those manifests still need.
+    if (QFileInfo(registry).isSymLink())
+        return;
     DirectoryWalker::walk(registry, [&](const DirectoryWalker::Entry &entry) {
         if (entry.type() != DirectoryWalker::EntryType::regular)
             return;

@@ -56,10 +56,16 @@ QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &exte
             return;
         if (entry.type() != DirectoryWalker::EntryType::regular)
             return;
-        const std::optional<QString> path = entry.path();
-        if (!path)
-            return;
         const FileAttributes attributes = entry.attributes();
+        const std::optional<QString> path = entry.path();
+        if (!path) {
+            // Listed so the user knows it is there, with no path anything could act on.
+            DetectedModel model = DetectedModel::create(withoutExtension(QString::fromUtf8(entry.name())), source, {},
+                                                        attributes.size, attributes.modified);
+            model.problem = unrepresentableNameProblem(entry.nativePath());
+            models.append(model);
+            return;
+        }
         const QString name = withoutExtension(QFileInfo(*path).fileName());
         models.append(DetectedModel::create(name, source, {*path}, attributes.size, attributes.modified));
     });
@@ -94,21 +100,24 @@ std::optional<DetectedModel> makeDirectoryModel(const QString &directory, const 
     QDateTime latest = distantPast();
     qint64 total = 0;
     QStringList files;
+    QString problem;
     const bool walked = DirectoryWalker::walk(directory, [&](const DirectoryWalker::Entry &entry) {
         if (entry.type() != DirectoryWalker::EntryType::regular)
-            return;
-        const std::optional<QString> path = entry.path();
-        if (!path)
             return;
         const FileAttributes attributes = entry.attributes();
         total = addSizes(total, attributes.size);
         if (attributes.modified > latest)
             latest = attributes.modified;
-        files.append(*path);
+        if (const std::optional<QString> path = entry.path())
+            files.append(*path);
+        else if (problem.isEmpty())
+            problem = unrepresentableNameProblem(entry.nativePath()); // moving the rest would split the model
     });
-    if (!walked || files.isEmpty())
+    if (!walked || (files.isEmpty() && problem.isEmpty()))
         return std::nullopt;
-    return DetectedModel::create(QFileInfo(directory).fileName(), source, files, total, latest);
+    DetectedModel model = DetectedModel::create(QFileInfo(directory).fileName(), source, files, total, latest);
+    model.problem = problem;
+    return model;
 }
 
 QStringList distinctRoots(const QStringList &roots)

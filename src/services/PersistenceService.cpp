@@ -3,7 +3,11 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QSettings>
+#include <QFile>
 #include <QStandardPaths>
+
+#include <cerrno>
+#include <sys/stat.h>
 
 namespace {
 QString key(const char16_t *text) { return QString::fromUtf16(text); }
@@ -13,6 +17,30 @@ QString key(const char16_t *text) { return QString::fromUtf16(text); }
 QSettings openSettings()
 {
     return QSettings(PersistenceService::settingsFilePath(), QSettings::IniFormat);
+}
+
+// Only a regular file (or none yet) is read or written: a pipe or device in its place
+// would block every start, and a folder cannot hold settings.
+bool settingsFileUsable()
+{
+    struct stat info {};
+    if (::stat(QFile::encodeName(PersistenceService::settingsFilePath()).constData(), &info) != 0)
+        return errno == ENOENT;
+    return S_ISREG(info.st_mode);
+}
+
+QVariant storedValue(const char16_t *name, const QVariant &fallback = {})
+{
+    return settingsFileUsable() ? openSettings().value(key(name), fallback) : fallback;
+}
+
+void store(const char16_t *name, const QVariant &value)
+{
+    if (!settingsFileUsable())
+        return;
+    QSettings settings = openSettings();
+    settings.setValue(key(name), value);
+    settings.sync();
 }
 } // namespace
 
@@ -24,7 +52,7 @@ QString PersistenceService::settingsFilePath()
 
 QStringList PersistenceService::load() const
 {
-    const QByteArray data = openSettings().value(key(customFoldersKey)).toByteArray();
+    const QByteArray data = storedValue(customFoldersKey).toByteArray();
     if (data.isEmpty())
         return {};
     const QJsonDocument document = QJsonDocument::fromJson(data);
@@ -42,32 +70,25 @@ QStringList PersistenceService::load() const
 
 void PersistenceService::save(const QStringList &folders) const
 {
-    const QJsonDocument document(QJsonArray::fromStringList(folders));
-    QSettings settings = openSettings();
-    settings.setValue(key(customFoldersKey), document.toJson(QJsonDocument::Compact));
-    settings.sync();
+    store(customFoldersKey, QJsonDocument(QJsonArray::fromStringList(folders)).toJson(QJsonDocument::Compact));
 }
 
 bool PersistenceService::hasSeenWelcomeScreen() const
 {
-    return openSettings().value(key(hasSeenWelcomeKey), false).toBool();
+    return storedValue(hasSeenWelcomeKey, false).toBool();
 }
 
 void PersistenceService::setHasSeenWelcomeScreen(bool seen) const
 {
-    QSettings settings = openSettings();
-    settings.setValue(key(hasSeenWelcomeKey), seen);
-    settings.sync();
+    store(hasSeenWelcomeKey, seen);
 }
 
 AppearanceMode PersistenceService::appearanceMode() const
 {
-    return appearanceModeFromKey(openSettings().value(key(appearanceKey)).toString());
+    return appearanceModeFromKey(storedValue(appearanceKey).toString());
 }
 
 void PersistenceService::setAppearanceMode(AppearanceMode mode) const
 {
-    QSettings settings = openSettings();
-    settings.setValue(key(appearanceKey), appearanceModeKey(mode));
-    settings.sync();
+    store(appearanceKey, appearanceModeKey(mode));
 }

@@ -46,6 +46,8 @@ std::variant<QStringList, QString> ModelDeleter::planOllama(const OllamaStore &s
 
 std::variant<QStringList, QString> ModelDeleter::pathsToMove(const DetectedModel &model) const
 {
+    if (!model.problem.isEmpty())
+        return model.problem;
     if (model.sourceTool.kind() != SourceTool::Kind::ollama)
         return model.filePaths;
     const auto found = manifestsOf(model);
@@ -88,6 +90,10 @@ DeletionResult ModelDeleter::plan(const QList<DetectedModel> &models) const
     // goes too, exactly as deleting them one after another would free it.
     QList<std::pair<OllamaStore, QList<std::pair<const DetectedModel *, QStringList>>>> stores;
     for (const DetectedModel &model : models) {
+        if (!model.problem.isEmpty()) {
+            result.failures.append({model.displayName, model.problem});
+            continue;
+        }
         if (model.sourceTool.kind() != SourceTool::Kind::ollama) {
             result.trashedPaths += model.filePaths;
             ++result.moved;

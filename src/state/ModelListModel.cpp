@@ -58,7 +58,7 @@ QHash<int, QByteArray> ModelListModel::roleNames() const
             {ModifiedTextRole, "modifiedText"}, {BadgeRole, "badge"},
             {BadgeReasonRole, "badgeReason"}, {DuplicateGroupRole, "duplicateGroup"},
             {SelectedRole, "selected"},       {FirstFilePathRole, "firstFilePath"},
-            {ShowSourceLabelRole, "showSourceLabel"}};
+            {ShowSourceLabelRole, "showSourceLabel"}, {ProblemRole, "problem"}};
 }
 
 QVariant ModelListModel::data(const QModelIndex &index, int role) const
@@ -97,6 +97,7 @@ QVariant ModelListModel::data(const QModelIndex &index, int role) const
     case SelectedRole: return m_selection && m_selection->contains(model.id);
     case FirstFilePathRole: return model.filePaths.value(0);
     case ShowSourceLabelRole: return model.isOrphaned;
+    case ProblemRole: return model.problem;
     default: return {};
     }
 }

@@ -30,6 +30,7 @@ public:
         SelectedRole,
         FirstFilePathRole,
         ShowSourceLabelRole,
+        ProblemRole,        // why the model cannot be moved or checked; empty when it can
     };
     Q_ENUM(Role)
 

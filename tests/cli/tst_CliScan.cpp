@@ -163,6 +163,13 @@ private slots:
         QVERIFY(text.contains(QStringLiteral("  llama3:latest  10 KB  Modified ")));
         QVERIFY(text.contains(QStringLiteral("(likely duplicate)")));
         QVERIFY(text.contains(QStringLiteral("  sd_v1.5  [Draw Things]  600 bytes")));
+
+        // A crafted name can neither clear the terminal nor forge a line of the report.
+        home.writeFile(QStringLiteral("Models/\x1b[2Jx\nTotal: 0 bytes in 0 models.gguf"), 1);
+        const QString crafted = QString::fromUtf8(cli(home, {QStringLiteral("scan")}, home.filePath(QStringLiteral("bin"))).out);
+        QVERIFY(!crafted.contains(QChar(0x1b)));
+        QVERIFY(crafted.contains(QStringLiteral("\\x1b[2Jx\\x0aTotal: 0 bytes in 0 models")));
+        QCOMPARE(crafted.count(QStringLiteral("\nTotal: ")), 1);
     }
 
     void foldersCommandsShareThePreferencesAndRejectBadUsage()

@@ -173,12 +173,30 @@ private slots:
         home.writeFile(registry + QStringLiteral("latest"), ollamaManifest);
         PersistenceService().save({home.filePath(QStringLiteral("Models"))});
 
+        // A model file whose own name is not text is listed without any path, with the
+        // reason; a folder of such a name above the model folders is passed over.
+        const QString cafe = QStringLiteral("caf\uFFFD"), bad = QStringLiteral("bad\uFFFD\uFFFD");
         scanLeavesHomeUnchanged(home, {line("Ollama", QStringLiteral("m:latest"), 10, {registry + QStringLiteral("latest")}),
                                        line("LM Studio", QStringLiteral("fine"), 7, {QStringLiteral(".lmstudio/models/pub/fine/w.gguf")}),
                                        line("Jan", QStringLiteral("qwen"), 7,
                                             {QStringLiteral(".local/share/Jan/data/llamacpp/models/qwen/model.gguf")}),
+                                       line("Jan", bad, 9, {}),
                                        line("GPT4All", QStringLiteral("ok"), 5, {QStringLiteral(".cache/gpt4all/ok.gguf")}),
-                                       line("Models", QStringLiteral("ok"), 2, {QStringLiteral("Models/ok.gguf")})});
+                                       line("GPT4All", bad, 4, {}),
+                                       line("Draw Things", cafe, 6, {}),
+                                       line("Models", QStringLiteral("ok"), 2, {QStringLiteral("Models/ok.gguf")}),
+                                       line("Models", cafe, 3, {})});
+        const HomeScan scan(home, QStringLiteral(STASHWELL_CLI_PATH));
+        int withProblem = 0;
+        for (const QJsonValue &value : scan.cliReport().value(QStringLiteral("models")).toArray()) {
+            const QJsonObject model = value.toObject();
+            const bool unnamed = model.value(QStringLiteral("filePaths")).toArray().isEmpty();
+            QCOMPARE(model.value(QStringLiteral("problem")).isString(), unnamed);
+            withProblem += unnamed;
+            if (unnamed)
+                QVERIFY(model.value(QStringLiteral("problem")).toString().contains(QStringLiteral("is not valid text")));
+        }
+        QCOMPARE(withProblem, 4);
         for (const char *tree : {"Models", ".cache", "Library", ".lmstudio", ".local", ".ollama"})
             removeTree(home.filePath(QLatin1String(tree)));
     }

@@ -107,13 +107,15 @@ private slots:
         // nobody reads, or digits inside a string, do not matter.
         const QByteArray exact = R"({"schemaVersion":2.5,"config":{"digest":"sha256:1.00000000000000001",)"
                                  R"("mediaType":"m","size":9007199254740993},"layers":[)"
-                                 R"({"digest":"a","mediaType":"m","size":-9223372036854775808},)"
+                                 R"({"digest":"a","mediaType":"m","size":0},)"
                                  R"({"digest":"b","mediaType":"m","size":9223372036854775807}]})";
         const auto big = OllamaManifest::decode(exact);
         QVERIFY(big);
         QCOMPARE(big->config.size, qint64(9007199254740993));
-        QCOMPARE(big->layers[0].size, std::numeric_limits<qint64>::min());
+        QCOMPARE(big->layers[0].size, 0);
         QCOMPARE(big->layers[1].size, std::numeric_limits<qint64>::max());
+        // Claims past 64 bits in total stop at the largest count instead of stopping Stashwell.
+        QCOMPARE(big->manifestSize(), std::numeric_limits<qint64>::max());
 
         // Written with a fraction or an exponent but exactly whole: accepted.
         QCOMPARE(OllamaManifest::decode(withSize("1e3"))->layers[0].size, qint64(1000));
@@ -152,6 +154,8 @@ private slots:
         QTest::newRow("size 2^64-1") << withSize("18446744073709551615") << notWhole;
         QTest::newRow("size huge") << withSize("1e300") << notWhole;
         QTest::newRow("size overflow") << withSize("1e400") << QStringLiteral("not valid JSON");
+        QTest::newRow("size negative") << withSize("-1") << QStringLiteral("\"size\" of layer 1 is negative");
+        QTest::newRow("size -2^63") << withSize("-9223372036854775808") << QStringLiteral("is negative");
         // The JSON reader alone would round these to a whole number in range.
         const QString inexact = QStringLiteral("cannot be read exactly");
         QTest::newRow("size below -2^63") << withSize("-9223372036854775809") << inexact;

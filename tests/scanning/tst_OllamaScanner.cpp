@@ -208,6 +208,19 @@ private slots:
         QCOMPARE(names(models), QStringList{QStringLiteral("m:latest")});
         QVERIFY(models[0].filePaths[0].startsWith(alias + QLatin1Char('/')));
     }
+
+    void aRegistryFolderThatIsALinkIsNotListed()
+    {
+        // The reference counts never follow links inside the manifests tree, so models
+        // reached through a linked registry folder could have their shared blobs freed
+        // while another registry's manifest still names them.
+        TempHome home;
+        const QString store = QStringLiteral(".ollama/models");
+        addManifest(home, store, QStringLiteral("elsewhere/library/m/latest"), manifest(QStringLiteral("sha256:c"), 1));
+        addManifest(home, store, QStringLiteral("hf.co/org/repo/latest"), manifest(QStringLiteral("sha256:c"), 1));
+        QVERIFY(QFile::link(QStringLiteral("elsewhere"), home.filePath(store + QStringLiteral("/manifests/registry.ollama.ai"))));
+        QVERIFY(OllamaScanner({OllamaStore::userStore()}).scan().isEmpty());
+    }
 };
 
 QTEST_GUILESS_MAIN(TestOllamaScanner)

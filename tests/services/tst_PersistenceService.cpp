@@ -2,8 +2,11 @@
 #include "support/TempHome.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QSettings>
 #include <QTest>
+
+#include <sys/stat.h>
 
 class TestPersistenceService : public QObject
 {
@@ -49,6 +52,21 @@ private slots:
         QVERIFY(persistence.load().isEmpty());
         QVERIFY(!persistence.hasSeenWelcomeScreen());
         QCOMPARE(persistence.appearanceMode(), AppearanceMode::system);
+    }
+
+    void aPipeInPlaceOfTheFileNeverBlocks()
+    {
+        TempHome home;
+        home.makeDir(QStringLiteral(".config/Stashwell"));
+        QCOMPARE(::mkfifo(QFile::encodeName(PersistenceService::settingsFilePath()).constData(), 0600), 0);
+        const PersistenceService persistence;
+        // Opening the pipe would wait for a writer forever; the defaults come back at once.
+        QVERIFY(persistence.load().isEmpty());
+        QVERIFY(!persistence.hasSeenWelcomeScreen());
+        persistence.save({QStringLiteral("/x")});
+        persistence.setHasSeenWelcomeScreen(true);
+        QVERIFY(!persistence.hasSeenWelcomeScreen());
+        QVERIFY(QFileInfo(PersistenceService::settingsFilePath()).isFile() == false);
     }
 
     void welcomeFlagAndAppearance()

@@ -35,6 +35,18 @@ private slots:
         QCOMPARE(ModelSummary::reclaimableSize(models), 8 + 4 + 4);
     }
 
+    void sizesPastSixtyFourBitsStopAtTheLargestCount()
+    {
+        // Two sparse files of 5 EB each (or manifests claiming as much) add up past 2^63.
+        const qint64 huge = 5'000'000'000'000'000'000;
+        const QUuid group = QUuid::createUuid();
+        const QList<DetectedModel> models{model(QStringLiteral("a"), SourceTool::Kind::jan, huge, true, group),
+                                          model(QStringLiteral("b"), SourceTool::Kind::jan, huge, true, group)};
+        QCOMPARE(ModelSummary::totalSize(models), std::numeric_limits<qint64>::max());
+        QCOMPARE(ModelSummary::reclaimableSize(models), std::numeric_limits<qint64>::max());
+        QCOMPARE(ModelSection::build(models).first().totalSize, std::numeric_limits<qint64>::max());
+    }
+
     void sectionsFollowTheWindowOrder()
     {
         using K = SourceTool::Kind;
