@@ -11,6 +11,10 @@
 #include <QStandardPaths>
 #include <QTest>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 const QString cli = QStringLiteral(STASHWELL_CLI_PATH);
 
@@ -30,6 +34,27 @@ QByteArray contentFor(const QString &path)
     return bytes;
 }
 
+// Writes a file whose path below the home is given as raw bytes, with its folders, for
+// names that are not text.
+void writeRaw(const TempHome &home, const QByteArray &relative, const QByteArray &content)
+{
+    const QByteArray path = QFile::encodeName(home.path()) + '/' + relative;
+    for (qsizetype slash = path.indexOf('/', 1); slash >= 0; slash = path.indexOf('/', slash + 1))
+        ::mkdir(path.left(slash).constData(), 0755);
+    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    QVERIFY(fd >= 0);
+    QCOMPARE(::write(fd, content.constData(), size_t(content.size())), ssize_t(content.size()));
+    ::close(fd);
+}
+
+// The reason shown for a model with a file or folder whose name is not text.
+QString notText(const TempHome &home, const QString &relative)
+{
+    return QStringLiteral("The path \u201c%1\u201d is not valid text, so Stashwell cannot move or check this model safely. "
+                          "Rename it in a file manager and scan again.")
+        .arg(home.filePath(relative));
+}
+
 QByteArray readAll(const QString &path)
 {
     QFile file(path);
@@ -39,7 +64,8 @@ QByteArray readAll(const QString &path)
 
 // Models whose names are hostile to anything that treats paths as text go to the Trash
 // like any other, through the window and the terminal, and the desktop's own tool
-// (trash-cli) puts every file back byte for byte.
+// (trash-cli) puts every file back byte for byte. A model with a file or folder whose
+// name is not text is listed, but refused whole: none of its files moves.
 class TestHostileNamesInTheTrash : public QObject
 {
     Q_OBJECT
@@ -111,6 +137,50 @@ private slots:
         }
         QVERIFY_AS_AUDITED(audit.problemsOnceRestored());
         QVERIFY(HomeScan::same(deletion.listed(), listed));
+    }
+
+    void namesThatAreNotTextNeverMove_data()
+    {
+        QTest::addColumn<bool>("terminal");
+        QTest::newRow("window") << false;
+        QTest::newRow("terminal") << true;
+    }
+    void namesThatAreNotTextNeverMove()
+    {
+        QFETCH(bool, terminal);
+        TempHome home;
+        // Latin-1 and stray bytes: a file of its own, a file beside a proper one in a model
+        // folder, a model folder, and a file of a store that keeps one model per file.
+        const QString replaced1 = QStringLiteral("caf\ufffd"), replaced2 = QStringLiteral("bad\ufffd\ufffd");
+        writeRaw(home, "Models/caf\xe9.gguf", "latin-1");
+        home.writeFile(QStringLiteral("Models/ok.gguf"), 3);
+        home.writeFile(QStringLiteral(".lmstudio/models/pub/mixed/w.gguf"), 5);
+        writeRaw(home, ".lmstudio/models/pub/mixed/caf\xe9.gguf", "beside a model");
+        writeRaw(home, ".local/share/Jan/data/llamacpp/models/bad\xff\xfe/model.gguf", "in a folder");
+        writeRaw(home, ".cache/gpt4all/bad\xff\xfe.gguf", "stray bytes");
+        PersistenceService().save({home.filePath(QStringLiteral("Models"))});
+
+        HomeDeletion deletion(home, terminal ? HomeDeletion::Front::terminal : HomeDeletion::Front::window, cli);
+        const QStringList refused{QStringLiteral("LM Studio [mixed]"), QStringLiteral("Jan [") + replaced2 + QLatin1Char(']'),
+                                  QStringLiteral("GPT4All [") + replaced2 + QLatin1Char(']'), QStringLiteral("Models [") + replaced1 + QLatin1Char(']')};
+        QVERIFY(HomeScan::same(deletion.listed(), refused + QStringList{QStringLiteral("Models [ok]")}));
+        const DeletionAudit audit({home.path()}, {home.filePath(QStringLiteral("Models/ok.gguf"))});
+        const QStringList shown = deletion.deleteModels({{QStringLiteral("custom"), QStringLiteral("ok")},
+                                                         {QStringLiteral("custom"), replaced1},
+                                                         {QStringLiteral("lmStudio"), QStringLiteral("mixed")},
+                                                         {QStringLiteral("jan"), replaced2},
+                                                         {QStringLiteral("gpt4All"), replaced2}});
+        QVERIFY(HomeDeletion::sameAlert(
+            shown, {QStringLiteral("1 of 5 models moved to Trash. 4 failed."),
+                    replaced1 + QStringLiteral(" - ") + notText(home, QStringLiteral("Models/") + replaced1 + QStringLiteral(".gguf")),
+                    QStringLiteral("mixed - ") + notText(home, QStringLiteral(".lmstudio/models/pub/mixed/") + replaced1 + QStringLiteral(".gguf")),
+                    replaced2 + QStringLiteral(" - ") + notText(home, QStringLiteral(".local/share/Jan/data/llamacpp/models/") + replaced2),
+                    replaced2 + QStringLiteral(" - ") + notText(home, QStringLiteral(".cache/gpt4all/") + replaced2 + QStringLiteral(".gguf"))}));
+        QVERIFY_AS_AUDITED(audit.problems());
+        QVERIFY(HomeScan::same(deletion.listed(), refused));
+        // Names that are not text are beyond QDir's removal of the home.
+        for (const char *tree : {"Models", ".lmstudio", ".local", ".cache"})
+            QCOMPARE(QProcess::execute(QStringLiteral("rm"), {QStringLiteral("-rf"), QStringLiteral("--"), home.filePath(QLatin1String(tree))}), 0);
     }
 };
 
