@@ -10,11 +10,13 @@
 #include "state/AppViewModel.h"
 
 #include <QDesktopServices>
+#include <QDir>
 #include <QGuiApplication>
 #include <QIcon>
 #include <QQmlContext>
 #include <QQuickStyle>
 #include <QQuickWindow>
+#include <QStandardPaths>
 #include <QThread>
 #include <QThreadPool>
 
@@ -74,6 +76,16 @@ void ApplicationShell::configureApplication()
     // appearance, so light and dark reach every control.
     QQuickStyle::setStyle(QStringLiteral("Fusion"));
     // Desktops without a theme of their own (or with a sparse one) still get every symbol.
+    // Some platform plugins (offscreen, minimal) know no icon folders: give them the
+    // freedesktop ones, ~/.icons and every data folder's icons.
+    QStringList searchPaths = QIcon::themeSearchPaths();
+    const QStringList desktopPaths = QStringList{QDir::homePath() + QStringLiteral("/.icons")}
+        + QStandardPaths::locateAll(QStandardPaths::GenericDataLocation, QStringLiteral("icons"), QStandardPaths::LocateDirectory);
+    for (const QString &path : desktopPaths) {
+        if (!searchPaths.contains(path))
+            searchPaths.append(path);
+    }
+    QIcon::setThemeSearchPaths(searchPaths);
     QIcon::setFallbackThemeName(QStringLiteral("Adwaita"));
     if (QIcon::themeName().isEmpty() || QIcon::themeName() == QLatin1String("hicolor"))
         QIcon::setThemeName(QStringLiteral("Adwaita"));

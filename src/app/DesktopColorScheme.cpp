@@ -29,7 +29,7 @@ DesktopColorScheme::DesktopColorScheme(QDBusConnection bus, QObject *parent)
     if (!m_bus.isConnected())
         return;
     m_bus.connect(portalService, portalPath, settingsInterface, QStringLiteral("SettingChanged"), this,
-                  SLOT(onSettingChanged(QString, QString, QDBusVariant)));
+                  SLOT(onSettingChanged(QDBusMessage)));
     refresh();
 }
 
@@ -86,10 +86,12 @@ void DesktopColorScheme::askPortal(const QString &method)
     });
 }
 
-void DesktopColorScheme::onSettingChanged(const QString &nameSpace, const QString &key, const QDBusVariant &value)
+void DesktopColorScheme::onSettingChanged(const QDBusMessage &message)
 {
-    if (nameSpace == appearanceNamespace && key == colorSchemeKey)
-        setPreference(fromPortalValue(value.variant()));
+    const QList<QVariant> arguments = message.arguments();
+    if (arguments.size() == 3 && arguments.at(0).toString() == appearanceNamespace
+        && arguments.at(1).toString() == colorSchemeKey)
+        setPreference(fromPortalValue(arguments.at(2)));
 }
 
 void DesktopColorScheme::setPreference(Preference preference)

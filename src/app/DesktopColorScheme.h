@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QDBusVariant>
 #include <QObject>
 
@@ -34,7 +35,8 @@ signals:
     void preferenceChanged();
 
 private slots:
-    void onSettingChanged(const QString &nameSpace, const QString &key, const QDBusVariant &value);
+    // SettingChanged(namespace, key, value) of the portal.
+    void onSettingChanged(const QDBusMessage &message);
 
 private:
     void askPortal(const QString &method);

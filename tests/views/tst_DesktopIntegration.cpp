@@ -1,0 +1,382 @@
+#include "app/AppIconLocator.h"
+#include "app/AppearanceSettings.h"
+#include "app/ApplicationShell.h"
+#include "app/DesktopColorScheme.h"
+#include "app/FileManagerReveal.h"
+#include "app/FolderAccessHelp.h"
+#include "app/IconImageProvider.h"
+#include "app/SymbolIcons.h"
+#include "support/TempHome.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusVariant>
+#include <QDesktopServices>
+#include <QDir>
+#include <QGuiApplication>
+#include <QImage>
+#include <QPalette>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTest>
+#include <QUrl>
+
+#include <grp.h>
+#include <unistd.h>
+
+namespace {
+// A session bus of the test's own, so nothing reaches the desktop the tests run on.
+class PrivateBus
+{
+public:
+    PrivateBus()
+    {
+        const QString daemon = QStandardPaths::findExecutable(QStringLiteral("dbus-daemon"));
+        if (daemon.isEmpty())
+            return;
+        m_daemon.start(daemon, {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
+                                QStringLiteral("--print-address=1")});
+        if (!m_daemon.waitForStarted() || !m_daemon.waitForReadyRead(5000))
+            return;
+        m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
+    }
+    ~PrivateBus()
+    {
+        for (const QString &name : std::as_const(m_connections))
+            QDBusConnection::disconnectFromBus(name);
+        m_daemon.kill();
+        m_daemon.waitForFinished();
+    }
+    bool isRunning() const { return !m_address.isEmpty(); }
+
+    // A new connection to the bus: one plays the desktop, another Stashwell.
+    QDBusConnection connect(const QString &name)
+    {
+        m_connections.append(name);
+        return QDBusConnection::connectToBus(m_address, name);
+    }
+
+private:
+    QProcess m_daemon;
+    QString m_address;
+    QStringList m_connections;
+};
+
+// The desktop portal's settings, as a current portal answers them.
+class FakePortalSettings : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Settings")
+public:
+    uint colorScheme = 1;
+public slots:
+    QDBusVariant ReadOne(const QString &nameSpace, const QString &key)
+    {
+        Q_UNUSED(nameSpace);
+        Q_UNUSED(key);
+        return QDBusVariant(QVariant::fromValue(colorScheme));
+    }
+signals:
+    void SettingChanged(const QString &nameSpace, const QString &key, const QDBusVariant &value);
+};
+
+// A portal from before ReadOne: Read wraps the value in one more variant.
+class OlderPortalSettings : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Settings")
+public slots:
+    QDBusVariant Read(const QString &nameSpace, const QString &key)
+    {
+        Q_UNUSED(nameSpace);
+        Q_UNUSED(key);
+        return QDBusVariant(QVariant::fromValue(QDBusVariant(QVariant::fromValue(2u))));
+    }
+};
+
+class FakeFileManager : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.FileManager1")
+public:
+    QList<QStringList> shown;
+public slots:
+    void ShowItems(const QStringList &uris, const QString &startupId)
+    {
+        Q_UNUSED(startupId);
+        shown.append(uris);
+    }
+};
+
+class UrlCatcher : public QObject
+{
+    Q_OBJECT
+public:
+    UrlCatcher() { QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "open"); }
+    ~UrlCatcher() override { QDesktopServices::unsetUrlHandler(QStringLiteral("file")); }
+    QList<QUrl> opened;
+public slots:
+    void open(const QUrl &url) { opened.append(url); }
+};
+
+bool offer(QDBusConnection &desktop, const QString &service, const QString &path, QObject *object)
+{
+    return desktop.registerObject(path, object, QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals)
+        && desktop.registerService(service);
+}
+
+QPalette paletteWithWindow(const QColor &window, const QColor &text)
+{
+    QPalette palette;
+    palette.setColor(QPalette::Window, window);
+    palette.setColor(QPalette::WindowText, text);
+    return palette;
+}
+} // namespace
+
+class TestDesktopIntegration : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase()
+    {
+        ApplicationShell::configureApplication();
+        QGuiApplication::setPalette(paletteWithWindow(Qt::white, Qt::black));
+    }
+
+    void systemModeFollowsTheDesktopPortal()
+    {
+        TempHome home;
+        PrivateBus bus;
+        if (!bus.isRunning())
+            QSKIP("dbus-daemon is not installed");
+        QDBusConnection desktop = bus.connect(QStringLiteral("desktop"));
+        FakePortalSettings portal;
+        QVERIFY(offer(desktop, QStringLiteral("org.freedesktop.portal.Desktop"), QStringLiteral("/org/freedesktop/portal/desktop"), &portal));
+
+        DesktopColorScheme scheme(bus.connect(QStringLiteral("stashwell")));
+        AppearanceSettings appearance(&scheme);
+        QSignalSpy darkChanges(&appearance, &AppearanceSettings::darkChanged);
+        QTRY_COMPARE(scheme.preference(), DesktopColorScheme::Preference::dark);
+        QVERIFY(appearance.isDark());
+
+        // The desktop switches to light while Stashwell runs.
+        portal.colorScheme = 2;
+        emit portal.SettingChanged(QStringLiteral("org.freedesktop.appearance"), QStringLiteral("color-scheme"),
+                                   QDBusVariant(QVariant::fromValue(2u)));
+        QTRY_COMPARE(scheme.preference(), DesktopColorScheme::Preference::light);
+        QVERIFY(!appearance.isDark());
+        QCOMPARE(darkChanges.size(), 2);
+
+        // Another namespace's change is none of Stashwell's business.
+        emit portal.SettingChanged(QStringLiteral("org.gnome.desktop.interface"), QStringLiteral("color-scheme"),
+                                   QDBusVariant(QVariant::fromValue(1u)));
+        QTest::qWait(100);
+        QCOMPARE(scheme.preference(), DesktopColorScheme::Preference::light);
+
+        // A forced mode ignores the desktop.
+        appearance.setModeKey(QStringLiteral("dark"));
+        emit portal.SettingChanged(QStringLiteral("org.freedesktop.appearance"), QStringLiteral("color-scheme"),
+                                   QDBusVariant(QVariant::fromValue(2u)));
+        QTest::qWait(100);
+        QVERIFY(appearance.isDark());
+        appearance.setModeKey(QStringLiteral("system"));
+        QVERIFY(!appearance.isDark());
+    }
+
+    void olderPortalsAnswerThroughRead()
+    {
+        PrivateBus bus;
+        if (!bus.isRunning())
+            QSKIP("dbus-daemon is not installed");
+        QDBusConnection desktop = bus.connect(QStringLiteral("desktop"));
+        OlderPortalSettings portal;
+        QVERIFY(offer(desktop, QStringLiteral("org.freedesktop.portal.Desktop"), QStringLiteral("/org/freedesktop/portal/desktop"), &portal));
+        DesktopColorScheme scheme(bus.connect(QStringLiteral("stashwell")));
+        QTRY_COMPARE(scheme.preference(), DesktopColorScheme::Preference::light);
+    }
+
+    void withoutAPortalThePaletteDecides()
+    {
+        TempHome home;
+        PrivateBus bus;
+        if (!bus.isRunning())
+            QSKIP("dbus-daemon is not installed");
+        DesktopColorScheme scheme(bus.connect(QStringLiteral("stashwell")));
+        QTest::qWait(200); // the portal's absence is answered by the bus
+        QCOMPARE(scheme.preference(), DesktopColorScheme::Preference::none);
+        QVERIFY(!scheme.prefersDark());
+
+        QGuiApplication::setPalette(paletteWithWindow(QColor(0x20, 0x20, 0x20), QColor(0xee, 0xee, 0xee)));
+        QVERIFY(scheme.prefersDark());
+        AppearanceSettings appearance(&scheme);
+        QVERIFY(appearance.isDark());
+        QGuiApplication::setPalette(paletteWithWindow(Qt::white, Qt::black));
+    }
+
+    void portalValuesMapToPreferences_data()
+    {
+        QTest::addColumn<QVariant>("value");
+        QTest::addColumn<int>("preference");
+        QTest::newRow("no preference") << QVariant::fromValue(0u) << int(DesktopColorScheme::Preference::none);
+        QTest::newRow("dark") << QVariant::fromValue(1u) << int(DesktopColorScheme::Preference::dark);
+        QTest::newRow("light") << QVariant::fromValue(2u) << int(DesktopColorScheme::Preference::light);
+        QTest::newRow("unknown number") << QVariant::fromValue(7u) << int(DesktopColorScheme::Preference::none);
+        QTest::newRow("not a number") << QVariant(QStringLiteral("dark")) << int(DesktopColorScheme::Preference::none);
+        QTest::newRow("wrapped twice") << QVariant::fromValue(QDBusVariant(QVariant::fromValue(QDBusVariant(QVariant::fromValue(1u)))))
+                                       << int(DesktopColorScheme::Preference::dark);
+    }
+    void portalValuesMapToPreferences()
+    {
+        QFETCH(QVariant, value);
+        QFETCH(int, preference);
+        QCOMPARE(int(DesktopColorScheme::fromPortalValue(value)), preference);
+    }
+
+    void revealAsksTheFileManagerToSelectTheItem()
+    {
+        PrivateBus bus;
+        if (!bus.isRunning())
+            QSKIP("dbus-daemon is not installed");
+        QDBusConnection desktop = bus.connect(QStringLiteral("desktop"));
+        FakeFileManager fileManager;
+        QVERIFY(offer(desktop, QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"), &fileManager));
+        UrlCatcher catcher;
+
+        FileManagerReveal reveal(bus.connect(QStringLiteral("stashwell")));
+        QSignalSpy revealed(&reveal, &FileManagerReveal::revealed);
+        const QString path = QStringLiteral("/tmp/My Models/$(touch pwned) #1%.gguf");
+        reveal.reveal(path);
+        QTRY_COMPARE(revealed.size(), 1);
+        QCOMPARE(revealed.first().at(1).toBool(), true);
+        QCOMPARE(fileManager.shown.size(), 1);
+        QCOMPARE(fileManager.shown.first().size(), 1);
+        QCOMPARE(QUrl(fileManager.shown.first().first()).toLocalFile(), path); // the path, exactly, as a URL
+        QVERIFY(catcher.opened.isEmpty());
+
+        reveal.reveal(QString()); // nothing to show: nothing asked
+        QTest::qWait(100);
+        QCOMPARE(fileManager.shown.size(), 1);
+    }
+
+    void withoutAFileManagerServiceTheFolderOpens()
+    {
+        UrlCatcher catcher;
+        PrivateBus bus;
+        if (bus.isRunning()) {
+            FileManagerReveal reveal(bus.connect(QStringLiteral("stashwell")));
+            QSignalSpy revealed(&reveal, &FileManagerReveal::revealed);
+            reveal.reveal(QStringLiteral("/tmp/models/a.gguf"));
+            QTRY_COMPARE(revealed.size(), 1);
+            QCOMPARE(revealed.first().at(1).toBool(), false);
+            QCOMPARE(catcher.opened, QList<QUrl>{QUrl::fromLocalFile(QStringLiteral("/tmp/models"))});
+        }
+        // No session bus at all: the folder opens straight away.
+        catcher.opened.clear();
+        FileManagerReveal offline(QDBusConnection(QStringLiteral("no-such-bus")));
+        offline.reveal(QStringLiteral("/srv/llms/b.gguf"));
+        QCOMPARE(catcher.opened, QList<QUrl>{QUrl::fromLocalFile(QStringLiteral("/srv/llms"))});
+    }
+
+    void everySymbolHasAnIconInTheTheme()
+    {
+        for (const QString &symbol : SymbolIcons::symbols()) {
+            QVERIFY2(!SymbolIcons::themeNames(symbol).isEmpty(), qPrintable(symbol));
+            QVERIFY2(!IconImageProvider::symbolIcon(symbol).isNull(), qPrintable(symbol + QStringLiteral(" has no icon")));
+        }
+        QVERIFY(SymbolIcons::themeNames(QStringLiteral("no.such.symbol")).isEmpty());
+    }
+
+    void recolouredSymbolsKeepTheirShape()
+    {
+        IconImageProvider provider;
+        QSize size;
+        const QImage image = provider.requestImage(QStringLiteral("symbol/trash/ffd3202a"), &size, QSize(32, 32));
+        QCOMPARE(size, QSize(32, 32));
+        int painted = 0, clear = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                const QColor pixel = image.pixelColor(x, y);
+                if (pixel.alpha() == 0) {
+                    ++clear;
+                    continue;
+                }
+                ++painted;
+                if (pixel.alpha() < 128)
+                    continue; // faint edge pixels: their colour is rounded too coarsely to compare
+                // Edge pixels are partly transparent; their colour is the same within rounding.
+                const QColor red(0xd3, 0x20, 0x2a);
+                QVERIFY2(std::abs(pixel.red() - red.red()) <= 3 && std::abs(pixel.green() - red.green()) <= 3
+                             && std::abs(pixel.blue() - red.blue()) <= 3,
+                         qPrintable(pixel.name()));
+            }
+        }
+        QVERIFY2(painted > 40 && clear > 40, "a shape, not a filled square nor nothing");
+
+        // What the theme does not have is an empty picture of the asked size, not a failure.
+        const QImage missing = provider.requestImage(QStringLiteral("theme/no-such-icon-anywhere"), &size, QSize(20, 20));
+        QCOMPARE(missing.size(), QSize(20, 20));
+        QCOMPARE(missing.pixelColor(10, 10).alpha(), 0);
+    }
+
+    void applicationIconsComeFromTheirDesktopEntries()
+    {
+        TempHome home;
+        AppSearchLocations locations;
+        locations.home = home.path();
+        locations.desktopEntryFolders = {home.filePath(QStringLiteral("applications"))};
+        QImage picture(8, 8, QImage::Format_ARGB32);
+        picture.fill(Qt::green);
+        const QString picturePath = home.filePath(QStringLiteral("jan icon.png"));
+        QVERIFY(picture.save(picturePath));
+        const auto entry = [&](const QString &file, const QByteArray &icon) {
+            home.writeFile(QStringLiteral("applications/") + file,
+                           "[Desktop Entry]\nType=Application\nName=X\nExec=x\nIcon=" + icon + "\n");
+        };
+        entry(QStringLiteral("jan.desktop"), picturePath.toUtf8());
+        entry(QStringLiteral("GPT4All.desktop"), "folder");
+        entry(QStringLiteral("lm-studio.desktop"), "no-such-icon-anywhere");
+
+        AppIconLocator icons(locations);
+        QCOMPARE(icons.iconSource(QStringLiteral("jan")), QUrl::fromLocalFile(picturePath).toString());
+        QCOMPARE(icons.iconSource(QStringLiteral("gpt4All")), QStringLiteral("image://icon/theme/folder"));
+        QCOMPARE(icons.iconSource(QStringLiteral("lmStudio")), QString()); // named, but no theme has it
+        QCOMPARE(icons.iconSource(QStringLiteral("ollama")), QString());   // no desktop entry
+        QCOMPARE(icons.iconSource(QStringLiteral("custom")), QString());
+
+        // Answers hold until the next scan asks to look again.
+        QVERIFY(QFile::remove(picturePath));
+        QCOMPARE(icons.iconSource(QStringLiteral("jan")), QUrl::fromLocalFile(picturePath).toString());
+        icons.forget();
+        QCOMPARE(icons.iconSource(QStringLiteral("jan")), QString());
+    }
+
+    void accessHelpNamesTheGroupToJoin()
+    {
+        TempHome home;
+        FolderAccessHelp help;
+        const QString store = home.makeDir(QStringLiteral("service/.ollama/models"));
+        const group *own = getgrgid(getgid());
+        QVERIFY(own);
+        const QString ownGroup = QString::fromLocal8Bit(own->gr_name);
+        const QString expected = ownGroup == QLatin1String("root") ? QString() : ownGroup;
+        QCOMPARE(help.owningGroup(store), expected);
+        // A folder that cannot be seen into is judged by the nearest folder that can.
+        QCOMPARE(help.owningGroup(store + QStringLiteral("/not/there")), expected);
+        QCOMPARE(help.joinGroupCommand(store), expected.isEmpty() ? QString() : QStringLiteral("sudo usermod -aG %1 $USER").arg(expected));
+
+        if (geteuid() != 0)
+            return; // giving a folder to another group needs root
+        const group *daemonGroup = getgrnam("daemon");
+        QVERIFY(daemonGroup);
+        const QString owned = home.makeDir(QStringLiteral("usr/share/ollama"));
+        QCOMPARE(chown(QFile::encodeName(owned).constData(), 0, daemonGroup->gr_gid), 0);
+        QVERIFY(QFile::setPermissions(owned, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup | QFile::ExeGroup));
+        QCOMPARE(help.owningGroup(owned + QStringLiteral("/.ollama/models")), QStringLiteral("daemon"));
+        QCOMPARE(help.joinGroupCommand(owned + QStringLiteral("/.ollama/models")), QStringLiteral("sudo usermod -aG daemon $USER"));
+    }
+};
+
+QTEST_MAIN(TestDesktopIntegration)
+#include "tst_DesktopIntegration.moc"
