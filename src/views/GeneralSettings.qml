@@ -16,19 +16,17 @@ ScrollView {
             heading: "Appearance"
             Row {
                 objectName: "appearancePicker"
-                spacing: 0
+                spacing: 4
                 ButtonGroup { id: modes }
                 Repeater {
                     model: [{ key: "system", text: "System" }, { key: "light", text: "Light" }, { key: "dark", text: "Dark" }]
-                    delegate: Button {
+                    delegate: SegmentButton {
                         required property var modelData
                         required property int index
                         objectName: "appearance_" + modelData.key
                         text: modelData.text
-                        checkable: true
                         checked: appearance.mode === modelData.key
                         ButtonGroup.group: modes
-                        width: 92
                         onClicked: appearance.mode = modelData.key
                     }
                 }

@@ -29,21 +29,26 @@ ThemedWindow {
         anchors.margins: 8
         spacing: 8
 
-        TabBar {
+        // The two pages, chosen like the options of a segmented picker.
+        Row {
             id: tabs
             objectName: "preferencesTabs"
+            property int currentIndex: 0
             Layout.alignment: Qt.AlignHCenter
-            TabButton {
+            spacing: 4
+            SegmentButton {
                 objectName: "generalTab"
                 text: "General"
-                icon.source: Theme.symbol("gearshape", Theme.text)
-                width: implicitWidth + 16
+                symbol: "gearshape"
+                checked: tabs.currentIndex === 0
+                onClicked: tabs.currentIndex = 0
             }
-            TabButton {
+            SegmentButton {
                 objectName: "modelTab"
                 text: "Model"
-                icon.source: Theme.symbol("externaldrive", Theme.text)
-                width: implicitWidth + 16
+                symbol: "externaldrive"
+                checked: tabs.currentIndex === 1
+                onClicked: tabs.currentIndex = 1
             }
         }
         StackLayout {
