@@ -43,7 +43,8 @@ ListView {
         ModelRow {
             entry: parent ? parent.model : null
             onContextMenuRequested: {
-                const menu = entry.duplicateGroup !== "" ? duplicateRowMenu : rowMenu
+                // Orphans are only ever shown in their folder; other grouped models can be verified.
+                const menu = entry.duplicateGroup !== "" && !entry.warning ? duplicateRowMenu : rowMenu
                 menu.filePath = entry.firstFilePath
                 menu.groupId = entry.duplicateGroup
                 menu.badge = entry.badge

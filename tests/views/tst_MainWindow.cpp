@@ -403,6 +403,22 @@ private slots:
         QTRY_COMPARE(ui.find(QStringLiteral("duplicateBadge"), rowTitled(ui, QStringLiteral("twin")))->property("kind").toString(),
                      QStringLiteral("none"));
 
+        // An orphan is only ever shown in its folder, even when it has a likely duplicate.
+        home.writeFile(QStringLiteral(".cache/gpt4all/twin.gguf"), 100, 'c');
+        ui.click(QStringLiteral("rescanButton"));
+        QVERIFY(ui.waitForScan());
+        QQuickItem *orphan = rowTitled(ui, QStringLiteral("twin")); // the orphan section comes first
+        QCOMPARE(ui.text(QStringLiteral("sourceLabel"), orphan), QStringLiteral("GPT4All"));
+        QCOMPARE(ui.find(QStringLiteral("duplicateBadge"), orphan)->property("kind").toString(), QStringLiteral("likely"));
+        ui.click(orphan, Qt::RightButton);
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("rowMenu")));
+        QVERIFY(!ui.isOpen(QStringLiteral("duplicateRowMenu")));
+        QMetaObject::invokeMethod(ui.find(QStringLiteral("rowMenu")), "close");
+        QTRY_VERIFY(!ui.isOpen(QStringLiteral("rowMenu")));
+        QVERIFY(QFile::remove(home.filePath(QStringLiteral(".cache/gpt4all/twin.gguf"))));
+        ui.click(QStringLiteral("rescanButton"));
+        QVERIFY(ui.waitForScan());
+
         // The custom folder's header: remove it, after a question that names it.
         ui.click(rowTitled(ui, QStringLiteral("My Models")), Qt::RightButton);
         QTRY_VERIFY(ui.isOpen(QStringLiteral("folderHeaderMenu")));
