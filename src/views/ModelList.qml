@@ -17,6 +17,7 @@ ListView {
     rightMargin: 18
     bottomMargin: 8
     cacheBuffer: 400
+    reuseItems: true
     boundsBehavior: Flickable.StopAtBounds
     ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
 

@@ -7,7 +7,7 @@ import QtQuick.Layouts
 Rectangle {
     id: row
     property var entry
-    readonly property bool selected: entry ? entry.selected : false
+    readonly property bool selected: entry?.selected ?? false
 
     signal contextMenuRequested()
 
@@ -30,7 +30,7 @@ Rectangle {
             padding: 0
             checked: row.selected
             onToggled: viewModel.setSelected(row.entry.modelId, checked)
-            Accessible.name: "Select " + (row.entry ? row.entry.title : "")
+            Accessible.name: "Select " + (row.entry?.title ?? "")
         }
         ColumnLayout {
             id: nameColumn
@@ -39,7 +39,7 @@ Rectangle {
             Label {
                 objectName: "modelName"
                 Layout.fillWidth: true
-                text: row.entry ? row.entry.title : ""
+                text: row.entry?.title ?? ""
                 elide: Text.ElideMiddle
                 maximumLineCount: 1
                 font.pixelSize: Theme.bodySize
@@ -48,8 +48,8 @@ Rectangle {
             }
             Label {
                 objectName: "sourceLabel"
-                visible: row.entry ? row.entry.showSourceLabel : false
-                text: row.entry ? row.entry.sourceText : ""
+                visible: row.entry?.showSourceLabel ?? false
+                text: row.entry?.sourceText ?? ""
                 font.pixelSize: Theme.subheadlineSize
                 font.weight: Font.Medium
                 color: Theme.secondaryText
@@ -59,7 +59,7 @@ Rectangle {
             objectName: "modelSize"
             Layout.preferredWidth: 104
             horizontalAlignment: Text.AlignRight
-            text: row.entry ? row.entry.sizeText : ""
+            text: row.entry?.sizeText ?? ""
             font.pixelSize: Theme.calloutSize
             font.weight: Font.Medium
             color: Theme.secondaryText
@@ -70,7 +70,7 @@ Rectangle {
             Layout.preferredWidth: 158
             Layout.maximumWidth: 158
             horizontalAlignment: Text.AlignRight
-            text: row.entry ? row.entry.modifiedText : ""
+            text: row.entry?.modifiedText ?? ""
             font.pixelSize: Theme.calloutSize
             fontSizeMode: Text.HorizontalFit
             minimumPixelSize: Math.floor(Theme.calloutSize * 0.85)
@@ -84,8 +84,8 @@ Rectangle {
         DuplicateBadge {
             objectName: "duplicateBadge"
             Layout.preferredWidth: 24
-            kind: row.entry ? row.entry.badge : "none"
-            reason: row.entry ? row.entry.badgeReason : ""
+            kind: row.entry?.badge ?? "none"
+            reason: row.entry?.badgeReason ?? ""
         }
     }
 

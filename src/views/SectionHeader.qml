@@ -7,11 +7,11 @@ import QtQuick.Layouts
 Item {
     id: header
     property var entry
-    readonly property bool isOrphans: entry ? entry.warning : false
+    readonly property bool isOrphans: entry?.warning ?? false
     readonly property bool isCustom: entry ? entry.sourceKind === "custom" : false
-    readonly property string title: entry ? entry.title : ""
+    readonly property string title: entry?.title ?? ""
     readonly property string iconSource: {
-        if (!entry)
+        if (!entry || entry.rowKind !== "header")
             return ""
         if (isOrphans)
             return Theme.symbol("exclamationmark.triangle.fill", Theme.orange)
@@ -52,13 +52,13 @@ Item {
         }
         Label {
             objectName: "sectionCount"
-            text: "(" + (entry ? entry.count : 0) + ")"
+            text: "(" + (entry?.count ?? 0) + ")"
             font.pixelSize: Theme.headlineSize
             color: header.isOrphans ? Theme.withAlpha(Theme.orange, 0.75) : Theme.tertiaryText
         }
         Label {
             objectName: "sectionSize"
-            text: entry ? entry.sizeText : ""
+            text: entry?.sizeText ?? ""
             font.pixelSize: Theme.calloutSize
             font.weight: Font.Medium
             color: Theme.secondaryText
@@ -69,7 +69,7 @@ Item {
     MouseArea {
         anchors.fill: parent
         acceptedButtons: Qt.RightButton
-        enabled: header.isCustom && entry.folderPath !== ""
+        enabled: header.isCustom && (entry?.folderPath ?? "") !== ""
         onClicked: header.contextMenuRequested(entry.folderPath)
     }
 }
