@@ -72,6 +72,16 @@ void ScreenshotTour::step(int index)
         break;
     case 4:
         save(main, QStringLiteral("welcome.png"));
+        viewModel.setShowWelcomeScreen(false);
+        QMetaObject::invokeMethod(main->findChild<QObject *>(QStringLiteral("accessHelp")), "open");
+        break;
+    case 5:
+        save(main, QStringLiteral("access-help.png"));
+        QMetaObject::invokeMethod(main->findChild<QObject *>(QStringLiteral("accessHelp")), "close");
+        QMetaObject::invokeMethod(main->findChild<QObject *>(QStringLiteral("aboutDialog")), "open");
+        break;
+    case 6:
+        save(main, QStringLiteral("about.png"));
         QGuiApplication::quit();
         return;
     }

@@ -91,7 +91,16 @@ Sheet {
             wrapMode: Text.Wrap
             font.pixelSize: Theme.calloutSize
             color: Theme.tertiaryText
-            text: "For example, the system Ollama service keeps its models in /usr/share/ollama/.ollama/models, owned by the ollama group: sudo usermod -aG ollama $USER. Then press Rescan."
+            text: "For example, the system Ollama service keeps its models in /usr/share/ollama/.ollama/models, owned by the ollama group. Join it, log out and back in, then press Rescan:"
+        }
+        TextField {
+            objectName: "exampleCommand"
+            Layout.fillWidth: true
+            readOnly: true
+            selectByMouse: true
+            text: "sudo usermod -aG ollama $USER"
+            font.family: "monospace"
+            font.pixelSize: Theme.calloutSize
         }
         RowLayout {
             Item { Layout.fillWidth: true }
