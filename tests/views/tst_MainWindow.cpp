@@ -441,6 +441,59 @@ private slots:
         QCOMPARE(listRows(ui), (QStringList{QStringLiteral("# LM Studio (1)"), QStringLiteral("twin")}));
     }
 
+    void verifyWorksOnTheSelectedGroupsOneRunAtATime()
+    {
+        TempHome home;
+        returningUser();
+        installProgram(home, QStringLiteral("lm-studio"));
+        home.writeFile(QStringLiteral(".lmstudio/models/pub/same/same.gguf"), 4000, 's');
+        home.writeFile(QStringLiteral("Copies/same.gguf"), 4000, 's');
+        home.writeFile(QStringLiteral(".lmstudio/models/pub/other/other.gguf"), 9000, 'o');
+        home.writeFile(QStringLiteral("Copies/other.gguf"), 9000, 'x');
+        home.writeFile(QStringLiteral("Copies/alone.gguf"), 10);
+        PersistenceService().save({home.filePath(QStringLiteral("Copies"))});
+        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        ui.appear();
+        QVERIFY(ui.waitForScan());
+        QQuickItem *verify = ui.item(QStringLiteral("verifyButton"));
+
+        // A selection without a duplicate: Verify stays off while Delete is armed.
+        ui.click(ui.item(QStringLiteral("selectBox"), rowTitled(ui, QStringLiteral("alone"))));
+        QVERIFY(!verify->isEnabled());
+        QVERIFY(ui.item(QStringLiteral("deleteButton"))->isEnabled());
+
+        ui.click(ui.item(QStringLiteral("selectBox"), rowTitled(ui, QStringLiteral("same"))));
+        QVERIFY(verify->isEnabled());
+        // The moment it starts: the capsule shows, and Verify is off even when the
+        // selection grows to another group meanwhile.
+        const QString other = rowTitled(ui, QStringLiteral("other"))->property("entry").value<QObject *>()->property("modelId").toString();
+        bool capsuleShown = false, verifyOff = false, stillOff = false;
+        const QMetaObject::Connection watch = connect(&ui.viewModel, &AppViewModel::verifyingChanged, this, [&] {
+            if (!ui.viewModel.isVerifyingDuplicates())
+                return;
+            capsuleShown = ui.shown(QStringLiteral("verifyingCapsule"));
+            verifyOff = !verify->isEnabled();
+            ui.viewModel.setSelected(other, true);
+            stillOff = !verify->isEnabled();
+        });
+        ui.click(verify);
+        disconnect(watch);
+        QVERIFY(capsuleShown && verifyOff && stillOff);
+        QTRY_VERIFY(!ui.viewModel.isVerifyingDuplicates());
+        QVERIFY(!ui.shown(QStringLiteral("verifyingCapsule")));
+        QCOMPARE(ui.find(QStringLiteral("duplicateBadge"), rowTitled(ui, QStringLiteral("same")))->property("kind").toString(),
+                 QStringLiteral("verified"));
+        QCOMPARE(ui.find(QStringLiteral("duplicateBadge"), rowTitled(ui, QStringLiteral("other")))->property("kind").toString(),
+                 QStringLiteral("likely")); // selected too late for that run
+
+        // Now the other group: its contents differ, so it is no group any more.
+        QVERIFY(verify->isEnabled());
+        ui.click(verify);
+        QTRY_VERIFY(!ui.viewModel.isVerifyingDuplicates());
+        QCOMPARE(ui.find(QStringLiteral("duplicateBadge"), rowTitled(ui, QStringLiteral("other")))->property("kind").toString(),
+                 QStringLiteral("none"));
+    }
+
     void welcomeShowsAtTheFirstRunUntilDismissed()
     {
         TempHome home;
