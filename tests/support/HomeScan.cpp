@@ -1,11 +1,15 @@
 #include "support/HomeScan.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
+#include <QTemporaryDir>
 
 #include <cstdio>
 #include <grp.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -36,6 +40,24 @@ QStringList HomeScan::scannerLines() const
     return result;
 }
 
+namespace {
+// The build folder may lie where the unprivileged user cannot reach (a private clone
+// in /tmp, /root): run a copy of the program from a folder open to everyone.
+QString reachableCopyOf(const QString &program)
+{
+    static QTemporaryDir folder;
+    static const QString copy = [&] {
+        const QString target = folder.filePath(QFileInfo(program).fileName());
+        if (!QFile::copy(program, target))
+            qFatal("cannot copy %s for the unprivileged user", qPrintable(program));
+        ::chmod(QFile::encodeName(folder.path()).constData(), 0755);
+        ::chmod(QFile::encodeName(target).constData(), 0755);
+        return target;
+    }();
+    return copy;
+}
+} // namespace
+
 HomeScan::CliRun HomeScan::runCli(const QStringList &arguments, bool unprivileged) const
 {
     QProcess process;
@@ -47,14 +69,16 @@ HomeScan::CliRun HomeScan::runCli(const QStringList &arguments, bool unprivilege
     environment.remove(QStringLiteral("OLLAMA_MODELS"));
     process.setProcessEnvironment(environment);
     process.setWorkingDirectory(m_home.path());
+    QString program = m_cliProgram;
     if (unprivileged && ::geteuid() == 0) {
+        program = reachableCopyOf(m_cliProgram);
         process.setChildProcessModifier([] {
             if (::setgroups(0, nullptr) != 0 || ::setresgid(nobodyId, nobodyId, nobodyId) != 0
                 || ::setresuid(nobodyId, nobodyId, nobodyId) != 0)
                 ::_exit(126);
         });
     }
-    process.start(m_cliProgram, arguments);
+    process.start(program, arguments);
     if (!process.waitForFinished(60000)) {
         process.kill();
         process.waitForFinished();
