@@ -39,6 +39,8 @@ ThemedWindow {
     minimumHeight: 460
 
     Component.onCompleted: Theme.dark = Qt.binding(() => appearance.dark)
+    // Closing the main window ends Stashwell, even with the preferences still open.
+    onClosing: Qt.quit()
     onFolderPendingRemovalChanged: if (folderPendingRemoval !== "") removeFolderDialog.open()
 
     menuBar: MenuBar {
