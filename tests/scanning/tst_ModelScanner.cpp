@@ -9,17 +9,6 @@
 #include <sys/stat.h>
 
 namespace {
-// Every place installed-app detection looks lies inside the temporary home.
-AppSearchLocations locationsIn(const TempHome &home)
-{
-    AppSearchLocations locations;
-    locations.home = home.path();
-    locations.applicationFolders = {home.filePath(QStringLiteral("Applications"))};
-    locations.executableFolders = {home.filePath(QStringLiteral("bin"))};
-    locations.otherRoots = {home.filePath(QStringLiteral("Desktop")), home.filePath(QStringLiteral("Downloads"))};
-    return locations;
-}
-
 OllamaScanner ollamaIn(const TempHome &home)
 {
     OllamaStoreLocator::Inputs inputs;
@@ -46,7 +35,7 @@ private slots:
         TempHome home;
         writeOllamaModel(home);
         home.writeFile(QStringLiteral(".cache/gpt4all/a.gguf"), 3);
-        const ModelScanner absent(AppDetectionService(locationsIn(home)), ollamaIn(home));
+        const ModelScanner absent(AppDetectionService(home.appSearchLocations()), ollamaIn(home));
         QList<DetectedModel> models = absent.scanAll();
         QCOMPARE(models.size(), 2);
         QVERIFY(models[0].isOrphaned && models[1].isOrphaned);
@@ -56,7 +45,7 @@ private slots:
         // With the application present, even a model whose blobs are missing is no orphan.
         const QString program = home.writeFile(QStringLiteral("bin/ollama"), QByteArray("#!/bin/sh\n"));
         QVERIFY(QFile::setPermissions(program, QFile::permissions(program) | QFile::ExeUser));
-        models = ModelScanner(AppDetectionService(locationsIn(home)), ollamaIn(home)).scanAll();
+        models = ModelScanner(AppDetectionService(home.appSearchLocations()), ollamaIn(home)).scanAll();
         QVERIFY(!models[0].isOrphaned);
         QVERIFY(models[1].isOrphaned);
     }
@@ -66,7 +55,7 @@ private slots:
         TempHome home;
         home.writeFile(QStringLiteral(".cache/gpt4all/phi.gguf"), 3);
         PersistenceService().save({home.filePath(QStringLiteral(".cache/gpt4all"))});
-        const QList<DetectedModel> models = ModelScanner(AppDetectionService(locationsIn(home)), ollamaIn(home)).scanAll();
+        const QList<DetectedModel> models = ModelScanner(AppDetectionService(home.appSearchLocations()), ollamaIn(home)).scanAll();
         QCOMPARE(models.size(), 2);
         QCOMPARE(models[0].sourceTool, SourceTool(SourceTool::Kind::gpt4All));
         QVERIFY(models[0].isOrphaned);
@@ -80,7 +69,7 @@ private slots:
     {
         TempHome home;
         shareWithUnprivileged(QFile::encodeName(home.path()).constData());
-        const ModelScanner scanner(AppDetectionService(locationsIn(home)), ollamaIn(home));
+        const ModelScanner scanner(AppDetectionService(home.appSearchLocations()), ollamaIn(home));
         QVERIFY(scanner.canReadProtectedFolders()); // nothing there at all
 
         writeOllamaModel(home);

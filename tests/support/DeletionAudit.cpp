@@ -1,4 +1,5 @@
 #include "support/DeletionAudit.h"
+#include "support/FileTreeSnapshot.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -11,18 +12,9 @@
 #include <optional>
 
 namespace {
-// The same spelling FileTreeSnapshot uses for raw names in its differences.
 QString shown(const QByteArray &raw)
 {
-    QString text;
-    for (const char c : raw) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte >= 0x7f)
-            text += QStringLiteral("\\x%1").arg(byte, 2, 16, QLatin1Char('0'));
-        else
-            text += QLatin1Char(c);
-    }
-    return text;
+    return FileTreeSnapshot::shown(raw);
 }
 
 QByteArray parentOf(const QByteArray &path)

@@ -5,20 +5,6 @@
 #include <fts.h>
 #include <sys/stat.h>
 
-namespace {
-QString shown(const QByteArray &raw)
-{
-    QString text;
-    for (const char c : raw) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte >= 0x7f)
-            text += QStringLiteral("\\x%1").arg(byte, 2, 16, QLatin1Char('0'));
-        else
-            text += QLatin1Char(c);
-    }
-    return text;
-}
-} // namespace
 
 FileTreeSnapshot::FileTreeSnapshot(const QString &root)
 {
@@ -60,4 +46,17 @@ QStringList FileTreeSnapshot::differencesFrom(const FileTreeSnapshot &before) co
             differences << QStringLiteral("added ") + shown(path);
     }
     return differences;
+}
+
+QString FileTreeSnapshot::shown(const QByteArray &raw)
+{
+    QString text;
+    for (const char c : raw) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte >= 0x7f)
+            text += QStringLiteral("\\x%1").arg(byte, 2, 16, QLatin1Char('0'));
+        else
+            text += QLatin1Char(c);
+    }
+    return text;
 }

@@ -23,6 +23,9 @@ public:
 
     friend bool operator==(const FileTreeSnapshot &, const FileTreeSnapshot &) = default;
 
+    // Raw path bytes as text: control and non-ASCII bytes escaped as \xNN.
+    static QString shown(const QByteArray &raw);
+
 private:
     struct State
     {

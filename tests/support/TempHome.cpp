@@ -1,5 +1,7 @@
 #include "support/TempHome.h"
 
+#include "scanning/AppSearchLocations.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -53,6 +55,17 @@ QString TempHome::makeDir(const QString &relative) const
     const QString path = filePath(relative);
     QDir().mkpath(path);
     return path;
+}
+
+AppSearchLocations TempHome::appSearchLocations() const
+{
+    AppSearchLocations locations;
+    locations.home = path();
+    locations.applicationFolders = {filePath(QStringLiteral("Applications"))};
+    locations.executableFolders = {filePath(QStringLiteral("bin"))};
+    locations.desktopEntryFolders = {filePath(QStringLiteral(".local/share/applications"))};
+    locations.otherRoots = {filePath(QStringLiteral("Desktop")), filePath(QStringLiteral("Downloads"))};
+    return locations;
 }
 
 void TempHome::setModified(const QString &path, const QDateTime &when)

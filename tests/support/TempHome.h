@@ -5,6 +5,8 @@
 #include <QString>
 #include <QTemporaryDir>
 
+struct AppSearchLocations;
+
 // A throw-away home folder for one test: HOME, XDG_DATA_HOME and XDG_CONFIG_HOME
 // point into it for as long as it lives, so no test ever sees the real home.
 class TempHome
@@ -23,6 +25,9 @@ public:
     QString writeFile(const QString &relative, qint64 size, char fill = 'x') const;
     QString writeFile(const QString &relative, const QByteArray &content) const;
     QString makeDir(const QString &relative) const;
+    // Every place installed-app detection looks, inside this home only, so nothing
+    // installed on the machine running the tests counts.
+    AppSearchLocations appSearchLocations() const;
     // Sets a file's modification time without following a link.
     static void setModified(const QString &path, const QDateTime &when);
 

@@ -17,22 +17,11 @@
 #include <QUrl>
 
 namespace {
-// Every place installed-app detection looks lies inside the temporary home.
-AppSearchLocations locationsIn(const TempHome &home)
-{
-    AppSearchLocations locations;
-    locations.home = home.path();
-    locations.applicationFolders = {home.filePath(QStringLiteral("Applications"))};
-    locations.executableFolders = {home.filePath(QStringLiteral("bin"))};
-    locations.desktopEntryFolders = {home.filePath(QStringLiteral(".local/share/applications"))};
-    return locations;
-}
-
 // The real scan and deletion over the home's own folders; `unreadable` is what the
 // folder access probe reports.
 AppViewModel::Services servicesIn(const TempHome &home, const QStringList &unreadable = {})
 {
-    const AppSearchLocations locations = locationsIn(home);
+    const AppSearchLocations locations = home.appSearchLocations();
     const OllamaStore store{home.filePath(QStringLiteral(".ollama/models"))};
     return {[locations, store] { return ModelScanner(AppDetectionService(locations), OllamaScanner({store})).scanAll(); },
             [unreadable] { return unreadable; },
@@ -212,7 +201,7 @@ private slots:
         PersistenceService().save({home.filePath(QStringLiteral("Models 10")), home.filePath(QStringLiteral("other/ollama")),
                                    home.filePath(QStringLiteral("Models 9"))});
 
-        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
         ui.appear();
         QVERIFY(ui.waitForScan());
         const QStringList expected{
@@ -250,7 +239,7 @@ private slots:
         writeOllamaModel(home, QStringLiteral("llama3"), "a1", 20);
         home.writeFile(QStringLiteral(".cache/gpt4all/gone.gguf"), 10);
 
-        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
         ui.appear();
         QVERIFY(ui.waitForScan());
         const auto iconOf = [&](const QString &title) {
@@ -270,7 +259,7 @@ private slots:
         installProgram(home, QStringLiteral("lm-studio"));
         home.writeFile(QStringLiteral(".lmstudio/models/pub/solo/solo.gguf"), 1500);
         const QString closed = home.makeDir(QStringLiteral("closed/models"));
-        WindowUnderTest ui(servicesIn(home, {closed}), locationsIn(home));
+        WindowUnderTest ui(servicesIn(home, {closed}), home.appSearchLocations());
         ui.appear();
         QVERIFY(ui.waitForScan());
         QCOMPARE(ui.text(QStringLiteral("countChip")), QStringLiteral("1 model"));
@@ -304,7 +293,7 @@ private slots:
         const QString keep = home.writeFile(QStringLiteral(".lmstudio/models/pub/keep/keep.gguf"), 10);
         const QString first = home.writeFile(QStringLiteral(".lmstudio/models/pub/first/first.gguf"), 20);
         const QString second = home.writeFile(QStringLiteral(".cache/gpt4all/second.gguf"), 30);
-        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
         ui.appear();
         QVERIFY(ui.waitForScan());
 
@@ -356,7 +345,7 @@ private slots:
         TempHome home;
         returningUser();
         const QString gone = home.writeFile(QStringLiteral(".cache/gpt4all/gone.gguf"), 10);
-        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
         ui.appear();
         QVERIFY(ui.waitForScan());
         ui.click(ui.item(QStringLiteral("selectBox"), rowTitled(ui, QStringLiteral("gone"))));
@@ -382,7 +371,7 @@ private slots:
         home.writeFile(QStringLiteral("My Models/twin.gguf"), 100, 'b'); // same name and size, other content
         const QString single = home.writeFile(QStringLiteral("My Models/single one.gguf"), 5);
         PersistenceService().save({home.filePath(QStringLiteral("My Models"))});
-        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
         ui.appear();
         QVERIFY(ui.waitForScan());
 
@@ -452,7 +441,7 @@ private slots:
         home.writeFile(QStringLiteral("Copies/other.gguf"), 9000, 'x');
         home.writeFile(QStringLiteral("Copies/alone.gguf"), 10);
         PersistenceService().save({home.filePath(QStringLiteral("Copies"))});
-        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
         ui.appear();
         QVERIFY(ui.waitForScan());
         QQuickItem *verify = ui.item(QStringLiteral("verifyButton"));
@@ -498,7 +487,7 @@ private slots:
     {
         TempHome home;
         {
-            WindowUnderTest ui(servicesIn(home), locationsIn(home));
+            WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
             ui.appear();
             QTRY_VERIFY(ui.isOpen(QStringLiteral("welcomeSheet")));
             QStringList features;
@@ -521,7 +510,7 @@ private slots:
             QVERIFY(PersistenceService().hasSeenWelcomeScreen());
         }
         // The next start does not welcome again, but the Help menu brings it back.
-        WindowUnderTest again(servicesIn(home), locationsIn(home));
+        WindowUnderTest again(servicesIn(home), home.appSearchLocations());
         again.appear();
         QVERIFY(again.waitForScan());
         QVERIFY(!again.isOpen(QStringLiteral("welcomeSheet")));
@@ -536,7 +525,7 @@ private slots:
         TempHome home;
         returningUser();
         home.writeFile(QStringLiteral("Picked/p.gguf"), 10);
-        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
         ui.appear();
         QVERIFY(ui.waitForScan());
         QVERIFY(ui.shown(QStringLiteral("emptyCard")));
@@ -557,7 +546,7 @@ private slots:
     {
         TempHome home;
         PersistenceService().setHasSeenWelcomeScreen(true);
-        WindowUnderTest ui(servicesIn(home), locationsIn(home));
+        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
         ui.appear();
         QVERIFY(ui.waitForScan());
         QVERIFY(!ui.preferences()->isVisible());

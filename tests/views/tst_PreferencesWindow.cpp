@@ -13,20 +13,11 @@
 #include <QUrl>
 
 namespace {
-AppSearchLocations locationsIn(const TempHome &home)
-{
-    AppSearchLocations locations;
-    locations.home = home.path();
-    locations.executableFolders = {home.filePath(QStringLiteral("bin"))};
-    locations.desktopEntryFolders = {home.filePath(QStringLiteral(".local/share/applications"))};
-    return locations;
-}
-
 // The real scan over the home's folders. The preferences ask installed-app detection
 // for this machine, which knows none of the applications the tests install below.
 AppViewModel::Services servicesIn(const TempHome &home)
 {
-    const AppSearchLocations locations = locationsIn(home);
+    const AppSearchLocations locations = home.appSearchLocations();
     return {[locations] { return ModelScanner(AppDetectionService(locations), OllamaScanner(QList<OllamaStore>{})).scanAll(); },
             [] { return QStringList(); }, [] { return std::make_unique<ModelDeleter>(QList<OllamaStore>{}); }};
 }
