@@ -118,4 +118,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestSpecialFilesInStores)
-#include "tst_SpecialFilesInStores.moc"
+#include "tst_PipesAndSocketsInStores.moc"
