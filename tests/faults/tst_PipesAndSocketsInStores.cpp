@@ -36,7 +36,7 @@ QByteArray manifest(const QList<QByteArray> &layerDigests)
 // pipe for reading waits for a writer, so one opened by mistake hangs the scan for good;
 // each must be passed over or, where a store counts every entry as a model file, listed
 // without being opened.
-class TestSpecialFilesInStores : public QObject
+class TestPipesAndSocketsInStores : public QObject
 {
     Q_OBJECT
 private slots:
@@ -117,5 +117,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSpecialFilesInStores)
+QTEST_GUILESS_MAIN(TestPipesAndSocketsInStores)
 #include "tst_PipesAndSocketsInStores.moc"
