@@ -45,18 +45,6 @@ void makeChain(const QString &folder, const QList<QByteArray> &names, const QMap
     ::close(fd);
 }
 
-// Writes a file whose path below the home is given as raw bytes, with its folders.
-void writeRaw(const TempHome &home, const QByteArray &relative, const QByteArray &content)
-{
-    const QByteArray path = QFile::encodeName(home.path()) + '/' + relative;
-    for (qsizetype slash = path.indexOf('/', 1); slash >= 0; slash = path.indexOf('/', slash + 1))
-        ::mkdir(path.left(slash).constData(), 0755);
-    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    QVERIFY(fd >= 0);
-    QCOMPARE(::write(fd, content.constData(), size_t(content.size())), ssize_t(content.size()));
-    ::close(fd);
-}
-
 // Trees too deep for one path, and names that are not text, are beyond QDir's removal.
 void removeTree(const QString &folder)
 {
@@ -157,19 +145,19 @@ private slots:
         // Latin-1 and stray bytes: as text they read as replacement characters, a name no
         // file has. Beside each, a model with a proper name that must still be found.
         const QByteArray latin1 = "caf\xe9", stray = "bad\xff\xfe";
-        writeRaw(home, "Models/" + latin1 + ".gguf", QByteArray(3, 'x'));
+        home.writeRawFile("Models/" + latin1 + ".gguf", QByteArray(3, 'x'));
         home.writeFile(QStringLiteral("Models/ok.gguf"), 2);
-        writeRaw(home, ".cache/gpt4all/" + stray + ".gguf", QByteArray(4, 'x'));
+        home.writeRawFile(".cache/gpt4all/" + stray + ".gguf", QByteArray(4, 'x'));
         home.writeFile(QStringLiteral(".cache/gpt4all/ok.gguf"), 5);
-        writeRaw(home, "Library/Containers/com.liuliu.draw-things/Data/Documents/Models/" + latin1 + ".ckpt", QByteArray(6, 'x'));
-        writeRaw(home, ".lmstudio/models/pub/" + latin1 + "/w.gguf", QByteArray(8, 'x'));
-        writeRaw(home, ".lmstudio/models/" + stray + "/m/w.gguf", QByteArray(8, 'x'));
+        home.writeRawFile("Library/Containers/com.liuliu.draw-things/Data/Documents/Models/" + latin1 + ".ckpt", QByteArray(6, 'x'));
+        home.writeRawFile(".lmstudio/models/pub/" + latin1 + "/w.gguf", QByteArray(8, 'x'));
+        home.writeRawFile(".lmstudio/models/" + stray + "/m/w.gguf", QByteArray(8, 'x'));
         home.writeFile(QStringLiteral(".lmstudio/models/pub/fine/w.gguf"), 7);
-        writeRaw(home, ".local/share/Jan/data/llamacpp/models/" + stray + "/model.gguf", QByteArray(9, 'x'));
+        home.writeRawFile(".local/share/Jan/data/llamacpp/models/" + stray + "/model.gguf", QByteArray(9, 'x'));
         home.writeFile(QStringLiteral(".local/share/Jan/data/llamacpp/models/qwen/model.gguf"), 7);
         const QString registry = QStringLiteral(".ollama/models/manifests/registry.ollama.ai/library/m/");
-        writeRaw(home, QFile::encodeName(registry) + stray, ollamaManifest);
-        writeRaw(home, ".ollama/models/manifests/registry.ollama.ai/" + latin1 + "/m/latest", ollamaManifest);
+        home.writeRawFile(QFile::encodeName(registry) + stray, ollamaManifest);
+        home.writeRawFile(".ollama/models/manifests/registry.ollama.ai/" + latin1 + "/m/latest", ollamaManifest);
         home.writeFile(registry + QStringLiteral("latest"), ollamaManifest);
         PersistenceService().save({home.filePath(QStringLiteral("Models"))});
 

@@ -34,19 +34,6 @@ QByteArray contentFor(const QString &path)
     return bytes;
 }
 
-// Writes a file whose path below the home is given as raw bytes, with its folders, for
-// names that are not text.
-void writeRaw(const TempHome &home, const QByteArray &relative, const QByteArray &content)
-{
-    const QByteArray path = QFile::encodeName(home.path()) + '/' + relative;
-    for (qsizetype slash = path.indexOf('/', 1); slash >= 0; slash = path.indexOf('/', slash + 1))
-        ::mkdir(path.left(slash).constData(), 0755);
-    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    QVERIFY(fd >= 0);
-    QCOMPARE(::write(fd, content.constData(), size_t(content.size())), ssize_t(content.size()));
-    ::close(fd);
-}
-
 // The reason shown for a model with a file or folder whose name is not text.
 QString notText(const TempHome &home, const QString &relative)
 {
@@ -152,12 +139,12 @@ private slots:
         // Latin-1 and stray bytes: a file of its own, a file beside a proper one in a model
         // folder, a model folder, and a file of a store that keeps one model per file.
         const QString replaced1 = QStringLiteral("caf\ufffd"), replaced2 = QStringLiteral("bad\ufffd\ufffd");
-        writeRaw(home, "Models/caf\xe9.gguf", "latin-1");
+        home.writeRawFile("Models/caf\xe9.gguf", "latin-1");
         home.writeFile(QStringLiteral("Models/ok.gguf"), 3);
         home.writeFile(QStringLiteral(".lmstudio/models/pub/mixed/w.gguf"), 5);
-        writeRaw(home, ".lmstudio/models/pub/mixed/caf\xe9.gguf", "beside a model");
-        writeRaw(home, ".local/share/Jan/data/llamacpp/models/bad\xff\xfe/model.gguf", "in a folder");
-        writeRaw(home, ".cache/gpt4all/bad\xff\xfe.gguf", "stray bytes");
+        home.writeRawFile(".lmstudio/models/pub/mixed/caf\xe9.gguf", "beside a model");
+        home.writeRawFile(".local/share/Jan/data/llamacpp/models/bad\xff\xfe/model.gguf", "in a folder");
+        home.writeRawFile(".cache/gpt4all/bad\xff\xfe.gguf", "stray bytes");
         PersistenceService().save({home.filePath(QStringLiteral("Models"))});
 
         HomeDeletion deletion(home, terminal ? HomeDeletion::Front::terminal : HomeDeletion::Front::window, cli);

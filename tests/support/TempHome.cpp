@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 TempHome::TempHome()
     : m_oldHome(qgetenv("HOME")), m_oldData(qgetenv("XDG_DATA_HOME")), m_oldConfig(qgetenv("XDG_CONFIG_HOME"))
@@ -48,6 +49,19 @@ QString TempHome::writeFile(const QString &relative, const QByteArray &content) 
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(content) != content.size())
         qFatal("cannot write test file %s", qPrintable(path));
     return path;
+}
+
+void TempHome::writeRawFile(const QByteArray &relative, const QByteArray &content) const
+{
+    const QByteArray path = QFile::encodeName(m_dir.path()) + '/' + relative;
+    for (qsizetype slash = path.indexOf('/', 1); slash >= 0; slash = path.indexOf('/', slash + 1))
+        ::mkdir(path.left(slash).constData(), 0755);
+    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    const bool written = fd >= 0 && ::write(fd, content.constData(), size_t(content.size())) == ssize_t(content.size());
+    if (fd >= 0)
+        ::close(fd);
+    if (!written)
+        qFatal("cannot write test file %s", path.constData());
 }
 
 QString TempHome::makeDir(const QString &relative) const

@@ -25,6 +25,8 @@ public:
     QString writeFile(const QString &relative, qint64 size, char fill = 'x') const;
     QString writeFile(const QString &relative, const QByteArray &content) const;
     QString makeDir(const QString &relative) const;
+    // The same for a path given as raw bytes, for names that are not text.
+    void writeRawFile(const QByteArray &relative, const QByteArray &content) const;
     // Every place installed-app detection looks, inside this home only, so nothing
     // installed on the machine running the tests counts.
     AppSearchLocations appSearchLocations() const;
