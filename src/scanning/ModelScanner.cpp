@@ -64,3 +64,22 @@ QStringList ModelScanner::unreadableModelFolders() const
     }
     return unreadable;
 }
+
+ScanResult ModelScanner::scan() const
+{
+    ScanResult result;
+    result.models = scanAll();
+    for (const ModelSourceDefinition &definition : ModelSourceDefinition::all()) {
+        SourceStatus status;
+        status.tool = definition.tool;
+        status.displayName = definition.displayName;
+        status.folders = definition.paths;
+        status.installedAppPath = appDetectionService.installedAppPath(definition);
+        status.iconName = appDetectionService.desktopEntryIconName(definition).value_or(QString());
+        status.modelCount = int(std::count_if(result.models.begin(), result.models.end(),
+                                              [&](const DetectedModel &m) { return m.sourceTool == definition.tool; }));
+        result.sources.append(status);
+    }
+    result.unreadableFolders = unreadableModelFolders();
+    return result;
+}

@@ -9,6 +9,7 @@
 #include "scanning/LMStudioScanner.h"
 #include "scanning/OMLXScanner.h"
 #include "scanning/OllamaScanner.h"
+#include "scanning/ScanResult.h"
 #include "services/PersistenceService.h"
 
 // One complete scan: every application's models, orphans marked, the user's folders
@@ -21,6 +22,9 @@ public:
                           OllamaScanner ollama = OllamaScanner());
 
     QList<DetectedModel> scanAll() const;
+    // The models together with what the scan learned about each source; app detection
+    // runs here, once per scan, on the scan's own thread.
+    ScanResult scan() const;
 
     // False when a model folder Stashwell knows exists but cannot be read, so the
     // scan is limited (for example the system Ollama service's store).

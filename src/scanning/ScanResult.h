@@ -1,0 +1,29 @@
+#pragma once
+
+#include "catalogue/DetectedModel.h"
+
+#include <QList>
+#include <QStringList>
+#include <optional>
+
+// What one scan learned about one built-in model application on this machine.
+struct SourceStatus
+{
+    SourceTool tool;
+    QString displayName;
+    // The folders the scan looked in on this machine (existing ones, each real folder
+    // once); when none exists, the folder the application would use by default.
+    QStringList folders;
+    std::optional<QString> installedAppPath; // where the application was found, if it was
+    QString iconName;                        // from its desktop entry: a theme name or a path
+    int modelCount = 0;
+};
+
+// Everything one scan hands to a front end: the models in list order, every built-in
+// source in table order, and the known model folders that exist but cannot be read.
+struct ScanResult
+{
+    QList<DetectedModel> models;
+    QList<SourceStatus> sources;
+    QStringList unreadableFolders;
+};
