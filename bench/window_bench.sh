@@ -27,7 +27,7 @@ echo "models in the home: $(find "$home" -name '*.gguf' -o -name '*.ckpt' -o -pa
 
 # One virtual display for every run, so its start-up is not counted.
 window_ms=$(STASHWELL_REPORT_FIRST_FRAME=1 xvfb-run -a -s "-screen 0 1280x800x24" bash -c '
-    for ((i = 0; i < '"$runs"'; i++)); do "'"$build"'/src/app/stashwell" 2>/dev/null | sed -n "s/.*: \([0-9]*\) ms, \([0-9]*\) models/\1 \2/p"; done')
+    for ((i = 0; i < '"$runs"'; i++)); do "'"$build"'/tools/stashwell-probe" 2>/dev/null | sed -n "s/.*: \([0-9]*\) ms, \([0-9]*\) models/\1 \2/p"; done')
 echo "$window_ms" | awk '{ print "window run: " $1 " ms to the first frame with " $2 " models" }'
 window=$(echo "$window_ms" | awk '{ print $1 }' | median)
 
@@ -38,7 +38,7 @@ listing=$(for ((i = 0; i < runs; i++)); do
     start=$(now_ms); find "$home" -type f >/dev/null; echo $(($(now_ms) - start))
 done | median)
 
-scroll=$(STASHWELL_REPORT_FIRST_FRAME=scroll xvfb-run -a -s "-screen 0 1280x800x24" "$build/src/app/stashwell" 2>/dev/null | grep '^scrolled' || true)
+scroll=$(STASHWELL_REPORT_FIRST_FRAME=scroll xvfb-run -a -s "-screen 0 1280x800x24" "$build/tools/stashwell-probe" 2>/dev/null | grep '^scrolled' || true)
 
 echo "median over $runs runs:"
 echo "  window, start to first complete frame: $window ms (target under 1500 ms)"

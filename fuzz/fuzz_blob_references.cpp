@@ -5,7 +5,7 @@
 #include "FuzzCheck.h"
 #include "FuzzTempDir.h"
 
-#include "scanning/BlobReferenceManager.h"
+#include "deletion/BlobReferenceManager.h"
 #include "scanning/OllamaManifest.h"
 
 #include <QDir>

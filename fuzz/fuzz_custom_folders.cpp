@@ -3,7 +3,7 @@
 #include "FuzzCheck.h"
 #include "FuzzTempDir.h"
 
-#include "services/PersistenceService.h"
+#include "preferences/PersistenceService.h"
 
 #include <QSettings>
 

@@ -4,7 +4,7 @@
 #include "FuzzCheck.h"
 #include "FuzzTempDir.h"
 
-#include "services/PersistenceService.h"
+#include "preferences/PersistenceService.h"
 
 #include <QDir>
 #include <QFile>

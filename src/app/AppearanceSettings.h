@@ -1,7 +1,7 @@
 #pragma once
 
-#include "services/AppearanceMode.h"
-#include "services/PersistenceService.h"
+#include "preferences/AppearanceMode.h"
+#include "preferences/PersistenceService.h"
 
 #include <QObject>
 

@@ -26,7 +26,7 @@ const QUrl mainWindowUrl(QStringLiteral("qrc:/qt/qml/Stashwell/Main.qml"));
 
 ApplicationShell::Desktop ApplicationShell::Desktop::current()
 {
-    return {QDBusConnection::sessionBus(), AppSearchLocations::forThisMachine()};
+    return {QDBusConnection::sessionBus()};
 }
 
 ApplicationShell::ApplicationShell(AppViewModel &viewModel, QObject *parent)
@@ -40,12 +40,9 @@ ApplicationShell::ApplicationShell(AppViewModel &viewModel, Desktop desktop, QOb
       m_colorScheme(std::make_unique<DesktopColorScheme>(desktop.bus)),
       m_appearance(std::make_unique<AppearanceSettings>(m_colorScheme.get())),
       m_fileManager(std::make_unique<FileManagerReveal>(desktop.bus)),
-      m_appIcons(std::make_unique<AppIconLocator>(desktop.appLocations)),
+      m_appIcons(std::make_unique<AppIconLocator>(viewModel)),
       m_accessHelp(std::make_unique<FolderAccessHelp>())
 {
-    // Applications may have been installed or removed since the last scan.
-    connect(&m_viewModel, &AppViewModel::scanStateChanged, m_appIcons.get(), &AppIconLocator::forget);
-
     m_engine.addImageProvider(QString::fromLatin1(IconImageProvider::providerName), new IconImageProvider);
     m_engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
     QQmlContext *context = m_engine.rootContext();

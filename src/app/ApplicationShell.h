@@ -1,7 +1,5 @@
 #pragma once
 
-#include "scanning/AppSearchLocations.h"
-
 #include <QDBusConnection>
 #include <QObject>
 #include <QQmlApplicationEngine>
@@ -35,7 +33,6 @@ public:
     struct Desktop
     {
         QDBusConnection bus;
-        AppSearchLocations appLocations;
         static Desktop current();
     };
 

@@ -2,15 +2,9 @@
 
 #include "cli/ScanReport.h"
 #include "cli/TrashSelection.h"
-#include "services/ByteCountFormatter.h"
-#include "state/AppViewModel.h"
-#include "state/ModelSummary.h"
-#include "scanning/ModelScanner.h"
-#include "services/PersistenceService.h"
+#include "catalogue/ByteCountFormatter.h"
+#include "core/ModelSummary.h"
 
-#include <QDir>
-#include <QFileInfo>
-#include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -21,11 +15,6 @@ namespace {
 constexpr int exitSuccess = 0;
 constexpr int exitFailure = 1;
 constexpr int exitUsage = 2;
-
-QString absoluteFolder(const QString &path)
-{
-    return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
-}
 } // namespace
 
 QString CliCommands::usage()
@@ -79,87 +68,48 @@ void CliCommands::print(const ScanReport &report, bool asJson)
 
 int CliCommands::scan(bool asJson)
 {
-    const ModelScanner scanner;
-    print({scanner.scanAll(), scanner.unreadableModelFolders()}, asJson);
+    const ScanResult found = m_core.scan();
+    print({found.models, found.unreadableFolders}, asJson);
     return exitSuccess;
 }
 
 int CliCommands::folders(const QStringList &arguments)
 {
-    const PersistenceService persistence;
     const QString action = arguments.value(0);
     if (action == QLatin1String("list") && arguments.size() == 1) {
-        for (const QString &folder : persistence.load())
+        for (const QString &folder : m_core.customFolders().folders())
             m_out << ScanReport::printable(folder) << "\n";
         return exitSuccess;
     }
-    if ((action == QLatin1String("add") || action == QLatin1String("remove")) && arguments.size() == 2) {
-        const QString folder = absoluteFolder(arguments[1]);
-        QStringList stored = persistence.load();
-        if (action == QLatin1String("add")) {
-            if (!QFileInfo(folder).isDir())
-                return usageError(QStringLiteral("folders add: not a folder: %1").arg(arguments[1]));
-            if (stored.contains(folder)) {
-                m_out << "Already scanned: " << ScanReport::printable(folder) << "\n";
-                return exitSuccess;
-            }
-            stored.append(folder);
-            persistence.save(stored);
-            m_out << "Added " << ScanReport::printable(folder) << "\n";
-            return exitSuccess;
-        }
-        // Stored entries may carry a trailing slash; compare them as folders.
-        const qsizetype before = stored.size();
-        stored.removeIf([&](const QString &entry) { return QDir::cleanPath(entry) == folder; });
-        if (stored.size() == before)
-            return usageError(QStringLiteral("folders remove: not in the list: %1").arg(arguments[1]));
-        persistence.save(stored);
-        m_out << "Removed " << ScanReport::printable(folder) << " (nothing on disk was touched)\n";
+    const bool adding = action == QLatin1String("add");
+    if ((adding || action == QLatin1String("remove")) && arguments.size() == 2) {
+        const CustomFolderList::Change change =
+            adding ? m_core.addCustomFolder(arguments[1]) : m_core.customFolders().remove(arguments[1]);
+        if (!change.accepted)
+            return usageError(QStringLiteral("folders %1: %2").arg(action, ScanReport::printable(change.error)));
+        if (!change.warning.isEmpty())
+            m_err << "stashwell-cli: warning: " << ScanReport::printable(change.warning) << "\n";
+        m_out << (change.alreadyListed ? "Already in the list: " : adding ? "Added " : "Removed ")
+              << ScanReport::printable(change.folder)
+              << (adding ? "\n" : " (nothing on disk was touched)\n");
         return exitSuccess;
     }
     return usageError(QStringLiteral("folders: expected 'list', 'add PATH' or 'remove PATH'"));
 }
 
-bool CliCommands::scanThrough(AppViewModel &viewModel)
-{
-    QEventLoop loop;
-    QObject::connect(&viewModel, &AppViewModel::scanStateChanged, &loop, [&] {
-        if (viewModel.scanState() != AppViewModel::ScanState::scanning)
-            loop.quit();
-    });
-    viewModel.startScan();
-    viewModel.refreshPermissionStatus();
-    loop.exec();
-    if (viewModel.scanState() == AppViewModel::ScanState::error) {
-        m_err << "stashwell-cli: the scan failed: " << viewModel.scanErrorMessage() << "\n";
-        return false;
-    }
-    return true;
-}
-
 int CliCommands::verify(bool asJson)
 {
-    AppViewModel viewModel;
-    if (!scanThrough(viewModel))
-        return exitFailure;
+    ScanResult found = m_core.scan();
     QList<QUuid> groups;
-    for (const DetectedModel &model : viewModel.models()) {
+    for (const DetectedModel &model : std::as_const(found.models)) {
         if (model.duplicateGroup && !groups.contains(*model.duplicateGroup))
             groups.append(*model.duplicateGroup);
     }
-    if (!groups.isEmpty()) {
-        QEventLoop loop;
-        QObject::connect(&viewModel, &AppViewModel::verifyingChanged, &loop, [&] {
-            if (!viewModel.isVerifyingDuplicates())
-                loop.quit();
-        });
-        viewModel.verifyDuplicateGroups(groups);
-        if (viewModel.isVerifyingDuplicates())
-            loop.exec();
-    }
-    print({viewModel.models(), viewModel.unreadableFolders()}, asJson);
+    for (const QUuid &group : std::as_const(groups))
+        StashwellCore::applyVerification(found.models, group, m_core.verifyGroup(group, found.models));
+    print({found.models, found.unreadableFolders}, asJson);
     // A group that could not be verified is something the user asked for that failed.
-    const bool anyUnverifiable = std::any_of(viewModel.models().begin(), viewModel.models().end(), [](const DetectedModel &m) {
+    const bool anyUnverifiable = std::any_of(found.models.begin(), found.models.end(), [](const DetectedModel &m) {
         return m.duplicateVerificationStatus.state() == DuplicateVerificationStatus::State::unableToVerify;
     });
     return anyUnverifiable ? exitFailure : exitSuccess;
@@ -191,19 +141,18 @@ int CliCommands::trash(const QStringList &arguments)
     if (!selection->dryRun && !selection->assumeYes && !::isatty(STDIN_FILENO))
         return usageError(QStringLiteral("trash: no terminal to ask for confirmation; add --yes to move without asking"));
 
-    AppViewModel viewModel;
-    if (!scanThrough(viewModel))
-        return exitFailure;
+    const QList<DetectedModel> models = m_core.scan().models;
     QStringList unmatched;
-    const QList<QUuid> ids = selection->match(viewModel.models(), &unmatched);
+    const QList<QUuid> ids = selection->match(models, &unmatched);
     if (!unmatched.isEmpty())
         return usageError(QStringLiteral("trash: no model matches %1").arg(unmatched.join(QStringLiteral(", "))));
-    viewModel.setSelectedModelIDs(QSet<QUuid>(ids.begin(), ids.end()));
-    const QList<DetectedModel> chosen = viewModel.selectedModels();
+    QList<DetectedModel> chosen;
+    std::copy_if(models.begin(), models.end(), std::back_inserter(chosen),
+                 [&](const DetectedModel &model) { return ids.contains(model.id); });
 
     DeletionResult result;
     if (selection->dryRun) {
-        result = viewModel.planDeletionOfSelection();
+        result = m_core.planDeletion(chosen);
     } else {
         const QString question = QStringLiteral("Move %1 model%2 (%3) to the Trash?")
                                      .arg(chosen.size())
@@ -213,9 +162,7 @@ int CliCommands::trash(const QStringList &arguments)
             m_out << "Nothing was moved.\n";
             return exitSuccess;
         }
-        QObject::connect(&viewModel, &AppViewModel::deletionFinished, &viewModel,
-                         [&result](const DeletionResult &finished) { result = finished; });
-        viewModel.deleteSelectedModels();
+        result = m_core.deleteModels(chosen);
     }
 
     if (selection->asJson) {

@@ -1,8 +1,8 @@
 #include "cli/ScanReport.h"
 
-#include "services/ByteCountFormatter.h"
-#include "state/ModelSections.h"
-#include "state/ModelSummary.h"
+#include "catalogue/ByteCountFormatter.h"
+#include "core/ModelSections.h"
+#include "core/ModelSummary.h"
 
 #include <QJsonArray>
 #include <QLocale>

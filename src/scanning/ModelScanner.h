@@ -10,7 +10,7 @@
 #include "scanning/OMLXScanner.h"
 #include "scanning/OllamaScanner.h"
 #include "scanning/ScanResult.h"
-#include "services/PersistenceService.h"
+#include "preferences/PersistenceService.h"
 
 // One complete scan: every application's models, orphans marked, the user's folders
 // added, likely duplicates grouped. Built afresh for each scan and used once; it runs
@@ -30,9 +30,10 @@ public:
     // scan is limited (for example the system Ollama service's store).
     bool canReadProtectedFolders() const { return unreadableModelFolders().isEmpty(); }
     QStringList unreadableModelFolders() const;
+    // Every folder the built-in sources are looked for in, whether or not it exists.
+    QStringList knownModelFolders() const;
 
 private:
-    QStringList knownModelFolders() const;
 
     OllamaScanner ollamaScanner;
     LMStudioScanner lmStudioScanner;

@@ -1,27 +1,15 @@
 #include "state/AppViewModel.h"
 
-#include "catalogue/ModelSourceDefinition.h"
-#include "scanning/AppDetectionService.h"
-#include "scanning/ModelScanner.h"
-#include "scanning/ScanRoutines.h"
-#include "scanning/OllamaStoreLocator.h"
-#include "services/ByteCountFormatter.h"
+#include "catalogue/ByteCountFormatter.h"
+#include "core/ModelSummary.h"
 #include "state/BackgroundTask.h"
-#include "state/ModelDeleter.h"
-#include "state/ModelSummary.h"
 
-#include <QDir>
-#include <QFileInfo>
-
-AppViewModel::Services AppViewModel::Services::forThisMachine()
+AppViewModel::AppViewModel(std::shared_ptr<StashwellCore> core, QObject *parent)
+    : QObject(parent), m_core(std::move(core))
 {
-    return {[] { return ModelScanner().scanAll(); }, [] { return ModelScanner().unreadableModelFolders(); },
-            [] { return std::make_unique<ModelDeleter>(OllamaStoreLocator::forThisMachine().stores()); }};
-}
-
-AppViewModel::AppViewModel(Services services, QObject *parent)
-    : QObject(parent), m_services(std::move(services))
-{
+    m_scanLauncher = [this] {
+        return runOnPool<ScanResult>(m_pool, [core = m_core](QPromise<ScanResult> &) { return core->scan(); });
+    };
     m_modelList.setSelection(&m_selection);
     m_modelList.setModels(&m_models, {});
     m_customFolders = m_persistence.load();
@@ -74,13 +62,11 @@ void AppViewModel::startScan()
     setVerifying(false);
     setVerifyProgress(0);
 
-    runInBackground<QList<DetectedModel>>(
-        this, [scan = m_services.scanAll](QPromise<QList<DetectedModel>> &) { return scan(); },
-        [this, generation](QFuture<QList<DetectedModel>> future) {
+    whenFinished<ScanResult>(this, m_scanLauncher(), [this, generation](QFuture<ScanResult> future) {
             if (generation != m_scanGeneration)
                 return; // a newer scan owns the state now
             try {
-                publishModels(future.result());
+                publishScan(future.result());
                 setScanState(ScanState::complete);
             } catch (const std::exception &error) {
                 setScanState(ScanState::error, QString::fromLocal8Bit(error.what()));
@@ -90,16 +76,21 @@ void AppViewModel::startScan()
         });
 }
 
-void AppViewModel::publishModels(QList<DetectedModel> models)
+void AppViewModel::publishScan(ScanResult result)
 {
-    m_models = std::move(models);
+    m_models = std::move(result.models);
+    m_sources = std::move(result.sources);
     m_modelList.setModels(&m_models, m_customFolders);
     emit modelsChanged();
+    if (result.unreadableFolders != m_unreadableFolders) {
+        m_unreadableFolders = result.unreadableFolders;
+        emit permissionChanged();
+    }
 }
 
 void AppViewModel::refreshPermissionStatus()
 {
-    const QStringList unreadable = m_services.unreadableModelFolders();
+    const QStringList unreadable = m_core->unreadableModelFolders();
     if (unreadable == m_unreadableFolders)
         return;
     m_unreadableFolders = unreadable;
@@ -108,34 +99,31 @@ void AppViewModel::refreshPermissionStatus()
 
 void AppViewModel::publishCustomFolders()
 {
-    m_customFolders = m_persistence.load();
+    m_customFolders = m_core->customFolders().folders();
     emit customFoldersChanged();
 }
 
 void AppViewModel::addCustomFolder(const QString &folder)
 {
     if (folder.isEmpty())
-        return;
-    QStringList stored = m_persistence.load();
-    const QString cleaned = QDir::cleanPath(folder);
-    if (!stored.contains(cleaned)) {
-        stored.append(cleaned);
-        m_persistence.save(stored);
-    }
+        return; // the folder chooser was closed without a choice
+    const CustomFolderList::Change change = m_core->addCustomFolder(folder);
+    if (!change.accepted)
+        emit customFolderNotice(QStringLiteral("The folder was not added"), change.error);
+    else if (!change.warning.isEmpty())
+        emit customFolderNotice(QStringLiteral("Models may be listed twice"), change.warning);
     publishCustomFolders();
 }
 
 void AppViewModel::removeCustomFolder(const QString &folder)
 {
-    QStringList stored = m_persistence.load();
-    stored.removeAll(folder);
-    m_persistence.save(stored);
+    m_core->customFolders().remove(folder);
     publishCustomFolders();
 }
 
 void AppViewModel::resetToDefaults()
 {
-    m_persistence.save({});
+    m_core->customFolders().clear();
     m_customFolders.clear();
     emit customFoldersChanged();
     clearSelection();
@@ -242,35 +230,28 @@ QVariantList AppViewModel::selectedModelSummaries() const
     return summaries;
 }
 
-namespace {
-// The folder a source row names: the first of the source's folders that exists here
-// (so a Linux desktop shows its Linux folder), else the first one.
-QString shownFolder(const ModelSourceDefinition &definition)
-{
-    for (const QString &folder : definition.paths) {
-        const QString path = folder.startsWith(QLatin1String("~/")) ? ScanRoutines::homePath(folder.mid(2)) : folder;
-        if (QFileInfo::exists(path))
-            return folder;
-    }
-    return definition.paths.value(0);
-}
-} // namespace
-
 QVariantList AppViewModel::builtInSources() const
 {
-    const AppDetectionService detection;
     QVariantList sources;
-    for (const ModelSourceDefinition &definition : ModelSourceDefinition::all()) {
-        const int count = int(std::count_if(m_models.begin(), m_models.end(),
-                                             [&](const DetectedModel &m) { return m.sourceTool == definition.tool; }));
-        sources.append(QVariantMap{{QStringLiteral("displayName"), definition.displayName},
-                                   {QStringLiteral("sourceKind"), definition.tool.key()},
-                                   {QStringLiteral("path"), shownFolder(definition)},
-                                   {QStringLiteral("installed"), detection.installedAppPath(definition).has_value()},
-                                   {QStringLiteral("modelCount"), count},
-                                   {QStringLiteral("iconName"), detection.desktopEntryIconName(definition).value_or(QString())}});
+    for (const SourceStatus &source : m_sources) {
+        sources.append(QVariantMap{{QStringLiteral("displayName"), source.displayName},
+                                   {QStringLiteral("sourceKind"), source.tool.key()},
+                                   {QStringLiteral("path"), source.folders.value(0)},
+                                   {QStringLiteral("folders"), source.folders},
+                                   {QStringLiteral("installed"), source.installedAppPath.has_value()},
+                                   {QStringLiteral("modelCount"), source.modelCount},
+                                   {QStringLiteral("iconName"), source.iconName}});
     }
     return sources;
+}
+
+QString AppViewModel::sourceIconName(const QString &sourceKey) const
+{
+    for (const SourceStatus &source : m_sources) {
+        if (source.tool.key() == sourceKey)
+            return source.iconName;
+    }
+    return {};
 }
 
 void AppViewModel::setVerifying(bool verifying)
@@ -320,17 +301,14 @@ void AppViewModel::verifyNextGroup()
     const QUuid groupID = m_verifyQueue.takeFirst();
     const quint64 generation = m_scanGeneration;
     const int done = m_verifyGroupsTotal - int(m_verifyQueue.size()) - 1;
-    auto detector = m_duplicateDetector;
-    auto cancelled = m_verifyCancelled;
-    const QList<DetectedModel> models = m_models;
-    QFutureWatcher<VerificationOutcome> *watcher = runInBackground<VerificationOutcome>(
-        this,
-        [detector, cancelled, models, groupID](QPromise<VerificationOutcome> &promise) {
-            return detector->verifyGroup(groupID, models,
-                                         [&promise](double fraction) { promise.setProgressValue(int(fraction * 1000)); },
-                                         cancelled.get());
-        },
-        [this, generation, groupID, done](QFuture<VerificationOutcome> future) {
+    QFuture<VerificationOutcome> verification = runOnPool<VerificationOutcome>(
+        m_pool, [core = m_core, cancelled = m_verifyCancelled, models = m_models, groupID](QPromise<VerificationOutcome> &promise) {
+            return core->verifyGroup(groupID, models,
+                                     [&promise](double fraction) { promise.setProgressValue(int(fraction * 1000)); },
+                                     cancelled.get());
+        });
+    QFutureWatcher<VerificationOutcome> *watcher = whenFinished<VerificationOutcome>(
+        this, verification, [this, generation, groupID, done](QFuture<VerificationOutcome> future) {
             if (generation != m_scanGeneration)
                 return; // a scan started meanwhile; it reset the flags and replaces the list
             applyVerificationOutcome(groupID, future.result());
@@ -346,40 +324,41 @@ void AppViewModel::verifyNextGroup()
 
 void AppViewModel::applyVerificationOutcome(const QUuid &groupID, const VerificationOutcome &outcome)
 {
-    for (DetectedModel &model : m_models) {
-        if (model.duplicateGroup != groupID)
-            continue;
-        switch (outcome.kind) {
-        case VerificationOutcomeKind::identical:
-            model.duplicateVerificationStatus = DuplicateVerificationStatus::verified();
-            break;
-        case VerificationOutcomeKind::failed:
-            model.duplicateVerificationStatus = DuplicateVerificationStatus::unableToVerify(outcome.message);
-            break;
-        case VerificationOutcomeKind::different:
-            model.duplicateGroup.reset();
-            model.duplicateVerificationStatus = DuplicateVerificationStatus::unverified();
-            break;
-        }
-    }
+    StashwellCore::applyVerification(m_models, groupID, outcome);
     m_modelList.refreshModelRows();
     emit modelsChanged();
 }
 
-DeletionResult AppViewModel::planDeletionOfSelection() const
+void AppViewModel::setDeleting(bool deleting)
 {
-    return m_services.makeDeleter()->plan(selectedModels());
+    if (m_deleting == deleting)
+        return;
+    m_deleting = deleting;
+    emit deletingChanged();
 }
 
 void AppViewModel::deleteSelectedModels()
 {
     setShowDeleteConfirmation(false);
+    if (m_deleting)
+        return; // one deletion at a time: the next one must see what this one moved
     const QList<DetectedModel> toDelete = selectedModels();
     clearSelection();
-    const DeletionResult result = m_services.makeDeleter()->deleteModels(toDelete);
-    // The list is rebuilt from disk, never edited: sizes, groups and orphans are recomputed.
-    startScan();
-    emit deletionFinished(result);
-    if (result.needsAlert())
-        emit deletionAlert(result.messageText(), result.informativeText());
+    setDeleting(true);
+    QFuture<DeletionResult> deletion = runOnPool<DeletionResult>(
+        m_pool, [core = m_core, toDelete](QPromise<DeletionResult> &) { return core->deleteModels(toDelete); });
+    whenFinished<DeletionResult>(this, deletion, [this](QFuture<DeletionResult> future) {
+        DeletionResult result;
+        try {
+            result = future.result();
+        } catch (const std::exception &error) {
+            result.failures.append({QStringLiteral("Stashwell"), QString::fromLocal8Bit(error.what())});
+        }
+        setDeleting(false);
+        // The list is rebuilt from disk, never edited: sizes, groups and orphans are recomputed.
+        startScan();
+        emit deletionFinished(result);
+        if (result.needsAlert())
+            emit deletionAlert(result.messageText(), result.informativeText());
+    });
 }

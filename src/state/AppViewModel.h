@@ -1,25 +1,26 @@
 #pragma once
 
 #include "catalogue/DetectedModel.h"
-#include "duplicates/DuplicateDetector.h"
-#include "services/PersistenceService.h"
-#include "state/DeletionResult.h"
+#include "core/StashwellCore.h"
+#include "deletion/DeletionResult.h"
+#include "preferences/PersistenceService.h"
 #include "state/ModelListModel.h"
 
+#include <QFuture>
 #include <QObject>
 #include <QSet>
+#include <QThreadPool>
 
 #include <atomic>
 #include <functional>
 #include <memory>
 
-class ModelDeleter;
-
-// The state of the application that every view binds to, confined to the interface
-// thread. Scans and verifications run on pool threads; their results are published
-// only if no newer scan started meanwhile (the scan generation), so a late result
-// can never overwrite a newer list. The window and stashwell-cli both drive this
-// object, so the terminal behaves exactly as the window does.
+// The window's adapter over the core, confined to the interface thread. Scans,
+// verifications and deletions run the core's calls on this object's own thread pool;
+// a scan's or verification's result is published only if no newer scan started
+// meanwhile (the scan generation), so a late result never overwrites a newer list.
+// Besides the core's results it keeps what only the window has: the selection and
+// which sheets are open.
 class AppViewModel : public QObject
 {
     Q_OBJECT
@@ -38,6 +39,7 @@ class AppViewModel : public QObject
     Q_PROPERTY(bool canVerify READ canVerify NOTIFY canVerifyChanged)
     Q_PROPERTY(bool showDeleteConfirmation READ showDeleteConfirmation WRITE setShowDeleteConfirmation NOTIFY showDeleteConfirmationChanged)
     Q_PROPERTY(bool isVerifyingDuplicates READ isVerifyingDuplicates NOTIFY verifyingChanged)
+    Q_PROPERTY(bool isDeleting READ isDeleting NOTIFY deletingChanged)
     Q_PROPERTY(double verifyProgress READ verifyProgress NOTIFY verifyProgressChanged)
     Q_PROPERTY(QStringList customFolders READ customFolders NOTIFY customFoldersChanged)
     Q_PROPERTY(bool showWelcomeScreen READ showWelcomeScreen WRITE setShowWelcomeScreen NOTIFY showWelcomeScreenChanged)
@@ -47,20 +49,17 @@ class AppViewModel : public QObject
 public:
     enum class ScanState { idle, scanning, complete, error };
 
-    // What the state asks of the machine; tests point these at other folders.
-    struct Services
-    {
-        // One complete scan; called on a pool thread, so it must build what it uses.
-        std::function<QList<DetectedModel>()> scanAll;
-        // Known model folders that exist but cannot be read.
-        std::function<QStringList()> unreadableModelFolders;
-        // Built afresh for each deletion, so it sees the stores as they are now.
-        std::function<std::unique_ptr<ModelDeleter>()> makeDeleter;
-        static Services forThisMachine();
-    };
+    // Starts one scan and answers with its future; called on the interface thread.
+    using ScanLauncher = std::function<QFuture<ScanResult>()>;
 
-    explicit AppViewModel(Services services = Services::forThisMachine(), QObject *parent = nullptr);
+    explicit AppViewModel(std::shared_ptr<StashwellCore> core = std::make_shared<StashwellCore>(),
+                          QObject *parent = nullptr);
     ~AppViewModel() override;
+
+    // Replaces how scans are started (by default: the core's scan on this object's
+    // pool), so a test can finish each scan exactly when it wants.
+    void setScanLauncher(ScanLauncher launcher) { m_scanLauncher = std::move(launcher); }
+    const StashwellCore &core() const { return *m_core; }
 
     ScanState scanState() const { return m_scanState; }
     QString scanStateName() const;
@@ -91,6 +90,7 @@ public:
     bool showDeleteConfirmation() const { return m_showDeleteConfirmation; }
     void setShowDeleteConfirmation(bool show);
     bool isVerifyingDuplicates() const { return m_verifying; }
+    bool isDeleting() const { return m_deleting; }
     double verifyProgress() const { return m_verifyProgress; }
     QStringList customFolders() const { return m_customFolders; }
     bool showWelcomeScreen() const { return m_showWelcomeScreen; }
@@ -98,9 +98,12 @@ public:
     bool permissionDenied() const { return !m_unreadableFolders.isEmpty(); }
     QStringList unreadableFolders() const { return m_unreadableFolders; }
 
-    // Every built-in source for the preferences: { displayName, path, installed,
-    // modelCount, iconName }. Asked afresh each time, as applications come and go.
+    // Every built-in source as the last scan found it, for the preferences:
+    // { displayName, sourceKind, path, folders, installed, modelCount, iconName }.
     Q_INVOKABLE QVariantList builtInSources() const;
+    // The icon the last scan found for a source key ("ollama", ...): a theme name or a
+    // path; empty when there is none.
+    QString sourceIconName(const QString &sourceKey) const;
 
 public slots:
     // What the window does when it first appears: scan, probe, welcome on first run.
@@ -108,6 +111,7 @@ public slots:
     void startScan();
     void refreshPermissionStatus();
     // Stores a folder the user chose (from the window's folder chooser); no rescan.
+    // A refusal or a warning reaches the window through customFolderNotice.
     void addCustomFolder(const QString &folder);
     void removeCustomFolder(const QString &folder);
     void resetToDefaults();
@@ -122,9 +126,8 @@ public slots:
     void verifySelectedGroups();
     void verifyDuplicateGroups(const QList<QUuid> &groupIDs);
 
+    // Moves the selection to the Trash in the background; ignored while one runs.
     void deleteSelectedModels();
-    // The files deleting the selection would move, moving nothing.
-    DeletionResult planDeletionOfSelection() const;
 
 signals:
     void scanStateChanged();
@@ -133,6 +136,7 @@ signals:
     void canVerifyChanged();
     void showDeleteConfirmationChanged();
     void verifyingChanged();
+    void deletingChanged();
     void verifyProgressChanged();
     void customFoldersChanged();
     void showWelcomeScreenChanged();
@@ -141,29 +145,34 @@ signals:
     void deletionFinished(const DeletionResult &result);
     // The result alert's texts, only when something could not be moved.
     void deletionAlert(const QString &message, const QString &informativeText);
+    // A custom folder was refused, or accepted with a warning.
+    void customFolderNotice(const QString &message, const QString &informativeText);
 
 private:
     void setScanState(ScanState state, const QString &error = {});
-    void publishModels(QList<DetectedModel> models);
+    void publishScan(ScanResult result);
     void setVerifying(bool verifying);
     void setVerifyProgress(double progress);
     void verifyNextGroup();
     void applyVerificationOutcome(const QUuid &groupID, const VerificationOutcome &outcome);
     void publishCustomFolders();
+    void setDeleting(bool deleting);
 
-    Services m_services;
+    // Shared with the work on the pool, so a task still running when this object goes
+    // away keeps the core alive until it ends.
+    std::shared_ptr<StashwellCore> m_core;
     PersistenceService m_persistence;
-    // Shared with the hashing thread, so a verification still running when this object
-    // goes away keeps its detector alive until it notices the cancellation.
-    std::shared_ptr<DuplicateDetector> m_duplicateDetector = std::make_shared<DuplicateDetector>();
+    ScanLauncher m_scanLauncher;
 
     ScanState m_scanState = ScanState::idle;
     QString m_scanError;
     QList<DetectedModel> m_models;
+    QList<SourceStatus> m_sources;
     ModelListModel m_modelList;
     QSet<QUuid> m_selection;
     bool m_showDeleteConfirmation = false;
     bool m_verifying = false;
+    bool m_deleting = false;
     double m_verifyProgress = 0;
     QStringList m_customFolders;
     bool m_showWelcomeScreen = false;
@@ -173,4 +182,7 @@ private:
     QList<QUuid> m_verifyQueue;
     int m_verifyGroupsTotal = 0;
     std::shared_ptr<std::atomic<bool>> m_verifyCancelled;
+    // Last member: it is destroyed first, waiting for its running tasks while the rest
+    // of this object still exists.
+    QThreadPool m_pool;
 };

@@ -9,23 +9,17 @@
 #include <functional>
 #include <memory>
 
-// Runs work on a pool thread and hands its result back on the thread of `context`.
-// The watcher belongs to `context`: when that object is gone, the result is dropped
-// unseen. `work` receives the promise so it can publish progress (0 to 1000).
+// Runs work on a thread of `pool` and answers with its future. `work` receives the
+// promise so it can publish progress (0 to 1000); an exception it throws reaches
+// whoever reads the result.
 template<typename Result>
-QFutureWatcher<Result> *runInBackground(QObject *context, std::function<Result(QPromise<Result> &)> work,
-                                        std::function<void(QFuture<Result>)> done)
+QFuture<Result> runOnPool(QThreadPool &pool, std::function<Result(QPromise<Result> &)> work)
 {
     auto promise = std::make_shared<QPromise<Result>>();
-    auto *watcher = new QFutureWatcher<Result>(context);
-    QObject::connect(watcher, &QFutureWatcherBase::finished, context, [watcher, done = std::move(done)] {
-        watcher->deleteLater();
-        done(watcher->future());
-    });
-    watcher->setFuture(promise->future());
+    QFuture<Result> future = promise->future();
     promise->start();
     promise->setProgressRange(0, 1000);
-    QThreadPool::globalInstance()->start([promise, work = std::move(work)] {
+    pool.start([promise, work = std::move(work)] {
         try {
             promise->addResult(work(*promise));
         } catch (...) {
@@ -33,5 +27,19 @@ QFutureWatcher<Result> *runInBackground(QObject *context, std::function<Result(Q
         }
         promise->finish();
     });
+    return future;
+}
+
+// Hands a future's result back on the thread of `context` once it is ready. The watcher
+// belongs to `context`: when that object is gone, the result is dropped unseen.
+template<typename Result>
+QFutureWatcher<Result> *whenFinished(QObject *context, QFuture<Result> future, std::function<void(QFuture<Result>)> done)
+{
+    auto *watcher = new QFutureWatcher<Result>(context);
+    QObject::connect(watcher, &QFutureWatcherBase::finished, context, [watcher, done = std::move(done)] {
+        watcher->deleteLater();
+        done(watcher->future());
+    });
+    watcher->setFuture(future);
     return watcher;
 }

@@ -1,8 +1,8 @@
 #include "state/ModelListModel.h"
 
 #include "scanning/CustomFolderScanner.h"
-#include "services/ByteCountFormatter.h"
-#include "state/ModelSections.h"
+#include "catalogue/ByteCountFormatter.h"
+#include "core/ModelSections.h"
 
 #include <QDir>
 #include <QLocale>

@@ -8,7 +8,7 @@ RowLayout {
     id: bar
     signal addFolderRequested()
 
-    readonly property bool armed: viewModel.selectedCount > 0
+    readonly property bool armed: viewModel.selectedCount > 0 && !viewModel.isDeleting
 
     spacing: 10
 
@@ -33,10 +33,7 @@ RowLayout {
         text: "Rescan"
         symbol: "arrow.clockwise"
         help: "Rescan all model sources"
-        onClicked: {
-            viewModel.startScan()
-            viewModel.refreshPermissionStatus()
-        }
+        onClicked: viewModel.startScan()
     }
     GlassButton {
         objectName: "verifyButton"
@@ -51,6 +48,11 @@ RowLayout {
         visible: viewModel.isVerifyingDuplicates
         text: "Verifying duplicates..."
     }
+    StatusCapsule {
+        objectName: "deletingCapsule"
+        visible: viewModel.isDeleting
+        text: "Moving to Trash..."
+    }
     GlassButton {
         objectName: "deleteButton"
         text: "Delete Selected"
@@ -59,7 +61,7 @@ RowLayout {
         enabled: bar.armed
         tint: bar.armed ? Theme.red : Theme.secondaryText
         onClicked: {
-            if (viewModel.selectedCount > 0)
+            if (bar.armed)
                 viewModel.showDeleteConfirmation = true
         }
     }

@@ -157,6 +157,20 @@ ThemedWindow {
         }
     }
 
+    // A custom folder that was refused, or accepted with a warning, from either window.
+    AlertDialog {
+        id: folderNotice
+        objectName: "folderNotice"
+        Connections {
+            target: viewModel
+            function onCustomFolderNotice(message, informativeText) {
+                folderNotice.heading = message
+                folderNotice.message = informativeText
+                folderNotice.open()
+            }
+        }
+    }
+
     WelcomeSheet {
         id: welcome
         onAccessHelpRequested: accessHelpSheet.open()

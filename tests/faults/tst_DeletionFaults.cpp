@@ -1,4 +1,4 @@
-#include "services/PersistenceService.h"
+#include "preferences/PersistenceService.h"
 #include "support/DeletionAudit.h"
 #include "support/HomeDeletion.h"
 #include "support/HomeScan.h"

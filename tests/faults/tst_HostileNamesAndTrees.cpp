@@ -1,4 +1,4 @@
-#include "services/PersistenceService.h"
+#include "preferences/PersistenceService.h"
 #include "support/FileTreeSnapshot.h"
 #include "support/HomeScan.h"
 #include "support/TempHome.h"

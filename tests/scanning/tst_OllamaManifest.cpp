@@ -1,4 +1,4 @@
-#include "scanning/BlobReferenceManager.h"
+#include "deletion/BlobReferenceManager.h"
 #include "scanning/OllamaManifest.h"
 #include "scanning/OllamaScanner.h"
 #include "support/TempHome.h"

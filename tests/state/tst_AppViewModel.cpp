@@ -1,13 +1,12 @@
 #include "scanning/ModelScanner.h"
 #include "state/AppViewModel.h"
-#include "state/ModelDeleter.h"
+#include "deletion/ModelDeleter.h"
+#include "support/ControlledScans.h"
 #include "support/TempHome.h"
 
 #include <QDir>
 #include <QFile>
-#include <QSemaphore>
 #include <QSignalSpy>
-#include <QThreadPool>
 #include <QTest>
 
 namespace {
@@ -24,53 +23,29 @@ QByteArray manifest(const QList<QByteArray> &layers)
     return text + "]}";
 }
 
-// A scan whose answers the test hands out one at a time.
-struct ScriptedScans
-{
-    QList<QList<DetectedModel>> answers;
-    QSemaphore firstMayFinish{0};
-    bool holdFirst = false;
-    QAtomicInt calls = 0;
-
-    ~ScriptedScans()
-    {
-        // No scan may outlive the answers it reads.
-        firstMayFinish.release(1);
-        QThreadPool::globalInstance()->waitForDone();
-    }
-
-    AppViewModel::Services services()
-    {
-        return {[this] {
-                    const int call = calls.fetchAndAddOrdered(1);
-                    if (call == 0 && holdFirst)
-                        firstMayFinish.acquire();
-                    return answers.value(call);
-                },
-                [] { return QStringList(); }, [] { return std::make_unique<ModelDeleter>(QList<OllamaStore>{}); }};
-    }
-};
 } // namespace
 
 class TestAppViewModel : public QObject
 {
     Q_OBJECT
 
-    // The real scan and deletion over the temporary home: its Ollama store, no
-    // application installed anywhere the detection looks.
-    static AppViewModel::Services servicesIn(const TempHome &home)
+    // The real core over the temporary home: its Ollama store, no application installed.
+    static std::shared_ptr<StashwellCore> coreIn(const TempHome &home)
     {
-        const QString store = home.filePath(QStringLiteral(".ollama/models"));
-        AppSearchLocations nowhere;
-        nowhere.home = home.path();
-        return {[nowhere, store] { return ModelScanner(AppDetectionService(nowhere), OllamaScanner({OllamaStore{store}})).scanAll(); },
-                [] { return QStringList(); },
-                [store] { return std::make_unique<ModelDeleter>(QList<OllamaStore>{OllamaStore{store}}); }};
+        return std::make_shared<StashwellCore>(home.machine());
     }
 
     static void scanAndWait(AppViewModel &viewModel)
     {
         viewModel.startScan();
+        QTRY_VERIFY(viewModel.scanState() == AppViewModel::ScanState::complete);
+    }
+
+    // Starts a controlled scan and ends it at once with these models.
+    static void publish(AppViewModel &viewModel, ControlledScans &scans, const QList<DetectedModel> &models)
+    {
+        viewModel.startScan();
+        scans.finish(scans.started() - 1, models);
         QTRY_VERIFY(viewModel.scanState() == AppViewModel::ScanState::complete);
     }
 
@@ -82,55 +57,49 @@ class TestAppViewModel : public QObject
 private slots:
     void onlyTheNewestScanPublishes()
     {
-        ScriptedScans scans;
-        scans.holdFirst = true;
-        scans.answers = {{model(QStringLiteral("stale"), 1)}, {model(QStringLiteral("fresh"), 2)}};
-        AppViewModel viewModel(scans.services());
+        TempHome home;
+        ControlledScans scans;
+        AppViewModel viewModel(coreIn(home));
+        scans.attach(viewModel);
         QCOMPARE(viewModel.scanStateName(), QStringLiteral("idle"));
         viewModel.startScan();
-        QTRY_COMPARE(scans.calls.loadAcquire(), 1); // the first scan is under way and held
         viewModel.startScan();
+        scans.finish(1, {model(QStringLiteral("fresh"), 2)});
         QTRY_COMPARE(viewModel.scanState(), AppViewModel::ScanState::complete);
         QCOMPARE(viewModel.models().first().displayName, QStringLiteral("fresh"));
 
         // The first scan finishes last: its list is dropped and the state stays.
         QSignalSpy stateChanges(&viewModel, &AppViewModel::scanStateChanged);
-        scans.firstMayFinish.release();
-        QThreadPool::globalInstance()->waitForDone();
-        QCoreApplication::processEvents();
+        scans.finish(0, {model(QStringLiteral("stale"), 1)});
+        QTest::qWait(50);
         QCOMPARE(viewModel.models().first().displayName, QStringLiteral("fresh"));
         QCOMPARE(stateChanges.count(), 0);
-    }
 
-    void aResultArrivingAfterTheStateIsGoneIsDropped()
-    {
-        ScriptedScans scans;
-        scans.holdFirst = true;
-        scans.answers = {{model(QStringLiteral("late"), 1)}};
-        auto viewModel = std::make_unique<AppViewModel>(scans.services());
-        viewModel->startScan();
-        QTRY_COMPARE(scans.calls.loadAcquire(), 1);
-        viewModel.reset();
-        scans.firstMayFinish.release();
-        QThreadPool::globalInstance()->waitForDone();
-        QCoreApplication::processEvents(); // the finished scan finds no one to publish to
+        // A result arriving after the state is gone finds no one to publish to.
+        auto gone = std::make_unique<AppViewModel>(coreIn(home));
+        scans.attach(*gone);
+        gone->startScan();
+        gone.reset();
+        scans.finish(2, {model(QStringLiteral("late"), 1)});
+        QTest::qWait(50);
     }
 
     void scanningClearsSelectionAndVerification()
     {
-        ScriptedScans scans;
+        TempHome home;
+        ControlledScans scans;
         const QUuid group = QUuid::createUuid();
         DetectedModel a = model(QStringLiteral("a"), 5), b = model(QStringLiteral("b"), 5), c = model(QStringLiteral("c"), 3);
         a.duplicateGroup = b.duplicateGroup = c.duplicateGroup = group;
-        scans.answers = {{a, b, c}, {}};
-        AppViewModel viewModel(scans.services());
-        scanAndWait(viewModel);
+        AppViewModel viewModel(coreIn(home));
+        scans.attach(viewModel);
+        publish(viewModel, scans, {a, b, c});
         QCOMPARE(viewModel.reclaimableSize(), 8);
         QCOMPARE(viewModel.totalSize(), 13);
         viewModel.setSelected(a.id.toString(), true);
         QCOMPARE(viewModel.selectedDuplicateGroupIDs(), QList<QUuid>{group});
         QVERIFY(viewModel.canVerify());
-        scanAndWait(viewModel);
+        publish(viewModel, scans, {});
         QVERIFY(viewModel.selectedModelIDs().isEmpty());
         QVERIFY(!viewModel.canVerify());
         QCOMPARE(viewModel.totalSize(), 0);
@@ -151,10 +120,10 @@ private slots:
         models[0].duplicateGroup = models[1].duplicateGroup = identical;
         models[2].duplicateGroup = models[3].duplicateGroup = different;
         models[4].duplicateGroup = models[5].duplicateGroup = failing;
-        ScriptedScans scans;
-        scans.answers = {models};
-        AppViewModel viewModel(scans.services());
-        scanAndWait(viewModel);
+        ControlledScans scans;
+        AppViewModel viewModel(coreIn(home));
+        scans.attach(viewModel);
+        publish(viewModel, scans, models);
         const qint64 before = viewModel.reclaimableSize();
 
         viewModel.verifyDuplicateGroups({identical, different, failing});
@@ -182,15 +151,16 @@ private slots:
         QList<DetectedModel> models{model(QStringLiteral("a"), 1, {a}), model(QStringLiteral("b"), 1, {b})};
         const QUuid group = QUuid::createUuid();
         models[0].duplicateGroup = models[1].duplicateGroup = group;
-        ScriptedScans scans;
-        scans.answers = {models, models};
-        AppViewModel viewModel(scans.services());
-        scanAndWait(viewModel);
+        ControlledScans scans;
+        AppViewModel viewModel(coreIn(home));
+        scans.attach(viewModel);
+        publish(viewModel, scans, models);
         viewModel.verifyDuplicateGroups({group});
         QVERIFY(viewModel.isVerifyingDuplicates());
         viewModel.startScan();
         QVERIFY(!viewModel.isVerifyingDuplicates());
         QCOMPARE(viewModel.verifyProgress(), 0.0);
+        scans.finish(1, models);
         QTRY_VERIFY(viewModel.scanState() == AppViewModel::ScanState::complete);
         QTest::qWait(200);
         for (const DetectedModel &m : viewModel.models())
@@ -211,7 +181,7 @@ private slots:
         home.writeFile(QStringLiteral("Models/plain.gguf"), 3);
         PersistenceService().save({home.filePath(QStringLiteral("Models"))});
 
-        AppViewModel viewModel(servicesIn(home));
+        AppViewModel viewModel(coreIn(home));
         scanAndWait(viewModel);
         QCOMPARE(viewModel.modelCount(), 4);
         QSet<QUuid> chosen;
@@ -224,12 +194,13 @@ private slots:
         QSignalSpy finished(&viewModel, &AppViewModel::deletionFinished);
         QSignalSpy alerts(&viewModel, &AppViewModel::deletionAlert);
         viewModel.deleteSelectedModels();
-        QCOMPARE(finished.count(), 1);
+        QVERIFY(viewModel.isDeleting());
+        QVERIFY(viewModel.selectedModelIDs().isEmpty());
+        QTRY_COMPARE(finished.count(), 1);
+        QVERIFY(!viewModel.isDeleting());
         QCOMPARE(alerts.count(), 0);
         const DeletionResult result = finished.first().first().value<DeletionResult>();
         QCOMPARE(result.moved, 3);
-        QVERIFY(viewModel.selectedModelIDs().isEmpty());
-        QCOMPARE(viewModel.scanState(), AppViewModel::ScanState::scanning); // always rescans
         QVERIFY(QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-shared"))));
         QVERIFY(QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-cfg"))));
         QVERIFY(QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-own3"))));
@@ -242,6 +213,7 @@ private slots:
         QCOMPARE(viewModel.modelCount(), 1);
         viewModel.setSelectedModelIDs({viewModel.models().first().id});
         viewModel.deleteSelectedModels();
+        QTRY_COMPARE(finished.count(), 2);
         QCOMPARE(QDir(home.filePath(store + QStringLiteral("blobs"))).entryList(QDir::Files), QStringList());
     }
 
@@ -254,7 +226,7 @@ private slots:
         const QString kept = home.writeFile(QStringLiteral("Models/kept.gguf"), 3);
         const QString vanishing = home.writeFile(QStringLiteral("Models/vanishing.gguf"), 3);
         PersistenceService().save({home.filePath(QStringLiteral("Models"))});
-        AppViewModel viewModel(servicesIn(home));
+        AppViewModel viewModel(coreIn(home));
         scanAndWait(viewModel);
         QCOMPARE(viewModel.modelCount(), 3);
 
@@ -267,7 +239,7 @@ private slots:
         viewModel.setSelectedModelIDs(all);
         QSignalSpy alerts(&viewModel, &AppViewModel::deletionAlert);
         viewModel.deleteSelectedModels();
-        QCOMPARE(alerts.count(), 1);
+        QTRY_COMPARE(alerts.count(), 1);
         QCOMPARE(alerts.first().at(0).toString(), QStringLiteral("1 of 3 models moved to Trash. 2 failed."));
         const QStringList lines = alerts.first().at(1).toString().split(QLatin1Char('\n'));
         QCOMPARE(lines.size(), 2);
@@ -301,30 +273,41 @@ private slots:
     void foldersWelcomeAndReset()
     {
         TempHome home;
-        ScriptedScans scans;
-        scans.answers = {{model(QStringLiteral("kept"), 1)}};
-        AppViewModel viewModel(scans.services());
+        ControlledScans scans;
+        AppViewModel viewModel(coreIn(home));
+        scans.attach(viewModel);
         QSignalSpy welcome(&viewModel, &AppViewModel::showWelcomeScreenChanged);
         viewModel.windowAppeared();
         QVERIFY(viewModel.showWelcomeScreen());
         viewModel.dismissWelcomeScreen();
         QVERIFY(!viewModel.showWelcomeScreen());
         QVERIFY(PersistenceService().hasSeenWelcomeScreen());
+        scans.finish(0, {model(QStringLiteral("kept"), 1)});
         QTRY_VERIFY(viewModel.scanState() == AppViewModel::ScanState::complete);
 
-        viewModel.addCustomFolder(QStringLiteral("/data/LLM"));
-        viewModel.addCustomFolder(QStringLiteral("/data/LLM/"));
-        viewModel.addCustomFolder(QStringLiteral("/data/Other"));
-        QCOMPARE(viewModel.customFolders(), (QStringList{QStringLiteral("/data/LLM"), QStringLiteral("/data/Other")}));
-        viewModel.removeCustomFolder(QStringLiteral("/data/LLM"));
-        QCOMPARE(PersistenceService().load(), QStringList{QStringLiteral("/data/Other")});
+        // The window follows the core's rule: existing folders only, each once, and a
+        // word when one holds a folder Stashwell scans already.
+        const QString llm = home.makeDir(QStringLiteral("data/LLM")), other = home.makeDir(QStringLiteral("data/Other"));
+        home.makeDir(QStringLiteral(".ollama/models"));
+        QSignalSpy notices(&viewModel, &AppViewModel::customFolderNotice);
+        viewModel.addCustomFolder(llm);
+        viewModel.addCustomFolder(llm + QStringLiteral("/"));
+        viewModel.addCustomFolder(home.filePath(QStringLiteral("data/missing")));
+        viewModel.addCustomFolder(other);
+        QCOMPARE(notices.count(), 1); // the missing folder; the second "LLM/" changes nothing
+        viewModel.addCustomFolder(home.path());
+        QCOMPARE(notices.count(), 2);
+        QVERIFY(notices.last().at(1).toString().contains(QStringLiteral("listed twice")));
+        QCOMPARE(viewModel.customFolders(), (QStringList{llm, other, home.path()}));
+        viewModel.removeCustomFolder(llm + QStringLiteral("/"));
+        QCOMPARE(PersistenceService().load(), (QStringList{other, home.path()}));
 
         viewModel.resetToDefaults();
         QVERIFY(viewModel.customFolders().isEmpty());
         QVERIFY(viewModel.showWelcomeScreen());
         QVERIFY(!PersistenceService().hasSeenWelcomeScreen());
         QCOMPARE(viewModel.modelCount(), 1); // the list stays until the next scan
-        QCOMPARE(scans.calls.loadAcquire(), 1);
+        QCOMPARE(scans.started(), 1);
     }
 };
 

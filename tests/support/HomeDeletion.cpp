@@ -1,7 +1,7 @@
 #include "support/HomeDeletion.h"
 
 #include "scanning/OllamaStoreLocator.h"
-#include "state/ModelDeleter.h"
+#include "deletion/ModelDeleter.h"
 #include "support/UnprivilegedRun.h"
 
 #include <QFile>
@@ -9,7 +9,6 @@
 #include <QJsonObject>
 #include <QRegularExpression>
 #include <QTest>
-#include <QThreadPool>
 
 #include <cstdio>
 #include <ftw.h>
@@ -17,7 +16,6 @@
 
 namespace {
 constexpr uid_t nobodyId = 65534;
-constexpr int scanTimeoutMs = 120000;
 
 QString listedLine(const QString &source, const QString &name)
 {
@@ -65,35 +63,7 @@ HomeDeletion::HomeDeletion(const TempHome &home, Front front, const QString &cli
 {
 }
 
-HomeDeletion::~HomeDeletion()
-{
-    // No scan may outlive the home it reads.
-    QThreadPool::globalInstance()->waitForDone();
-}
-
-AppViewModel &HomeDeletion::viewModel()
-{
-    // Made on first use, so that it reads the preferences the test stored first.
-    if (!m_viewModel) {
-        AppViewModel::Services services;
-        const HomeScan *scan = &m_scan;
-        services.scanAll = [scan] { return scan->scanner().scanAll(); };
-        services.unreadableModelFolders = [] { return QStringList(); };
-        OllamaStoreLocator::Inputs stores;
-        stores.userModelsDir = m_home.filePath(QStringLiteral(".ollama/models"));
-        stores.serviceModelsDir = m_home.filePath(QStringLiteral("system/ollama/.ollama/models"));
-        services.makeDeleter = [stores] { return std::make_unique<ModelDeleter>(OllamaStoreLocator(stores).stores()); };
-        m_viewModel = std::make_unique<AppViewModel>(services);
-    }
-    return *m_viewModel;
-}
-
-bool HomeDeletion::waitForScan()
-{
-    AppViewModel &state = viewModel();
-    const bool done = QTest::qWaitFor([&] { return state.scanState() != AppViewModel::ScanState::scanning; }, scanTimeoutMs);
-    return done && state.scanState() == AppViewModel::ScanState::complete;
-}
+HomeDeletion::~HomeDeletion() = default;
 
 QStringList HomeDeletion::listed(bool unprivileged)
 {
@@ -106,18 +76,16 @@ QStringList HomeDeletion::listed(bool unprivileged)
         return lines;
     }
     // The window's scan reads as the test's own user; only its deletion may be unprivileged.
-    viewModel().startScan();
-    m_scanned = waitForScan();
-    if (!m_scanned)
-        return {QStringLiteral("<the scan did not complete: %1>").arg(viewModel().scanErrorMessage())};
-    for (const DetectedModel &model : viewModel().models())
+    m_models = StashwellCore(m_scan.machine()).scan().models;
+    m_scanned = true;
+    for (const DetectedModel &model : std::as_const(m_models))
         lines << listedLine(model.sourceTool.description(), model.displayName);
     return lines;
 }
 
 QList<DetectedModel> HomeDeletion::models() const
 {
-    return m_viewModel ? m_viewModel->models() : QList<DetectedModel>();
+    return m_models;
 }
 
 QStringList HomeDeletion::filesOf(const Pick &pick) const
@@ -140,40 +108,29 @@ QStringList HomeDeletion::deleteInWindow(const QList<Pick> &picks, bool unprivil
 {
     if (!m_scanned)
         listed();
-    AppViewModel &state = viewModel();
-    QSet<QUuid> chosen;
+    QList<DetectedModel> chosen;
     for (const Pick &pick : picks) {
         const qsizetype before = chosen.size();
-        for (const DetectedModel &model : state.models()) {
-            if (matches(model, pick))
-                chosen.insert(model.id);
+        for (const DetectedModel &model : std::as_const(m_models)) {
+            if (matches(model, pick) && std::none_of(chosen.begin(), chosen.end(), [&](const DetectedModel &c) { return c.id == model.id; }))
+                chosen.append(model);
         }
         if (chosen.size() == before)
             return {QStringLiteral("<no model listed as %1 [%2]>").arg(pick.source, pick.name)};
     }
-    state.setSelectedModelIDs(chosen);
-    state.setShowDeleteConfirmation(true); // the person asked, and now confirms
 
     // What the window would show: nothing, or the alert. Sent back through a pipe, as the
     // unprivileged deletion runs in a child process.
     int channel[2];
     if (::pipe(channel) != 0)
         return {QStringLiteral("<no pipe>")};
-    QMetaObject::Connection finishedConnection, alertConnection;
     const auto deleteSelection = [&] {
-        bool finished = false;
-        finishedConnection = QObject::connect(&state, &AppViewModel::deletionFinished, &state, [&](const DeletionResult &result) {
-            finished = true;
-            writeAll(channel[1], QByteArray::number(result.moved) + '\0');
-        });
-        alertConnection = QObject::connect(&state, &AppViewModel::deletionAlert, &state,
-                                           [&](const QString &message, const QString &informative) {
-                                               writeAll(channel[1], message.toUtf8() + '\0' + informative.toUtf8() + '\0');
-                                           });
-        state.deleteSelectedModels();
-        return finished && !state.showDeleteConfirmation() && state.selectedModelIDs().isEmpty();
+        const DeletionResult result = StashwellCore(m_scan.machine()).deleteModels(chosen);
+        writeAll(channel[1], QByteArray::number(result.moved) + '\0');
+        if (result.needsAlert())
+            writeAll(channel[1], result.messageText().toUtf8() + '\0' + result.informativeText().toUtf8() + '\0');
+        return true;
     };
-    const bool here = !unprivileged || ::geteuid() != 0;
     const bool ran = unprivileged ? runUnprivileged(deleteSelection) : deleteSelection();
     ::close(channel[1]);
     QByteArray answer;
@@ -181,12 +138,7 @@ QStringList HomeDeletion::deleteInWindow(const QList<Pick> &picks, bool unprivil
     for (ssize_t count; (count = ::read(channel[0], buffer, sizeof buffer)) > 0;)
         answer.append(buffer, count);
     ::close(channel[0]);
-    // Made here only when the deletion ran in this process; the next deletion makes its own.
-    QObject::disconnect(finishedConnection);
-    QObject::disconnect(alertConnection);
-    if (here)
-        waitForScan(); // the rescan every deletion ends with
-    m_scanned = false;
+    m_scanned = false; // the list is read afresh after every deletion, as the window does
 
     const QList<QByteArray> parts = answer.split('\0');
     if (!ran || parts.size() < 2)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "state/AppViewModel.h"
+#include "core/StashwellCore.h"
 #include "support/HomeScan.h"
 #include "support/TempHome.h"
 
@@ -10,8 +10,8 @@
 
 #include <memory>
 
-// Moves models of a temporary home to the Trash the two ways a person can: through
-// AppViewModel, as the window's "Move to Trash" does (the scan and the Ollama stores as
+// Moves models of a temporary home to the Trash the two ways a person can: through the
+// core's calls the window's "Move to Trash" runs (the scan and the Ollama stores as
 // HomeScan finds them), or through the real `stashwell-cli trash --yes`. Either way the
 // answer is what the person is shown, in one form: the alert's message followed by one
 // line per model that failed, or nothing when every model moved (the terminal's sentence
@@ -57,15 +57,13 @@ public:
     static void giveToUnprivileged(const QString &root);
 
 private:
-    AppViewModel &viewModel();
-    bool waitForScan();
     QStringList deleteInWindow(const QList<Pick> &picks, bool unprivileged);
     QStringList deleteInTerminal(const QList<Pick> &picks, bool unprivileged);
 
     const TempHome &m_home;
     Front m_front;
     HomeScan m_scan;
-    std::unique_ptr<AppViewModel> m_viewModel;
+    QList<DetectedModel> m_models;
     bool m_scanned = false;
     int m_moved = -1;
 };

@@ -16,7 +16,7 @@ namespace {
 constexpr uid_t nobodyId = 65534;
 }
 
-ModelScanner HomeScan::scanner() const
+StashwellCore::Machine HomeScan::machine() const
 {
     AppSearchLocations locations;
     locations.home = m_home.path();
@@ -29,7 +29,13 @@ ModelScanner HomeScan::scanner() const
     OllamaStoreLocator::Inputs stores;
     stores.userModelsDir = m_home.filePath(QStringLiteral(".ollama/models"));
     stores.serviceModelsDir = m_home.filePath(QStringLiteral("system/ollama/.ollama/models"));
-    return ModelScanner(AppDetectionService(locations), OllamaScanner(OllamaStoreLocator(stores).stores()));
+    return {locations, [stores] { return OllamaStoreLocator(stores).stores(); }};
+}
+
+ModelScanner HomeScan::scanner() const
+{
+    const StashwellCore::Machine home = machine();
+    return ModelScanner(AppDetectionService(home.appLocations), OllamaScanner(home.ollamaStores()));
 }
 
 QStringList HomeScan::scannerLines() const

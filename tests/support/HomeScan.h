@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/StashwellCore.h"
+
 #include "scanning/ModelScanner.h"
 #include "support/TempHome.h"
 
@@ -20,6 +22,9 @@ class HomeScan
 public:
     HomeScan(const TempHome &home, const QString &cliProgram) : m_home(home), m_cliProgram(cliProgram) {}
 
+    // The home's app search locations and its two Ollama stores, the user's own and a
+    // system service's below system/ollama.
+    StashwellCore::Machine machine() const;
     ModelScanner scanner() const;
     QStringList scannerLines() const;
 

@@ -12,13 +12,26 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace {
+// Each variable and the folder inside the home it points at while a TempHome lives.
+const QList<std::pair<const char *, QString>> &homeVariables()
+{
+    static const QList<std::pair<const char *, QString>> variables{
+        {"HOME", QString()},
+        {"XDG_DATA_HOME", QStringLiteral("/.local/share")},
+        {"XDG_CONFIG_HOME", QStringLiteral("/.config")},
+        {"XDG_CACHE_HOME", QStringLiteral("/.cache")}};
+    return variables;
+}
+} // namespace
+
 TempHome::TempHome()
-    : m_oldHome(qgetenv("HOME")), m_oldData(qgetenv("XDG_DATA_HOME")), m_oldConfig(qgetenv("XDG_CONFIG_HOME"))
 {
     Q_ASSERT(m_dir.isValid());
-    qputenv("HOME", QFile::encodeName(m_dir.path()));
-    qputenv("XDG_DATA_HOME", QFile::encodeName(m_dir.path() + QStringLiteral("/.local/share")));
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_dir.path() + QStringLiteral("/.config")));
+    for (const auto &[name, inside] : homeVariables()) {
+        m_oldValues.append(qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt);
+        qputenv(name, QFile::encodeName(m_dir.path() + inside));
+    }
     QStandardPaths::setTestModeEnabled(false);
 }
 
@@ -26,9 +39,19 @@ TempHome::~TempHome()
 {
     // Folders a test made unreadable must be readable again to be removed.
     QDir(m_dir.path()).removeRecursively();
-    qputenv("HOME", m_oldHome);
-    qputenv("XDG_DATA_HOME", m_oldData);
-    qputenv("XDG_CONFIG_HOME", m_oldConfig);
+    for (qsizetype i = 0; i < homeVariables().size(); ++i) {
+        const char *name = homeVariables()[i].first;
+        if (m_oldValues[i])
+            qputenv(name, *m_oldValues[i]);
+        else
+            qunsetenv(name);
+    }
+}
+
+StashwellCore::Machine TempHome::machine() const
+{
+    const OllamaStore store{filePath(QStringLiteral(".ollama/models"))};
+    return {appSearchLocations(), [store] { return QList<OllamaStore>{store}; }};
 }
 
 QString TempHome::filePath(const QString &relative) const

@@ -1,14 +1,15 @@
 #pragma once
 
+#include "core/StashwellCore.h"
+
 #include <QByteArray>
 #include <QDateTime>
 #include <QString>
 #include <QTemporaryDir>
+#include <optional>
 
-struct AppSearchLocations;
-
-// A throw-away home folder for one test: HOME, XDG_DATA_HOME and XDG_CONFIG_HOME
-// point into it for as long as it lives, so no test ever sees the real home.
+// A throw-away home folder for one test: HOME and the XDG data, config and cache
+// folders point into it for as long as it lives, so no test ever sees the real home.
 class TempHome
 {
 public:
@@ -30,10 +31,13 @@ public:
     // Every place installed-app detection looks, inside this home only, so nothing
     // installed on the machine running the tests counts.
     AppSearchLocations appSearchLocations() const;
+    // The machine as the core sees it: this home's search locations and its one
+    // Ollama store, ~/.ollama/models.
+    StashwellCore::Machine machine() const;
     // Sets a file's modification time without following a link.
     static void setModified(const QString &path, const QDateTime &when);
 
 private:
     QTemporaryDir m_dir;
-    QByteArray m_oldHome, m_oldData, m_oldConfig;
+    QList<std::optional<QByteArray>> m_oldValues;
 };

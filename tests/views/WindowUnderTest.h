@@ -2,6 +2,7 @@
 
 #include "app/ApplicationShell.h"
 #include "state/AppViewModel.h"
+#include "support/ControlledScans.h"
 
 #include <QDBusConnection>
 #include <QQuickItem>
@@ -15,10 +16,13 @@
 class WindowUnderTest
 {
 public:
-    explicit WindowUnderTest(AppViewModel::Services services, AppSearchLocations appLocations = {})
-        : viewModel(std::move(services)),
-          shell(viewModel, ApplicationShell::Desktop{noBus(), std::move(appLocations)})
+    // The real core over `machine`; with `scans`, every scan waits for the test to end it.
+    explicit WindowUnderTest(StashwellCore::Machine machine, ControlledScans *scans = nullptr)
+        : viewModel(std::make_shared<StashwellCore>(std::move(machine))),
+          shell(viewModel, ApplicationShell::Desktop{noBus()})
     {
+        if (scans)
+            scans->attach(viewModel);
         configureOnce();
         loaded = shell.load();
         if (loaded) {

@@ -6,6 +6,7 @@
 #include "app/FolderAccessHelp.h"
 #include "app/IconImageProvider.h"
 #include "app/SymbolIcons.h"
+#include "state/AppViewModel.h"
 #include "support/TempHome.h"
 
 #include <QDBusConnection>
@@ -338,17 +339,22 @@ private slots:
         entry(QStringLiteral("GPT4All.desktop"), "folder");
         entry(QStringLiteral("lm-studio.desktop"), "no-such-icon-anywhere");
 
-        AppIconLocator icons(locations);
+        AppViewModel viewModel(std::make_shared<StashwellCore>(StashwellCore::Machine{locations, [] { return QList<OllamaStore>{}; }}));
+        const auto scan = [&] {
+            viewModel.startScan();
+            QTRY_COMPARE(viewModel.scanState(), AppViewModel::ScanState::complete);
+        };
+        scan();
+        AppIconLocator icons(viewModel);
         QCOMPARE(icons.iconSource(QStringLiteral("jan")), QUrl::fromLocalFile(picturePath).toString());
         QCOMPARE(icons.iconSource(QStringLiteral("gpt4All")), QStringLiteral("image://icon/theme/folder"));
         QCOMPARE(icons.iconSource(QStringLiteral("lmStudio")), QString()); // named, but no theme has it
         QCOMPARE(icons.iconSource(QStringLiteral("ollama")), QString());   // no desktop entry
         QCOMPARE(icons.iconSource(QStringLiteral("custom")), QString());
 
-        // Answers hold until the next scan asks to look again.
-        QVERIFY(QFile::remove(picturePath));
-        QCOMPARE(icons.iconSource(QStringLiteral("jan")), QUrl::fromLocalFile(picturePath).toString());
-        icons.forget();
+        // Applications come and go: the next scan's answer replaces the last.
+        QVERIFY(QFile::remove(home.filePath(QStringLiteral("applications/jan.desktop"))));
+        scan();
         QCOMPARE(icons.iconSource(QStringLiteral("jan")), QString());
     }
 

@@ -1,9 +1,7 @@
 #include "WindowUnderTest.h"
 
 #include "app/AppearanceSettings.h"
-#include "scanning/ModelScanner.h"
-#include "services/PersistenceService.h"
-#include "state/ModelDeleter.h"
+#include "preferences/PersistenceService.h"
 #include "support/TempHome.h"
 
 #include <QDesktopServices>
@@ -11,23 +9,11 @@
 #include <QFile>
 #include <QImage>
 #include <QQuickItem>
-#include <QSemaphore>
 #include <QSignalSpy>
 #include <QTest>
 #include <QUrl>
 
 namespace {
-// The real scan and deletion over the home's own folders; `unreadable` is what the
-// folder access probe reports.
-AppViewModel::Services servicesIn(const TempHome &home, const QStringList &unreadable = {})
-{
-    const AppSearchLocations locations = home.appSearchLocations();
-    const OllamaStore store{home.filePath(QStringLiteral(".ollama/models"))};
-    return {[locations, store] { return ModelScanner(AppDetectionService(locations), OllamaScanner({store})).scanAll(); },
-            [unreadable] { return unreadable; },
-            [store] { return std::make_unique<ModelDeleter>(QList<OllamaStore>{store}); }};
-}
-
 void installProgram(const TempHome &home, const QString &name)
 {
     const QString program = home.writeFile(QStringLiteral("bin/") + name, QByteArray("#!/bin/sh\n"));
@@ -111,15 +97,11 @@ private slots:
         TempHome home;
         returningUser();
         home.writeFile(QStringLiteral(".cache/gpt4all/phi.gguf"), 10);
-        // Scans wait at this gate, so the test sees them running.
-        QSemaphore gate;
-        AppViewModel::Services services = servicesIn(home);
-        services.scanAll = [scan = services.scanAll, &gate] {
-            gate.acquire();
-            return scan();
-        };
-        WindowUnderTest ui(services);
+        // Each scan waits until the test ends it, so the test sees it running.
+        ControlledScans scans;
+        WindowUnderTest ui(home.machine(), &scans);
         QVERIFY(ui.loaded);
+        const StashwellCore &core = ui.viewModel.core();
 
         // Before the window has appeared nothing was scanned.
         QObject *idle = ui.find(QStringLiteral("idleCard"));
@@ -133,7 +115,7 @@ private slots:
         QVERIFY(ui.shown(QStringLiteral("scanningCard")));
         QCOMPARE(ui.text(QStringLiteral("cardTitle"), ui.find(QStringLiteral("scanningCard"))), QStringLiteral("Scanning for models..."));
         QVERIFY(ui.shown(QStringLiteral("scanningCapsule")));
-        gate.release();
+        scans.finishReal(0, core);
         QVERIFY(ui.waitForScan());
         QVERIFY(ui.shown(QStringLiteral("modelList")));
         QVERIFY(!ui.shown(QStringLiteral("scanningCapsule")));
@@ -142,18 +124,19 @@ private slots:
         ui.click(QStringLiteral("rescanButton"));
         QVERIFY(ui.shown(QStringLiteral("scanningCapsule")));
         ui.click(QStringLiteral("rescanButton"));
-        gate.release(); // the first of the two finishes: its result is stale
+        QCOMPARE(scans.started(), 3);
+        scans.finishReal(1, core); // the first of the two finishes: its result is stale
         QTest::qWait(100);
         QVERIFY(ui.shown(QStringLiteral("scanningCapsule")));
         QVERIFY(ui.shown(QStringLiteral("scanningCard")));
-        gate.release();
+        scans.finishReal(2, core);
         QVERIFY(ui.waitForScan());
         QVERIFY(ui.shown(QStringLiteral("modelList")));
 
         // The models went away: the next scan finds nothing.
         QVERIFY(QFile::remove(home.filePath(QStringLiteral(".cache/gpt4all/phi.gguf"))));
-        gate.release();
         ui.click(QStringLiteral("rescanButton"));
+        scans.finishReal(3, core);
         QVERIFY(ui.waitForScan());
         QVERIFY(ui.shown(QStringLiteral("emptyCard")));
         QCOMPARE(ui.text(QStringLiteral("cardTitle"), ui.find(QStringLiteral("emptyCard"))), QStringLiteral("No Models Found"));
@@ -171,10 +154,10 @@ private slots:
         QFETCH(QString, message);
         TempHome home;
         returningUser();
-        WindowUnderTest ui({[message]() -> QList<DetectedModel> { throw std::runtime_error(message.toStdString()); },
-                            [] { return QStringList(); },
-                            [] { return std::make_unique<ModelDeleter>(QList<OllamaStore>{}); }});
+        ControlledScans scans;
+        WindowUnderTest ui(home.machine(), &scans);
         ui.appear();
+        scans.fail(0, message);
         QVERIFY(ui.waitForScan());
         QObject *card = ui.find(QStringLiteral("errorCard"));
         QVERIFY(ui.shown(QStringLiteral("errorCard")));
@@ -201,7 +184,7 @@ private slots:
         PersistenceService().save({home.filePath(QStringLiteral("Models 10")), home.filePath(QStringLiteral("other/ollama")),
                                    home.filePath(QStringLiteral("Models 9"))});
 
-        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
+        WindowUnderTest ui(home.machine());
         ui.appear();
         QVERIFY(ui.waitForScan());
         const QStringList expected{
@@ -239,7 +222,7 @@ private slots:
         writeOllamaModel(home, QStringLiteral("llama3"), "a1", 20);
         home.writeFile(QStringLiteral(".cache/gpt4all/gone.gguf"), 10);
 
-        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
+        WindowUnderTest ui(home.machine());
         ui.appear();
         QVERIFY(ui.waitForScan());
         const auto iconOf = [&](const QString &title) {
@@ -259,8 +242,12 @@ private slots:
         installProgram(home, QStringLiteral("lm-studio"));
         home.writeFile(QStringLiteral(".lmstudio/models/pub/solo/solo.gguf"), 1500);
         const QString closed = home.makeDir(QStringLiteral("closed/models"));
-        WindowUnderTest ui(servicesIn(home, {closed}), home.appSearchLocations());
+        ControlledScans scans;
+        WindowUnderTest ui(home.machine(), &scans);
         ui.appear();
+        ScanResult found = ui.viewModel.core().scan();
+        found.unreadableFolders = {closed}; // as a store closed to this user would be reported
+        scans.finish(0, found);
         QVERIFY(ui.waitForScan());
         QCOMPARE(ui.text(QStringLiteral("countChip")), QStringLiteral("1 model"));
         QCOMPARE(ui.text(QStringLiteral("sizeChip")), QStringLiteral("2 KB"));
@@ -279,6 +266,7 @@ private slots:
         ui.click(QStringLiteral("closeAccessHelp"));
         QTRY_VERIFY(!ui.isOpen(QStringLiteral("accessHelp")));
         ui.click(QStringLiteral("rescanButton"));
+        scans.finishReal(1, ui.viewModel.core());
         QVERIFY(ui.waitForScan());
         QCOMPARE(ui.text(QStringLiteral("countChip")), QStringLiteral("2 models"));
         QVERIFY(ui.shown(QStringLiteral("reclaimableChip")));
@@ -293,7 +281,7 @@ private slots:
         const QString keep = home.writeFile(QStringLiteral(".lmstudio/models/pub/keep/keep.gguf"), 10);
         const QString first = home.writeFile(QStringLiteral(".lmstudio/models/pub/first/first.gguf"), 20);
         const QString second = home.writeFile(QStringLiteral(".cache/gpt4all/second.gguf"), 30);
-        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
+        WindowUnderTest ui(home.machine());
         ui.appear();
         QVERIFY(ui.waitForScan());
 
@@ -330,6 +318,7 @@ private slots:
         QTRY_VERIFY(ui.isOpen(QStringLiteral("deleteConfirmation")));
         ui.key(Qt::Key_Return, Qt::ControlModifier);
         QTRY_VERIFY(!ui.isOpen(QStringLiteral("deleteConfirmation")));
+        QTRY_VERIFY(!ui.viewModel.isDeleting());
         QVERIFY(ui.waitForScan());
         QVERIFY(!QFile::exists(first) && !QFile::exists(second) && QFile::exists(keep));
         const QDir trash(home.filePath(QStringLiteral(".local/share/Trash/files")));
@@ -345,7 +334,7 @@ private slots:
         TempHome home;
         returningUser();
         const QString gone = home.writeFile(QStringLiteral(".cache/gpt4all/gone.gguf"), 10);
-        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
+        WindowUnderTest ui(home.machine());
         ui.appear();
         QVERIFY(ui.waitForScan());
         ui.click(ui.item(QStringLiteral("selectBox"), rowTitled(ui, QStringLiteral("gone"))));
@@ -371,7 +360,7 @@ private slots:
         home.writeFile(QStringLiteral("My Models/twin.gguf"), 100, 'b'); // same name and size, other content
         const QString single = home.writeFile(QStringLiteral("My Models/single one.gguf"), 5);
         PersistenceService().save({home.filePath(QStringLiteral("My Models"))});
-        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
+        WindowUnderTest ui(home.machine());
         ui.appear();
         QVERIFY(ui.waitForScan());
 
@@ -441,7 +430,7 @@ private slots:
         home.writeFile(QStringLiteral("Copies/other.gguf"), 9000, 'x');
         home.writeFile(QStringLiteral("Copies/alone.gguf"), 10);
         PersistenceService().save({home.filePath(QStringLiteral("Copies"))});
-        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
+        WindowUnderTest ui(home.machine());
         ui.appear();
         QVERIFY(ui.waitForScan());
         QQuickItem *verify = ui.item(QStringLiteral("verifyButton"));
@@ -487,7 +476,7 @@ private slots:
     {
         TempHome home;
         {
-            WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
+            WindowUnderTest ui(home.machine());
             ui.appear();
             QTRY_VERIFY(ui.isOpen(QStringLiteral("welcomeSheet")));
             QStringList features;
@@ -510,7 +499,7 @@ private slots:
             QVERIFY(PersistenceService().hasSeenWelcomeScreen());
         }
         // The next start does not welcome again, but the Help menu brings it back.
-        WindowUnderTest again(servicesIn(home), home.appSearchLocations());
+        WindowUnderTest again(home.machine());
         again.appear();
         QVERIFY(again.waitForScan());
         QVERIFY(!again.isOpen(QStringLiteral("welcomeSheet")));
@@ -525,7 +514,7 @@ private slots:
         TempHome home;
         returningUser();
         home.writeFile(QStringLiteral("Picked/p.gguf"), 10);
-        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
+        WindowUnderTest ui(home.machine());
         ui.appear();
         QVERIFY(ui.waitForScan());
         QVERIFY(ui.shown(QStringLiteral("emptyCard")));
@@ -546,7 +535,7 @@ private slots:
     {
         TempHome home;
         PersistenceService().setHasSeenWelcomeScreen(true);
-        WindowUnderTest ui(servicesIn(home), home.appSearchLocations());
+        WindowUnderTest ui(home.machine());
         ui.appear();
         QVERIFY(ui.waitForScan());
         QVERIFY(!ui.preferences()->isVisible());
@@ -569,9 +558,10 @@ private slots:
             models.append(DetectedModel::create(QStringLiteral("model-%1").arg(i), SourceTool::custom(QStringLiteral("Archive")),
                                                 {QStringLiteral("/nowhere/model-%1.gguf").arg(i)}, 1000 + i, distantPast()));
         }
-        WindowUnderTest ui({[models] { return models; }, [] { return QStringList(); },
-                            [] { return std::make_unique<ModelDeleter>(QList<OllamaStore>{}); }});
+        ControlledScans scans;
+        WindowUnderTest ui(home.machine(), &scans);
         ui.appear();
+        scans.finish(0, models);
         QVERIFY(ui.waitForScan());
         QQuickItem *list = ui.item(QStringLiteral("modelList"));
         QCOMPARE(list->property("count").toInt(), 5001);

@@ -2,8 +2,8 @@
 
 #include "app/AppearanceSettings.h"
 #include "scanning/ModelScanner.h"
-#include "services/PersistenceService.h"
-#include "state/ModelDeleter.h"
+#include "preferences/PersistenceService.h"
+#include "deletion/ModelDeleter.h"
 #include "support/TempHome.h"
 
 #include <QFile>
@@ -13,15 +13,6 @@
 #include <QUrl>
 
 namespace {
-// The real scan over the home's folders. The preferences ask installed-app detection
-// for this machine, which knows none of the applications the tests install below.
-AppViewModel::Services servicesIn(const TempHome &home)
-{
-    const AppSearchLocations locations = home.appSearchLocations();
-    return {[locations] { return ModelScanner(AppDetectionService(locations), OllamaScanner(QList<OllamaStore>{})).scanAll(); },
-            [] { return QStringList(); }, [] { return std::make_unique<ModelDeleter>(QList<OllamaStore>{}); }};
-}
-
 QString storedAppearance()
 {
     return QSettings(PersistenceService::settingsFilePath(), QSettings::IniFormat)
@@ -47,7 +38,7 @@ private slots:
     {
         TempHome home;
         PersistenceService().setHasSeenWelcomeScreen(true);
-        WindowUnderTest ui(servicesIn(home));
+        WindowUnderTest ui(home.machine());
         ui.appear();
         QVERIFY(ui.waitForScan());
         QMetaObject::invokeMethod(ui.window(), "openPreferences");
@@ -75,7 +66,7 @@ private slots:
 
         // The next start reads the stored mode.
         ui.click(QStringLiteral("appearance_dark"), Qt::LeftButton, ui.preferences());
-        WindowUnderTest next(servicesIn(home));
+        WindowUnderTest next(home.machine());
         QCOMPARE(next.shell.appearance().modeKey(), QStringLiteral("dark"));
         QCOMPARE(next.window()->color(), ui.window()->color());
     }
@@ -86,7 +77,7 @@ private slots:
         PersistenceService().setHasSeenWelcomeScreen(true);
         home.writeFile(QStringLiteral("Mine/a.gguf"), 10);
         PersistenceService().save({home.filePath(QStringLiteral("Mine"))});
-        WindowUnderTest ui(servicesIn(home));
+        WindowUnderTest ui(home.machine());
         ui.appear();
         QVERIFY(ui.waitForScan());
         QMetaObject::invokeMethod(ui.window(), "openPreferences");
@@ -126,7 +117,7 @@ private slots:
         home.writeFile(QStringLiteral(".lmstudio/models/pub/a/a.gguf"), 10);
         home.writeFile(QStringLiteral(".lmstudio/models/pub/b/b.gguf"), 10);
         home.writeFile(QStringLiteral("LLMs/c.gguf"), 10);
-        WindowUnderTest ui(servicesIn(home));
+        WindowUnderTest ui(home.machine());
         ui.appear();
         QVERIFY(ui.waitForScan());
         QMetaObject::invokeMethod(ui.window(), "openPreferencesTab", Q_ARG(QVariant, 1));
@@ -169,7 +160,7 @@ private slots:
     {
         TempHome home;
         PersistenceService().setHasSeenWelcomeScreen(true);
-        WindowUnderTest ui(servicesIn(home));
+        WindowUnderTest ui(home.machine());
         ui.appear();
         QVERIFY(ui.waitForScan());
         QMetaObject::invokeMethod(ui.window(), "openPreferences");

@@ -1,4 +1,4 @@
-#include "scanning/BlobReferenceManager.h"
+#include "deletion/BlobReferenceManager.h"
 
 #include "scanning/DirectoryWalker.h"
 #include "scanning/OllamaManifest.h"

@@ -1,4 +1,4 @@
-#include "state/ModelSummary.h"
+#include "core/ModelSummary.h"
 
 #include <QHash>
 

@@ -1,6 +1,6 @@
-#include "services/TrashService.h"
+#include "deletion/TrashService.h"
 
-#include "services/TrashCan.h"
+#include "deletion/TrashCan.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "services/TrashService.h"
+#include "deletion/TrashService.h"
 #include "support/TempHome.h"
 
 #include <QDateTime>

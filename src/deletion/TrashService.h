@@ -1,6 +1,6 @@
 #pragma once
 
-#include "services/TrashError.h"
+#include "deletion/TrashError.h"
 
 #include <QString>
 #include <QStringList>

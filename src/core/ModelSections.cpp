@@ -1,4 +1,4 @@
-#include "state/ModelSections.h"
+#include "core/ModelSections.h"
 
 #include <QCollator>
 #include <QHash>

@@ -1,6 +1,6 @@
-#include "state/ModelDeleter.h"
+#include "deletion/ModelDeleter.h"
 
-#include "scanning/BlobReferenceManager.h"
+#include "deletion/BlobReferenceManager.h"
 
 #include <QHash>
 

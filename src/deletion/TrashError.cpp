@@ -1,4 +1,4 @@
-#include "services/TrashError.h"
+#include "deletion/TrashError.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,4 +1,4 @@
-#include "app/FirstFrameReporter.h"
+#include "FirstFrameReporter.h"
 
 #include "state/AppViewModel.h"
 

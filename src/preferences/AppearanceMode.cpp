@@ -1,4 +1,4 @@
-#include "services/AppearanceMode.h"
+#include "preferences/AppearanceMode.h"
 
 QString appearanceModeKey(AppearanceMode mode)
 {

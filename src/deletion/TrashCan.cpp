@@ -1,6 +1,6 @@
-#include "services/TrashCan.h"
+#include "deletion/TrashCan.h"
 
-#include "services/TrashError.h"
+#include "deletion/TrashError.h"
 
 #include <QDateTime>
 #include <QFile>

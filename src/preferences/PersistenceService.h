@@ -1,6 +1,6 @@
 #pragma once
 
-#include "services/AppearanceMode.h"
+#include "preferences/AppearanceMode.h"
 
 #include <QString>
 #include <QStringList>

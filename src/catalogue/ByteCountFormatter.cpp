@@ -1,4 +1,4 @@
-#include "services/ByteCountFormatter.h"
+#include "catalogue/ByteCountFormatter.h"
 
 #include <QLocale>
 

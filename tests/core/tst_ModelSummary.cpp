@@ -1,6 +1,6 @@
-#include "services/ByteCountFormatter.h"
-#include "state/ModelSections.h"
-#include "state/ModelSummary.h"
+#include "catalogue/ByteCountFormatter.h"
+#include "core/ModelSections.h"
+#include "core/ModelSummary.h"
 
 #include <QTest>
 

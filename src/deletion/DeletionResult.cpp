@@ -1,4 +1,4 @@
-#include "state/DeletionResult.h"
+#include "deletion/DeletionResult.h"
 
 QString DeletionResult::messageText() const
 {

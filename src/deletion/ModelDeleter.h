@@ -2,8 +2,8 @@
 
 #include "catalogue/DetectedModel.h"
 #include "scanning/OllamaStore.h"
-#include "services/TrashService.h"
-#include "state/DeletionResult.h"
+#include "deletion/TrashService.h"
+#include "deletion/DeletionResult.h"
 
 #include <optional>
 #include <variant>

@@ -1,0 +1,76 @@
+#include "core/StashwellCore.h"
+
+#include "deletion/ModelDeleter.h"
+#include "duplicates/DuplicateDetector.h"
+#include "scanning/ModelScanner.h"
+#include "scanning/OllamaStoreLocator.h"
+
+StashwellCore::Machine StashwellCore::Machine::current()
+{
+    return {AppSearchLocations::forThisMachine(), [] { return OllamaStoreLocator::forThisMachine().stores(); }};
+}
+
+StashwellCore::StashwellCore(Machine machine)
+    : m_machine(std::move(machine)), m_detector(std::make_shared<DuplicateDetector>())
+{
+}
+
+StashwellCore::~StashwellCore() = default;
+
+ModelScanner StashwellCore::scanner() const
+{
+    return ModelScanner(AppDetectionService(m_machine.appLocations), OllamaScanner(m_machine.ollamaStores()));
+}
+
+ScanResult StashwellCore::scan() const
+{
+    return scanner().scan();
+}
+
+QStringList StashwellCore::unreadableModelFolders() const
+{
+    return scanner().unreadableModelFolders();
+}
+
+VerificationOutcome StashwellCore::verifyGroup(const QUuid &groupID, const QList<DetectedModel> &models,
+                                               const std::function<void(double)> &progress,
+                                               const std::atomic<bool> *cancelled) const
+{
+    return m_detector->verifyGroup(groupID, models, progress, cancelled);
+}
+
+void StashwellCore::applyVerification(QList<DetectedModel> &models, const QUuid &groupID,
+                                      const VerificationOutcome &outcome)
+{
+    for (DetectedModel &model : models) {
+        if (model.duplicateGroup != groupID)
+            continue;
+        switch (outcome.kind) {
+        case VerificationOutcomeKind::identical:
+            model.duplicateVerificationStatus = DuplicateVerificationStatus::verified();
+            break;
+        case VerificationOutcomeKind::failed:
+            model.duplicateVerificationStatus = DuplicateVerificationStatus::unableToVerify(outcome.message);
+            break;
+        case VerificationOutcomeKind::different:
+            model.duplicateGroup.reset();
+            model.duplicateVerificationStatus = DuplicateVerificationStatus::unverified();
+            break;
+        }
+    }
+}
+
+DeletionResult StashwellCore::planDeletion(const QList<DetectedModel> &models) const
+{
+    return ModelDeleter(m_machine.ollamaStores()).plan(models);
+}
+
+DeletionResult StashwellCore::deleteModels(const QList<DetectedModel> &models) const
+{
+    return ModelDeleter(m_machine.ollamaStores()).deleteModels(models);
+}
+
+CustomFolderList::Change StashwellCore::addCustomFolder(const QString &path) const
+{
+    return m_customFolders.add(path, scanner().knownModelFolders());
+}
