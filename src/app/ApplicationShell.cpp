@@ -13,12 +13,15 @@
 #include <QDir>
 #include <QGuiApplication>
 #include <QIcon>
-#include <QQmlContext>
 #include <QQuickStyle>
 #include <QQuickWindow>
 #include <QStandardPaths>
 #include <QThread>
 #include <QThreadPool>
+
+// Generated with the Stashwell QML module. The library holding it is static, so the
+// linker would leave its registration out unless something names it.
+void qml_register_types_Stashwell();
 
 namespace {
 const QUrl mainWindowUrl(QStringLiteral("qrc:/qt/qml/Stashwell/Main.qml"));
@@ -45,13 +48,8 @@ ApplicationShell::ApplicationShell(AppViewModel &viewModel, Desktop desktop, QOb
 {
     m_engine.addImageProvider(QString::fromLatin1(IconImageProvider::providerName), new IconImageProvider);
     m_engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
-    QQmlContext *context = m_engine.rootContext();
-    context->setContextProperty(QStringLiteral("viewModel"), &m_viewModel);
-    context->setContextProperty(QStringLiteral("appearance"), m_appearance.get());
-    context->setContextProperty(QStringLiteral("fileManager"), m_fileManager.get());
-    context->setContextProperty(QStringLiteral("appIcons"), m_appIcons.get());
-    context->setContextProperty(QStringLiteral("accessHelp"), m_accessHelp.get());
-    context->setContextProperty(QStringLiteral("shell"), this);
+    [[maybe_unused]] volatile auto linkRegistration = &qml_register_types_Stashwell;
+    m_engine.setProperty(engineProperty, QVariant::fromValue<QObject *>(this));
 }
 
 ApplicationShell::~ApplicationShell()

@@ -18,7 +18,7 @@ class QQuickWindow;
 // The application around the main window: it holds the long-lived objects the views
 // share (the view model it is given, the appearance, the desktop integration), hands
 // them to the views of every window, loads the main window and does what happens
-// when that window first appears. The views see it as `shell` for the About dialog,
+// when that window first appears. The views see it as `Shell` for the About dialog,
 // the user guide and the little conversions they cannot do themselves.
 class ApplicationShell : public QObject
 {
@@ -35,6 +35,9 @@ public:
         QDBusConnection bus;
         static Desktop current();
     };
+
+    // The engine's property that names its shell, for the views' singletons.
+    static constexpr char engineProperty[] = "stashwellShell";
 
     explicit ApplicationShell(AppViewModel &viewModel, QObject *parent = nullptr);
     ApplicationShell(AppViewModel &viewModel, Desktop desktop, QObject *parent = nullptr);
@@ -55,6 +58,7 @@ public:
     AppearanceSettings &appearance() const { return *m_appearance; }
     FileManagerReveal &fileManager() const { return *m_fileManager; }
     AppIconLocator &appIcons() const { return *m_appIcons; }
+    FolderAccessHelp &accessHelp() const { return *m_accessHelp; }
 
     QString version() const;
     QString copyright() const;

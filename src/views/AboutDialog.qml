@@ -1,4 +1,5 @@
 import QtQuick
+import Stashwell
 import QtQuick.Controls
 import QtQuick.Layouts
 
@@ -29,14 +30,14 @@ Sheet {
         Label {
             objectName: "aboutVersion"
             Layout.alignment: Qt.AlignHCenter
-            text: "Version " + shell.version
+            text: "Version " + Shell.version
             font.pixelSize: Theme.calloutSize + 1
             color: Theme.secondaryText
         }
         Label {
             objectName: "aboutCopyright"
             Layout.alignment: Qt.AlignHCenter
-            text: shell.copyright
+            text: Shell.copyright
             font.pixelSize: Theme.captionSize + 1
             color: Theme.secondaryText
         }
@@ -44,7 +45,7 @@ Sheet {
             objectName: "aboutLink"
             Layout.alignment: Qt.AlignHCenter
             textFormat: Text.StyledText
-            text: "<a href=\"" + shell.websiteUrl + "\">" + String(shell.websiteUrl).replace("https://", "") + "</a>"
+            text: "<a href=\"" + Shell.websiteUrl + "\">" + String(Shell.websiteUrl).replace("https://", "") + "</a>"
             linkColor: Theme.link
             font.pixelSize: Theme.calloutSize + 1
             onLinkActivated: (link) => Qt.openUrlExternally(link)

@@ -1,4 +1,5 @@
 import QtQuick
+import Stashwell
 import QtQuick.Controls
 import QtQuick.Layouts
 
@@ -8,7 +9,7 @@ Sheet {
     id: sheet
     objectName: "accessHelp"
 
-    readonly property var folders: viewModel.unreadableFolders
+    readonly property var folders: AppViewModel.unreadableFolders
 
     width: 500
     closePolicy: Popup.CloseOnEscape
@@ -44,7 +45,7 @@ Sheet {
             model: sheet.folders
             delegate: Rectangle {
                 required property string modelData
-                readonly property string command: accessHelp.joinGroupCommand(modelData)
+                readonly property string command: FolderAccess.joinGroupCommand(modelData)
                 objectName: "unreadableFolder"
                 Layout.fillWidth: true
                 Layout.preferredHeight: folderColumn.implicitHeight + 20

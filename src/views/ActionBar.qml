@@ -1,4 +1,5 @@
 import QtQuick
+import Stashwell
 import QtQuick.Controls
 import QtQuick.Layouts
 
@@ -8,7 +9,7 @@ RowLayout {
     id: bar
     signal addFolderRequested()
 
-    readonly property bool armed: viewModel.selectedCount > 0 && !viewModel.isDeleting
+    readonly property bool armed: AppViewModel.selectedCount > 0 && !AppViewModel.isDeleting
 
     spacing: 10
 
@@ -25,7 +26,7 @@ RowLayout {
     }
     StatusCapsule {
         objectName: "scanningCapsule"
-        visible: viewModel.scanState === "scanning"
+        visible: AppViewModel.scanState === "scanning"
         text: "Scanning..."
     }
     GlassButton {
@@ -33,24 +34,24 @@ RowLayout {
         text: "Rescan"
         symbol: "arrow.clockwise"
         help: "Rescan all model sources"
-        onClicked: viewModel.startScan()
+        onClicked: AppViewModel.startScan()
     }
     GlassButton {
         objectName: "verifyButton"
         text: "Verify"
         symbol: "checkmark.seal"
         help: "Verify selected duplicate models"
-        enabled: viewModel.canVerify
-        onClicked: viewModel.verifySelectedGroups()
+        enabled: AppViewModel.canVerify
+        onClicked: AppViewModel.verifySelectedGroups()
     }
     StatusCapsule {
         objectName: "verifyingCapsule"
-        visible: viewModel.isVerifyingDuplicates
+        visible: AppViewModel.isVerifyingDuplicates
         text: "Verifying duplicates..."
     }
     StatusCapsule {
         objectName: "deletingCapsule"
-        visible: viewModel.isDeleting
+        visible: AppViewModel.isDeleting
         text: "Moving to Trash..."
     }
     GlassButton {
@@ -62,7 +63,7 @@ RowLayout {
         tint: bar.armed ? Theme.red : Theme.secondaryText
         onClicked: {
             if (bar.armed)
-                viewModel.showDeleteConfirmation = true
+                AppViewModel.showDeleteConfirmation = true
         }
     }
 }

@@ -1,4 +1,5 @@
 import QtQuick
+import Stashwell
 import QtQuick.Controls
 import QtQuick.Layouts
 
@@ -10,26 +11,26 @@ Sheet {
     objectName: "deleteConfirmation"
 
     property bool isDeleting: false
-    readonly property int count: viewModel.selectedCount
+    readonly property int count: AppViewModel.selectedCount
 
     function cancel() {
-        viewModel.showDeleteConfirmation = false
+        AppViewModel.showDeleteConfirmation = false
     }
     function confirm() {
         if (isDeleting)
             return
         isDeleting = true
-        viewModel.deleteSelectedModels()
+        AppViewModel.deleteSelectedModels()
     }
 
     width: 460
     onAboutToShow: isDeleting = false
-    onClosed: viewModel.showDeleteConfirmation = false
+    onClosed: AppViewModel.showDeleteConfirmation = false
 
     Connections {
-        target: viewModel
+        target: AppViewModel
         function onShowDeleteConfirmationChanged() {
-            if (viewModel.showDeleteConfirmation)
+            if (AppViewModel.showDeleteConfirmation)
                 sheet.open()
             else
                 sheet.close()
@@ -55,7 +56,7 @@ Sheet {
             }
             Label {
                 objectName: "deleteTotal"
-                text: viewModel.selectedTotalSizeText
+                text: AppViewModel.selectedTotalSizeText
                 font.pixelSize: Theme.headlineSize + 1
                 font.weight: Font.DemiBold
                 color: Theme.text
@@ -69,7 +70,7 @@ Sheet {
             Layout.preferredHeight: Math.min(contentHeight, 220)
             clip: true
             spacing: 6
-            model: viewModel.selectedModelSummaries
+            model: AppViewModel.selectedModelSummaries
             boundsBehavior: Flickable.StopAtBounds
             ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
             delegate: Rectangle {

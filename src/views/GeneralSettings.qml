@@ -1,4 +1,5 @@
 import QtQuick
+import Stashwell
 import QtQuick.Controls
 import QtQuick.Layouts
 
@@ -25,9 +26,9 @@ ScrollView {
                         required property int index
                         objectName: "appearance_" + modelData.key
                         text: modelData.text
-                        checked: appearance.mode === modelData.key
+                        checked: Appearance.mode === modelData.key
                         ButtonGroup.group: modes
-                        onClicked: appearance.mode = modelData.key
+                        onClicked: Appearance.mode = modelData.key
                     }
                 }
             }
@@ -53,7 +54,7 @@ ScrollView {
                 ToolTip.visible: hovered
                 ToolTip.text: "Re-open the welcome screen"
                 ToolTip.delay: 600
-                onClicked: viewModel.showWelcomeScreen = true
+                onClicked: AppViewModel.showWelcomeScreen = true
             }
         }
 
@@ -88,9 +89,9 @@ ScrollView {
         cancelText: "Cancel"
         destructive: true
         onConfirmed: {
-            appearance.mode = "system"
-            appearance.apply()
-            viewModel.resetToDefaults()
+            Appearance.mode = "system"
+            Appearance.apply()
+            AppViewModel.resetToDefaults()
         }
     }
 }

@@ -1,4 +1,5 @@
 import QtQuick
+import Stashwell
 import QtQuick.Controls
 import QtQuick.Dialogs
 import QtQuick.Layouts
@@ -25,8 +26,8 @@ ThemedWindow {
     // scan, so its models appear; the scan runs even when the dialog was dismissed.
     function folderChosen(url) {
         if (url !== "")
-            viewModel.addCustomFolder(shell.localPath(url))
-        viewModel.startScan()
+            AppViewModel.addCustomFolder(Shell.localPath(url))
+        AppViewModel.startScan()
     }
     function chooseFolder() {
         folderDialog.open()
@@ -38,7 +39,7 @@ ThemedWindow {
     minimumWidth: 720
     minimumHeight: 460
 
-    Component.onCompleted: Theme.dark = Qt.binding(() => appearance.dark)
+    Component.onCompleted: Theme.dark = Qt.binding(() => Appearance.dark)
     // Closing the main window ends Stashwell, even with the preferences still open.
     onClosing: Qt.quit()
     onFolderPendingRemovalChanged: if (folderPendingRemoval !== "") removeFolderDialog.open()
@@ -70,12 +71,12 @@ ThemedWindow {
             Action {
                 objectName: "userGuideAction"
                 text: "Stashwell User Guide"
-                onTriggered: shell.openUserGuide()
+                onTriggered: Shell.openUserGuide()
             }
             Action {
                 objectName: "showWelcomeAction"
                 text: "Show Welcome Screen"
-                onTriggered: viewModel.showWelcomeScreen = true
+                onTriggered: AppViewModel.showWelcomeScreen = true
             }
         }
     }
@@ -98,9 +99,9 @@ ThemedWindow {
             objectName: "contentRegion"
             Layout.fillWidth: true
             Layout.fillHeight: true
-            scanState: viewModel.scanState
-            errorMessage: viewModel.scanErrorMessage
-            modelCount: viewModel.modelCount
+            scanState: AppViewModel.scanState
+            errorMessage: AppViewModel.scanErrorMessage
+            modelCount: AppViewModel.modelCount
             onRemoveFolderRequested: (path) => window.folderPendingRemoval = path
         }
         Rectangle {
@@ -136,8 +137,8 @@ ThemedWindow {
         onConfirmed: {
             const folder = window.folderPendingRemoval
             if (folder !== "") {
-                viewModel.removeCustomFolder(folder)
-                viewModel.startScan()
+                AppViewModel.removeCustomFolder(folder)
+                AppViewModel.startScan()
             }
             window.folderPendingRemoval = ""
         }
@@ -148,7 +149,7 @@ ThemedWindow {
         id: deletionAlert
         objectName: "deletionAlert"
         Connections {
-            target: viewModel
+            target: AppViewModel
             function onDeletionAlert(message, informativeText) {
                 deletionAlert.heading = message
                 deletionAlert.message = informativeText
@@ -162,7 +163,7 @@ ThemedWindow {
         id: folderNotice
         objectName: "folderNotice"
         Connections {
-            target: viewModel
+            target: AppViewModel
             function onCustomFolderNotice(message, informativeText) {
                 folderNotice.heading = message
                 folderNotice.message = informativeText

@@ -1,4 +1,5 @@
 import QtQuick
+import Stashwell
 import QtQuick.Controls
 
 // The scrolling list of the last scan: section headers and model rows, flattened by
@@ -10,7 +11,7 @@ ListView {
 
     signal removeFolderRequested(string path)
 
-    model: viewModel.modelList
+    model: AppViewModel.modelList
     clip: true
     spacing: 2
     leftMargin: 18
@@ -67,7 +68,7 @@ ListView {
         }
         MenuItem {
             text: "Show in File Manager"
-            onTriggered: fileManager.reveal(headerMenu.folderPath)
+            onTriggered: FileManager.reveal(headerMenu.folderPath)
         }
     }
     // A model in a duplicate group: verify the group, then reveal.
@@ -80,13 +81,13 @@ ListView {
         MenuItem {
             objectName: "verifyItem"
             text: duplicateRowMenu.badge === "unable" ? "Try Verification Again" : "Verify Duplicates"
-            onTriggered: viewModel.verifyDuplicateGroup(duplicateRowMenu.groupId)
+            onTriggered: AppViewModel.verifyDuplicateGroup(duplicateRowMenu.groupId)
         }
         MenuSeparator {}
         MenuItem {
             objectName: "showItem"
             text: "Show in File Manager"
-            onTriggered: fileManager.reveal(duplicateRowMenu.filePath)
+            onTriggered: FileManager.reveal(duplicateRowMenu.filePath)
         }
     }
     // Any other model: reveal its first file.
@@ -99,7 +100,7 @@ ListView {
         MenuItem {
             objectName: "showItem"
             text: "Show in File Manager"
-            onTriggered: fileManager.reveal(rowMenu.filePath)
+            onTriggered: FileManager.reveal(rowMenu.filePath)
         }
     }
 }

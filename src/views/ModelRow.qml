@@ -1,4 +1,5 @@
 import QtQuick
+import Stashwell
 import QtQuick.Controls
 import QtQuick.Layouts
 
@@ -29,7 +30,7 @@ Rectangle {
             Layout.preferredWidth: 24
             padding: 0
             checked: row.selected
-            onToggled: viewModel.setSelected(row.entry.modelId, checked)
+            onToggled: AppViewModel.setSelected(row.entry.modelId, checked)
             Accessible.name: "Select " + (row.entry?.title ?? "")
         }
         ColumnLayout {

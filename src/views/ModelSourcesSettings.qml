@@ -1,4 +1,5 @@
 import QtQuick
+import Stashwell
 import QtQuick.Controls
 import QtQuick.Dialogs
 import QtQuick.Layouts
@@ -19,11 +20,11 @@ ScrollView {
     // scan, so its models appear; the scan runs even when the dialog was dismissed.
     function folderChosen(url) {
         if (url !== "")
-            viewModel.addCustomFolder(shell.localPath(url))
-        viewModel.startScan()
+            AppViewModel.addCustomFolder(Shell.localPath(url))
+        AppViewModel.startScan()
     }
     function refresh() {
-        sources = viewModel.builtInSources()
+        sources = AppViewModel.builtInSources()
     }
 
     onVisibleChanged: if (visible) refresh()
@@ -31,7 +32,7 @@ ScrollView {
     onFolderPendingRemovalChanged: if (folderPendingRemoval !== "") removeFolderDialog.open()
 
     Connections {
-        target: viewModel
+        target: AppViewModel
         function onModelsChanged() { page.refresh() }
     }
 
@@ -59,7 +60,7 @@ ScrollView {
                     delegate: RowLayout {
                         required property var modelData
                         required property int index
-                        readonly property string iconSource: appIcons.iconSource(modelData.sourceKind)
+                        readonly property string iconSource: AppIcons.iconSource(modelData.sourceKind)
                         objectName: "sourceRow_" + modelData.sourceKind
                         Layout.fillWidth: true
                         Layout.margins: 6
@@ -123,7 +124,7 @@ ScrollView {
         }
         GlassPanel {
             objectName: "noCustomFolders"
-            visible: viewModel.customFolders.length === 0
+            visible: AppViewModel.customFolders.length === 0
             Layout.fillWidth: true
             implicitHeight: emptyColumn.implicitHeight + 28
             radius: 14
@@ -152,7 +153,7 @@ ScrollView {
             }
         }
         GlassPanel {
-            visible: viewModel.customFolders.length > 0
+            visible: AppViewModel.customFolders.length > 0
             Layout.fillWidth: true
             implicitHeight: folderColumn.implicitHeight + 16
             radius: 14
@@ -162,7 +163,7 @@ ScrollView {
                 anchors.margins: 8
                 spacing: 2
                 Repeater {
-                    model: viewModel.customFolders
+                    model: AppViewModel.customFolders
                     delegate: RowLayout {
                         required property string modelData
                         objectName: "customFolderRow"
@@ -178,7 +179,7 @@ ScrollView {
                             spacing: 1
                             Label {
                                 objectName: "folderName"
-                                text: shell.folderName(modelData)
+                                text: Shell.folderName(modelData)
                                 font.pixelSize: Theme.bodySize
                                 font.weight: Font.Medium
                                 color: Theme.text
@@ -228,14 +229,14 @@ ScrollView {
                 onClicked: folderDialog.open()
             }
             BusyIndicator {
-                visible: viewModel.scanState === "scanning"
+                visible: AppViewModel.scanState === "scanning"
                 running: visible
                 Layout.preferredWidth: 18
                 Layout.preferredHeight: 18
             }
             Label {
                 objectName: "preferencesScanning"
-                visible: viewModel.scanState === "scanning"
+                visible: AppViewModel.scanState === "scanning"
                 text: "Scanning..."
                 font.pixelSize: Theme.calloutSize
                 color: Theme.secondaryText
@@ -257,8 +258,8 @@ ScrollView {
         onConfirmed: {
             const folder = page.folderPendingRemoval
             if (folder !== "") {
-                viewModel.removeCustomFolder(folder)
-                viewModel.startScan()
+                AppViewModel.removeCustomFolder(folder)
+                AppViewModel.startScan()
             }
             page.folderPendingRemoval = ""
         }

@@ -1,4 +1,5 @@
 import QtQuick
+import Stashwell
 import QtQuick.Controls
 import QtQuick.Layouts
 
@@ -17,7 +18,7 @@ Item {
             return Theme.symbol("exclamationmark.triangle.fill", Theme.orange)
         if (isCustom)
             return Theme.symbol("folder", Theme.secondaryText)
-        const app = appIcons.iconSource(entry.sourceKind)
+        const app = AppIcons.iconSource(entry.sourceKind)
         return app !== "" ? app : Theme.symbol("questionmark.app.dashed", Theme.secondaryText)
     }
 

@@ -1,4 +1,5 @@
 import QtQuick
+import Stashwell
 import QtQuick.Controls
 import QtQuick.Layouts
 
@@ -13,25 +14,25 @@ RowLayout {
     Chip {
         objectName: "sizeChip"
         symbol: "externaldrive"
-        text: viewModel.totalSizeText
+        text: AppViewModel.totalSizeText
     }
     Chip {
         objectName: "countChip"
         symbol: "cpu"
-        text: viewModel.modelCount + (viewModel.modelCount === 1 ? " model" : " models")
+        text: AppViewModel.modelCount + (AppViewModel.modelCount === 1 ? " model" : " models")
     }
     Chip {
         objectName: "reclaimableChip"
-        visible: viewModel.reclaimableSize >= 1
+        visible: AppViewModel.reclaimableSize >= 1
         symbol: "trash"
         symbolColour: Theme.orange
         textColour: Theme.orange
-        text: viewModel.reclaimableSizeText + " reclaimable"
+        text: AppViewModel.reclaimableSizeText + " reclaimable"
     }
     Item { Layout.fillWidth: true }
     Row {
         objectName: "scanLimitedNotice"
-        visible: viewModel.permissionDenied
+        visible: AppViewModel.permissionDenied
         spacing: 10
         Row {
             anchors.verticalCenter: parent.verticalCenter

@@ -1,4 +1,5 @@
 import QtQuick
+import Stashwell
 import QtQuick.Controls
 import QtQuick.Layouts
 
@@ -14,15 +15,15 @@ Sheet {
     padding: 30
 
     Connections {
-        target: viewModel
+        target: AppViewModel
         function onShowWelcomeScreenChanged() {
-            if (viewModel.showWelcomeScreen)
+            if (AppViewModel.showWelcomeScreen)
                 sheet.open()
             else
                 sheet.close()
         }
     }
-    Component.onCompleted: if (viewModel.showWelcomeScreen) open()
+    Component.onCompleted: if (AppViewModel.showWelcomeScreen) open()
 
     contentItem: Flickable {
         implicitHeight: column.implicitHeight
@@ -141,12 +142,12 @@ Sheet {
                 padding: 10
                 leftPadding: 30
                 rightPadding: 30
-                onClicked: viewModel.dismissWelcomeScreen()
+                onClicked: AppViewModel.dismissWelcomeScreen()
             }
             Shortcut {
                 sequences: ["Ctrl+Return", "Ctrl+Enter"]
                 enabled: sheet.opened
-                onActivated: viewModel.dismissWelcomeScreen()
+                onActivated: AppViewModel.dismissWelcomeScreen()
             }
         }
     }
