@@ -19,11 +19,17 @@
 #include <unistd.h>
 
 namespace {
-QStringList names(const QList<DetectedModel> &models)
+QStringList inOrder(const QList<DetectedModel> &models)
 {
     QStringList result;
     for (const DetectedModel &model : models)
         result << model.displayName;
+    return result;
+}
+
+QStringList names(const QList<DetectedModel> &models)
+{
+    QStringList result = inOrder(models);
     result.sort();
     return result;
 }
@@ -125,6 +131,21 @@ private slots:
         const FileAttributes missing = FileAttributes::read(home.filePath(QStringLiteral("nothing")));
         QCOMPARE(missing.size, 0);
         QVERIFY(isDistantPast(missing.modified));
+    }
+
+    void modelsComeInByteOrderWhateverOrderTheyWereMadeIn()
+    {
+        TempHome home;
+        // Neither this order nor its reverse is byte order, and readdir gives either on some file system.
+        for (const QByteArray name : {"b", "\xc3\xa9", "B", "a", "_", "Z", "10", "9"}) {
+            home.writeRawFile("M/" + name + ".gguf", "x");
+            home.writeRawFile("tree/" + name + '/' + name + "/w.gguf", "x");
+        }
+        QStringList expected;
+        for (const char *name : {"10", "9", "B", "Z", "_", "a", "b", "\xc3\xa9"})
+            expected << QString::fromUtf8(name);
+        QCOMPARE(inOrder(CustomFolderScanner().scan({home.filePath(QStringLiteral("M"))})), expected);
+        QCOMPARE(inOrder(ScanRoutines::scanModelTree(home.filePath(QStringLiteral("tree")), SourceTool::Kind::omlx)), expected);
     }
 
     void walkSurvivesVeryDeepTrees()
