@@ -247,12 +247,13 @@ namespace {
 // (so a Linux desktop shows its Linux folder), else the first one.
 QString shownFolder(const ModelSourceDefinition &definition)
 {
-    for (const QString &folder : definition.paths) {
+    const QStringList folders = definition.shownFolders();
+    for (const QString &folder : folders) {
         const QString path = folder.startsWith(QLatin1String("~/")) ? ScanRoutines::homePath(folder.mid(2)) : folder;
         if (QFileInfo::exists(path))
             return folder;
     }
-    return definition.paths.value(0);
+    return folders.value(0);
 }
 } // namespace
 

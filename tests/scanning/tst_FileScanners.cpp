@@ -1,11 +1,8 @@
 #include "scanning/CustomFolderScanner.h"
 #include "scanning/DirectoryWalker.h"
-#include "scanning/DrawThingsScanner.h"
-#include "scanning/GPT4AllScanner.h"
-#include "scanning/JanScanner.h"
-#include "scanning/LMStudioScanner.h"
-#include "scanning/OMLXScanner.h"
+#include "scanning/OllamaScanner.h"
 #include "scanning/ScanRoutines.h"
+#include "scanning/SourceScanner.h"
 #include "support/TempHome.h"
 
 #include <QDir>
@@ -24,6 +21,14 @@ QStringList inOrder(const QList<DetectedModel> &models)
     QStringList result;
     for (const DetectedModel &model : models)
         result << model.displayName;
+    return result;
+}
+
+QStringList texts(std::initializer_list<const char *> items)
+{
+    QStringList result;
+    for (const char *item : items)
+        result << QString::fromUtf8(item);
     return result;
 }
 
@@ -141,9 +146,7 @@ private slots:
             home.writeRawFile("M/" + name + ".gguf", "x");
             home.writeRawFile("tree/" + name + '/' + name + "/w.gguf", "x");
         }
-        QStringList expected;
-        for (const char *name : {"10", "9", "B", "Z", "_", "a", "b", "\xc3\xa9"})
-            expected << QString::fromUtf8(name);
+        const QStringList expected = texts({"10", "9", "B", "Z", "_", "a", "b", "\xc3\xa9"});
         QCOMPARE(inOrder(CustomFolderScanner().scan({home.filePath(QStringLiteral("M"))})), expected);
         QCOMPARE(inOrder(ScanRoutines::scanModelTree(home.filePath(QStringLiteral("tree")), SourceTool::Kind::omlx)), expected);
     }
@@ -174,104 +177,106 @@ private slots:
         QCOMPARE(QProcess::execute(QStringLiteral("rm"), {QStringLiteral("-rf"), home.filePath(QStringLiteral("deep"))}), 0);
     }
 
-    void lmStudioAndOmlxTakeModelFoldersTwoLevelsDown()
+    // Each application's folders on every platform, in the definition's order, each
+    // walked the way the application lays out its models.
+    void everyApplicationIsFoundInItsFoldersWithItsLayout_data()
+    {
+        QTest::addColumn<int>("kind");
+        QTest::addColumn<QString>("dataHome"); // XDG_DATA_HOME inside the home
+        QTest::addColumn<QStringList>("files");
+        QTest::addColumn<QStringList>("expected");
+        using K = SourceTool::Kind;
+        const QString xdg = QStringLiteral(".local/share");
+        QTest::newRow("LM Studio: publisher/model folders, then the older cache")
+            << int(K::lmStudio) << xdg
+            << texts({".lmstudio/models/pub/model/a.gguf", ".lmstudio/models/pub/model/sub/b.json",
+                      ".lmstudio/models/pub/c.gguf", ".lmstudio/models/d.gguf", ".lmstudio/models/pub/hidden-only/.x",
+                      ".cache/lm-studio/models/old/m2/w.safetensors"})
+            << texts({"model", "m2"});
+        QTest::newRow("oMLX: every file of a model folder")
+            << int(K::omlx) << xdg
+            << texts({".omlx/models/mlx-community/Qwen3-4B-4bit/model.safetensors",
+                      ".omlx/models/mlx-community/Qwen3-4B-4bit/config.json", ".omlx/models/mlx-community/stray.bin"})
+            << texts({"Qwen3-4B-4bit"});
+        QTest::newRow("Jan: the innermost folder holding files, macOS folders first")
+            << int(K::jan) << xdg
+            << texts({"Library/Application Support/Jan/data/mlx/models/qwen/w.safetensors",
+                      ".local/share/Jan/data/llamacpp/models/loose.gguf", ".local/share/Jan/data/llamacpp/models/qwen/model.gguf",
+                      ".local/share/Jan/data/llamacpp/models/qwen/model.yml",
+                      ".local/share/Jan/data/llamacpp/models/qwen/extra/more.bin",
+                      ".local/share/Jan/data/llamacpp/models/a/b/c.gguf"})
+            << texts({"qwen", "b", "qwen", "extra"});
+        QTest::newRow("Jan: the data folder follows XDG_DATA_HOME")
+            << int(K::jan) << QStringLiteral("xdg")
+            << texts({"xdg/Jan/data/mlx/models/m/w.gguf", ".local/share/Jan/data/mlx/models/stale/w.gguf"})
+            << texts({"m"});
+        QTest::newRow("GPT4All: .gguf files of the app (macOS, XDG, Flatpak) and the bindings' cache")
+            << int(K::gpt4All) << xdg
+            << texts({".cache/gpt4all/Llama.Q4_0.GGUF", ".cache/gpt4all/model.bin", ".cache/gpt4all/.hidden/x.gguf",
+                      "Library/Application Support/nomic.ai/GPT4All/first.gguf", ".local/share/nomic.ai/GPT4All/xdg.gguf",
+                      ".var/app/io.gpt4all.gpt4all/data/nomic.ai/GPT4All/flatpak.gguf"})
+            << texts({"first", "Llama.Q4_0", "xdg", "flatpak"});
+        QTest::newRow("Draw Things: checkpoints and safetensors")
+            << int(K::drawThings) << xdg
+            << texts({"Library/Containers/com.liuliu.draw-things/Data/Documents/Models/sd_v1.5.ckpt",
+                      "Library/Containers/com.liuliu.draw-things/Data/Documents/Models/flux.SAFETENSORS",
+                      "Library/Containers/com.liuliu.draw-things/Data/Documents/Models/model.gguf"})
+            << texts({"flux", "sd_v1.5"});
+    }
+
+    void everyApplicationIsFoundInItsFoldersWithItsLayout()
+    {
+        QFETCH(int, kind);
+        QFETCH(QString, dataHome);
+        QFETCH(QStringList, files);
+        QFETCH(QStringList, expected);
+        TempHome home;
+        qputenv("XDG_DATA_HOME", QFile::encodeName(home.filePath(dataHome)));
+        const OllamaScanner noStores{QList<OllamaStore>()};
+        const SourceScanner scanner(*ModelSourceDefinition::find(SourceTool::Kind(kind)), noStores);
+        QVERIFY(scanner.scan().isEmpty());
+        for (const QString &file : files)
+            home.writeFile(file, 1);
+        const QList<DetectedModel> models = scanner.scan();
+        QCOMPARE(inOrder(models), expected);
+        for (const DetectedModel &model : models)
+            QCOMPARE(model.sourceTool, SourceTool(SourceTool::Kind(kind)));
+    }
+
+    void folderModelsSumTheirFilesAndTakeTheLatestDate()
     {
         TempHome home;
-        QVERIFY(LMStudioScanner().scan().isEmpty());
-        home.makeDir(QStringLiteral(".lmstudio/models"));
-        QVERIFY(LMStudioScanner().scan().isEmpty());
-
-        home.writeFile(QStringLiteral(".lmstudio/models/pub/model/a.gguf"), 10);
-        home.writeFile(QStringLiteral(".lmstudio/models/pub/model/sub/b.json"), 5);
-        home.writeFile(QStringLiteral(".lmstudio/models/pub/c.gguf"), 1);
-        home.writeFile(QStringLiteral(".lmstudio/models/d.gguf"), 1);
-        home.makeDir(QStringLiteral(".lmstudio/models/pub/empty"));
-        home.writeFile(QStringLiteral(".lmstudio/models/pub/hidden-only/.x"), 1);
-        home.makeDir(QStringLiteral(".lmstudio/models/pub/link-only"));
-        makeSymlink(home.filePath(QStringLiteral(".lmstudio/models/pub/model/a.gguf")),
-                    home.filePath(QStringLiteral(".lmstudio/models/pub/link-only/a.gguf")));
         const QDateTime older(QDate(2020, 1, 1), QTime(0, 0), Qt::UTC);
         const QDateTime newer(QDate(2023, 1, 1), QTime(0, 0), Qt::UTC);
-        TempHome::setModified(home.filePath(QStringLiteral(".lmstudio/models/pub/model/a.gguf")), older);
-        TempHome::setModified(home.filePath(QStringLiteral(".lmstudio/models/pub/model/sub/b.json")), newer);
-        // Older LM Studio releases on Linux kept models here.
-        home.writeFile(QStringLiteral(".cache/lm-studio/models/old/m2/w.safetensors"), 3);
+        TempHome::setModified(home.writeFile(QStringLiteral("tree/pub/model/a.gguf"), 10), older);
+        TempHome::setModified(home.writeFile(QStringLiteral("tree/pub/model/sub/b.json"), 5), newer);
+        home.makeDir(QStringLiteral("tree/pub/link-only"));
+        makeSymlink(home.filePath(QStringLiteral("tree/pub/model/a.gguf")), home.filePath(QStringLiteral("tree/pub/link-only/a.gguf")));
+        const auto tree = ScanRoutines::scanModelTree(home.filePath(QStringLiteral("tree")), SourceTool::Kind::lmStudio);
+        QCOMPARE(inOrder(tree), QStringList{QStringLiteral("model")});
+        QCOMPARE(tree[0].sizeBytes, 15);
+        QCOMPARE(tree[0].filePaths.size(), 2);
+        QCOMPARE(tree[0].lastModified, newer);
 
-        const auto models = LMStudioScanner().scan();
-        QCOMPARE(names(models), (QStringList{QStringLiteral("m2"), QStringLiteral("model")}));
-        const DetectedModel *model = named(models, QStringLiteral("model"));
-        QCOMPARE(model->sizeBytes, 15);
-        QCOMPARE(model->filePaths.size(), 2);
-        QCOMPARE(model->lastModified, newer);
-        QCOMPARE(model->sourceTool, SourceTool(SourceTool::Kind::lmStudio));
-
-        home.writeFile(QStringLiteral(".omlx/models/mlx-community/Qwen3-4B-4bit/model.safetensors"), 8);
-        home.writeFile(QStringLiteral(".omlx/models/mlx-community/Qwen3-4B-4bit/config.json"), 2);
-        home.writeFile(QStringLiteral(".omlx/models/mlx-community/stray.bin"), 2);
-        const auto omlx = OMLXScanner().scan();
-        QCOMPARE(names(omlx), QStringList{QStringLiteral("Qwen3-4B-4bit")});
-        QCOMPARE(omlx[0].sizeBytes, 10);
+        // Grouped by their own folder: a link counts as a file, a subfolder is a model of its own.
+        const QString target = home.filePath(QStringLiteral("tree/pub/model/a.gguf"));
+        makeSymlink(target, home.filePath(QStringLiteral("tree/pub/model/link")));
+        TempHome::setModified(home.filePath(QStringLiteral("tree/pub/model/link")), older);
+        const auto grouped = ScanRoutines::scanFilesGroupedByFolder(home.filePath(QStringLiteral("tree")), SourceTool::Kind::jan);
+        QCOMPARE(inOrder(grouped), (QStringList{QStringLiteral("link-only"), QStringLiteral("model"), QStringLiteral("sub")}));
+        QCOMPARE(grouped[1].filePaths.size(), 2);
+        QCOMPARE(grouped[1].sizeBytes, 10 + QFile::encodeName(target).size()); // the link's own size
+        QCOMPARE(grouped[1].lastModified, older);
     }
 
-    void janGroupsFilesByTheirOwnFolder()
-    {
-        TempHome home;
-        QVERIFY(JanScanner().scan().isEmpty());
-        const QString root = QStringLiteral(".local/share/Jan/data/llamacpp/models/");
-        home.writeFile(root + QStringLiteral("loose.gguf"), 1);
-        home.writeFile(root + QStringLiteral("qwen/model.gguf"), 10);
-        home.writeFile(root + QStringLiteral("qwen/model.yml"), 2);
-        home.writeFile(root + QStringLiteral("qwen/extra/more.bin"), 4);
-        const QDateTime when(QDate(2031, 2, 2), QTime(2, 2), Qt::UTC);
-        TempHome::setModified(home.writeFile(root + QStringLiteral("a/b/c.gguf"), 3), when);
-        makeSymlink(home.filePath(root + QStringLiteral("qwen/model.gguf")), home.filePath(root + QStringLiteral("a/b/link")));
-        home.makeDir(root + QStringLiteral("only-folders/inner"));
-        // The same folder name under the other store gives a model of its own.
-        home.writeFile(QStringLiteral("Library/Application Support/Jan/data/mlx/models/qwen/w.safetensors"), 6);
-
-        const auto models = JanScanner().scan();
-        QCOMPARE(names(models), (QStringList{QStringLiteral("b"), QStringLiteral("extra"), QStringLiteral("qwen"),
-                                             QStringLiteral("qwen")}));
-        QCOMPARE(models.first().filePaths.first().contains(QStringLiteral("Library/Application Support")), true);
-        const DetectedModel *b = named(models, QStringLiteral("b"));
-        QCOMPARE(b->filePaths.size(), 2); // the link counts as a file here
-        QCOMPARE(b->lastModified, when);
-        for (const DetectedModel &model : models) {
-            if (model.displayName == QLatin1String("qwen") && model.filePaths.size() == 2)
-                QCOMPARE(model.sizeBytes, 12); // extra/ is not added
-        }
-    }
-
-    void gpt4AllAndDrawThingsAcceptTheirOwnExtensions()
-    {
-        TempHome home;
-        QVERIFY(GPT4AllScanner().scan().isEmpty());
-        home.writeFile(QStringLiteral(".cache/gpt4all/Llama.Q4_0.GGUF"), 2);
-        home.writeFile(QStringLiteral(".cache/gpt4all/model.bin"), 2);
-        home.writeFile(QStringLiteral(".cache/gpt4all/.hidden/x.gguf"), 2);
-        QCOMPARE(names(GPT4AllScanner().scan()), QStringList{QStringLiteral("Llama.Q4_0")});
-
-        home.writeFile(QStringLiteral("Library/Application Support/nomic.ai/GPT4All/first.gguf"), 2);
-        home.writeFile(QStringLiteral(".local/share/nomic.ai/GPT4All/xdg.gguf"), 2);
-        home.writeFile(QStringLiteral(".var/app/io.gpt4all.gpt4all/data/nomic.ai/GPT4All/flatpak.gguf"), 2);
-        const auto gpt4All = GPT4AllScanner().scan();
-        QCOMPARE(gpt4All.size(), 4);
-        QCOMPARE(gpt4All.first().displayName, QStringLiteral("first"));
-
-        const QString models = QStringLiteral("Library/Containers/com.liuliu.draw-things/Data/Documents/Models/");
-        home.writeFile(models + QStringLiteral("sd_v1.5.ckpt"), 1);
-        home.writeFile(models + QStringLiteral("flux.SAFETENSORS"), 1);
-        home.writeFile(models + QStringLiteral("model.gguf"), 1);
-        QCOMPARE(names(DrawThingsScanner().scan()), (QStringList{QStringLiteral("flux"), QStringLiteral("sd_v1.5")}));
-    }
-
-    void aStoreReachedTwiceIsWalkedOnce()
+    void aFolderReachedTwiceIsWalkedOnce()
     {
         TempHome home;
         home.writeFile(QStringLiteral(".lmstudio/models/p/m/a.gguf"), 1);
         home.makeDir(QStringLiteral(".cache/lm-studio"));
         makeSymlink(home.filePath(QStringLiteral(".lmstudio/models")), home.filePath(QStringLiteral(".cache/lm-studio/models")));
-        QCOMPARE(LMStudioScanner().scan().size(), 1);
+        const OllamaScanner noStores{QList<OllamaStore>()};
+        QCOMPARE(SourceScanner(*ModelSourceDefinition::find(SourceTool::Kind::lmStudio), noStores).scan().size(), 1);
     }
 };
 

@@ -45,9 +45,22 @@ private slots:
         // With the application present, even a model whose blobs are missing is no orphan.
         const QString program = home.writeFile(QStringLiteral("bin/ollama"), QByteArray("#!/bin/sh\n"));
         QVERIFY(QFile::setPermissions(program, QFile::permissions(program) | QFile::ExeUser));
-        models = ModelScanner(AppDetectionService(home.appSearchLocations()), ollamaIn(home)).scanAll();
-        QVERIFY(!models[0].isOrphaned);
-        QVERIFY(models[1].isOrphaned);
+        const ScanResult result = ModelScanner(AppDetectionService(home.appSearchLocations()), ollamaIn(home)).scan();
+        QVERIFY(!result.models[0].isOrphaned);
+        QVERIFY(result.models[1].isOrphaned);
+
+        // Each source in scan order with what this machine has of it.
+        QCOMPARE(result.sources.size(), SourceTool::builtInKinds().size());
+        const SourceStatus &ollama = result.sources[0], &jan = result.sources[3], &gpt4All = result.sources[4];
+        QCOMPARE(ollama.installedAppPath, program);
+        QCOMPARE(ollama.folders, QStringList{home.filePath(QStringLiteral(".ollama/models"))});
+        QCOMPARE(ollama.modelCount, 1);
+        QCOMPARE(gpt4All.tool, SourceTool(SourceTool::Kind::gpt4All));
+        QVERIFY(!gpt4All.installedAppPath);
+        QCOMPARE(gpt4All.folders, QStringList{home.filePath(QStringLiteral(".cache/gpt4all"))});
+        // None of Jan's folders exists: the one it would use stands in.
+        QCOMPARE(jan.folders, QStringList{home.filePath(QStringLiteral(".local/share/Jan/data/llamacpp/models"))});
+        QCOMPARE(jan.modelCount, 0);
     }
 
     void customFoldersAreNeverOrphansAndMayRepeatABuiltInFolder()
