@@ -57,15 +57,12 @@ private slots:
         TempHome home;
         qputenv("XDG_DATA_HOME", QFile::encodeName(home.filePath(QStringLiteral("data"))));
         const ModelSourceDefinition *gpt4All = ModelSourceDefinition::find(SourceTool::Kind::gpt4All);
-        QCOMPARE(gpt4All->defaultFolder(), home.filePath(QStringLiteral("data/nomic.ai/GPT4All")));
         // The macOS folder is scanned but not shown; a folder inside home is shown from "~/".
         QCOMPARE(gpt4All->shownFolders(),
                  (QStringList{QStringLiteral("~/.cache/gpt4all/"), QStringLiteral("~/data/nomic.ai/GPT4All/"),
                               QStringLiteral("~/.var/app/io.gpt4all.gpt4all/data/nomic.ai/GPT4All/")}));
-        qunsetenv("XDG_DATA_HOME");
-        QCOMPARE(gpt4All->defaultFolder(), home.filePath(QStringLiteral(".local/share/nomic.ai/GPT4All")));
-        const ModelFolder system{ModelFolder::Base::absolute, QStringLiteral("/usr/share/m"), ModelFolder::Role::linux};
-        QCOMPARE(system.shownPath(), QStringLiteral("/usr/share/m/"));
+        QCOMPARE(ModelSourceDefinition::find(SourceTool::Kind::ollama)->shownFolders().last(),
+                 QStringLiteral("/usr/share/ollama/.ollama/models/"));
         QVERIFY(!ModelSourceDefinition::find(SourceTool::custom(QStringLiteral("Ollama"))));
     }
 };

@@ -16,7 +16,7 @@
 #include <unistd.h>
 
 namespace {
-QStringList inOrder(const QList<DetectedModel> &models)
+QStringList names(const QList<DetectedModel> &models)
 {
     QStringList result;
     for (const DetectedModel &model : models)
@@ -30,22 +30,6 @@ QStringList texts(std::initializer_list<const char *> items)
     for (const char *item : items)
         result << QString::fromUtf8(item);
     return result;
-}
-
-QStringList names(const QList<DetectedModel> &models)
-{
-    QStringList result = inOrder(models);
-    result.sort();
-    return result;
-}
-
-const DetectedModel *named(const QList<DetectedModel> &models, const QString &name)
-{
-    for (const DetectedModel &model : models) {
-        if (model.displayName == name)
-            return &model;
-    }
-    return nullptr;
 }
 
 void makeSymlink(const QString &target, const QString &link)
@@ -72,9 +56,8 @@ private slots:
 
         const QString folder = home.filePath(QStringLiteral("M"));
         const auto models = CustomFolderScanner().scan({folder, home.filePath(QStringLiteral("missing"))});
-        QCOMPARE(names(models), (QStringList{QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c"),
-                                             QStringLiteral("llama-3-8b.Q4_K_M"), QStringLiteral("w")}));
-        const DetectedModel *b = named(models, QStringLiteral("b"));
+        QCOMPARE(names(models), texts({"a", "c", "llama-3-8b.Q4_K_M", "w", "b"})); // a folder's files, then its subfolders
+        const DetectedModel *b = &models.last();
         QCOMPARE(b->sizeBytes, 4);
         QCOMPARE(b->filePaths, QStringList{folder + QStringLiteral("/sub/deeper/b.bin")});
         QCOMPARE(b->sourceTool, SourceTool::custom(QStringLiteral("M")));
@@ -123,21 +106,6 @@ private slots:
         QVERIFY(models[0].id != models[2].id);
     }
 
-    void sizeAndDateComeFromTheFile()
-    {
-        TempHome home;
-        const QString path = home.writeFile(QStringLiteral("M/a.gguf"), 1234);
-        const QDateTime when(QDate(2024, 5, 6), QTime(7, 8, 9), Qt::UTC);
-        TempHome::setModified(path, when);
-        const auto models = CustomFolderScanner().scan({home.filePath(QStringLiteral("M"))});
-        QCOMPARE(models.size(), 1);
-        QCOMPARE(models[0].sizeBytes, 1234);
-        QCOMPARE(models[0].lastModified, when);
-        const FileAttributes missing = FileAttributes::read(home.filePath(QStringLiteral("nothing")));
-        QCOMPARE(missing.size, 0);
-        QVERIFY(isDistantPast(missing.modified));
-    }
-
     void modelsComeInByteOrderWhateverOrderTheyWereMadeIn()
     {
         TempHome home;
@@ -147,8 +115,8 @@ private slots:
             home.writeRawFile("tree/" + name + '/' + name + "/w.gguf", "x");
         }
         const QStringList expected = texts({"10", "9", "B", "Z", "_", "a", "b", "\xc3\xa9"});
-        QCOMPARE(inOrder(CustomFolderScanner().scan({home.filePath(QStringLiteral("M"))})), expected);
-        QCOMPARE(inOrder(ScanRoutines::scanModelTree(home.filePath(QStringLiteral("tree")), SourceTool::Kind::omlx)), expected);
+        QCOMPARE(names(CustomFolderScanner().scan({home.filePath(QStringLiteral("M"))})), expected);
+        QCOMPARE(names(ScanRoutines::scanModelTree(home.filePath(QStringLiteral("tree")), SourceTool::Kind::omlx)), expected);
     }
 
     void walkSurvivesVeryDeepTrees()
@@ -178,105 +146,89 @@ private slots:
     }
 
     // Each application's folders on every platform, in the definition's order, each
-    // walked the way the application lays out its models.
+    // walked the way the application lays out its models; XDG_DATA_HOME is moved.
     void everyApplicationIsFoundInItsFoldersWithItsLayout_data()
     {
         QTest::addColumn<int>("kind");
-        QTest::addColumn<QString>("dataHome"); // XDG_DATA_HOME inside the home
         QTest::addColumn<QStringList>("files");
-        QTest::addColumn<QStringList>("expected");
+        QTest::addColumn<QStringList>("expected"); // name and size; every file holds one byte
         using K = SourceTool::Kind;
-        const QString xdg = QStringLiteral(".local/share");
-        QTest::newRow("LM Studio: publisher/model folders, then the older cache")
-            << int(K::lmStudio) << xdg
+        QTest::newRow("LM Studio: publisher/model folders, then the older cache") << int(K::lmStudio)
             << texts({".lmstudio/models/pub/model/a.gguf", ".lmstudio/models/pub/model/sub/b.json",
                       ".lmstudio/models/pub/c.gguf", ".lmstudio/models/d.gguf", ".lmstudio/models/pub/hidden-only/.x",
                       ".cache/lm-studio/models/old/m2/w.safetensors"})
-            << texts({"model", "m2"});
-        QTest::newRow("oMLX: every file of a model folder")
-            << int(K::omlx) << xdg
+            << texts({"model 2", "m2 1"});
+        QTest::newRow("oMLX: every file of a model folder") << int(K::omlx)
             << texts({".omlx/models/mlx-community/Qwen3-4B-4bit/model.safetensors",
                       ".omlx/models/mlx-community/Qwen3-4B-4bit/config.json", ".omlx/models/mlx-community/stray.bin"})
-            << texts({"Qwen3-4B-4bit"});
-        QTest::newRow("Jan: the innermost folder holding files, macOS folders first")
-            << int(K::jan) << xdg
+            << texts({"Qwen3-4B-4bit 2"});
+        QTest::newRow("Jan: the innermost folder holding files, macOS folders first") << int(K::jan)
             << texts({"Library/Application Support/Jan/data/mlx/models/qwen/w.safetensors",
-                      ".local/share/Jan/data/llamacpp/models/loose.gguf", ".local/share/Jan/data/llamacpp/models/qwen/model.gguf",
-                      ".local/share/Jan/data/llamacpp/models/qwen/model.yml",
-                      ".local/share/Jan/data/llamacpp/models/qwen/extra/more.bin",
-                      ".local/share/Jan/data/llamacpp/models/a/b/c.gguf"})
-            << texts({"qwen", "b", "qwen", "extra"});
-        QTest::newRow("Jan: the data folder follows XDG_DATA_HOME")
-            << int(K::jan) << QStringLiteral("xdg")
-            << texts({"xdg/Jan/data/mlx/models/m/w.gguf", ".local/share/Jan/data/mlx/models/stale/w.gguf"})
-            << texts({"m"});
-        QTest::newRow("GPT4All: .gguf files of the app (macOS, XDG, Flatpak) and the bindings' cache")
-            << int(K::gpt4All) << xdg
+                      "xdg/Jan/data/llamacpp/models/loose.gguf", "xdg/Jan/data/llamacpp/models/qwen/model.gguf",
+                      "xdg/Jan/data/llamacpp/models/qwen/model.yml", "xdg/Jan/data/llamacpp/models/qwen/extra/more.bin",
+                      "xdg/Jan/data/llamacpp/models/a/b/c.gguf", ".local/share/Jan/data/mlx/models/stale/w.gguf"})
+            << texts({"qwen 1", "b 1", "qwen 2", "extra 1"});
+        QTest::newRow("GPT4All: .gguf files of the app (macOS, XDG, Flatpak) and the bindings' cache") << int(K::gpt4All)
             << texts({".cache/gpt4all/Llama.Q4_0.GGUF", ".cache/gpt4all/model.bin", ".cache/gpt4all/.hidden/x.gguf",
-                      "Library/Application Support/nomic.ai/GPT4All/first.gguf", ".local/share/nomic.ai/GPT4All/xdg.gguf",
+                      "Library/Application Support/nomic.ai/GPT4All/first.gguf", "xdg/nomic.ai/GPT4All/xdg.gguf",
                       ".var/app/io.gpt4all.gpt4all/data/nomic.ai/GPT4All/flatpak.gguf"})
-            << texts({"first", "Llama.Q4_0", "xdg", "flatpak"});
-        QTest::newRow("Draw Things: checkpoints and safetensors")
-            << int(K::drawThings) << xdg
+            << texts({"first 1", "Llama.Q4_0 1", "xdg 1", "flatpak 1"});
+        QTest::newRow("Draw Things: checkpoints and safetensors") << int(K::drawThings)
             << texts({"Library/Containers/com.liuliu.draw-things/Data/Documents/Models/sd_v1.5.ckpt",
                       "Library/Containers/com.liuliu.draw-things/Data/Documents/Models/flux.SAFETENSORS",
                       "Library/Containers/com.liuliu.draw-things/Data/Documents/Models/model.gguf"})
-            << texts({"flux", "sd_v1.5"});
+            << texts({"flux 1", "sd_v1.5 1"});
     }
 
     void everyApplicationIsFoundInItsFoldersWithItsLayout()
     {
         QFETCH(int, kind);
-        QFETCH(QString, dataHome);
         QFETCH(QStringList, files);
         QFETCH(QStringList, expected);
         TempHome home;
-        qputenv("XDG_DATA_HOME", QFile::encodeName(home.filePath(dataHome)));
+        qputenv("XDG_DATA_HOME", QFile::encodeName(home.filePath(QStringLiteral("xdg"))));
         const OllamaScanner noStores{QList<OllamaStore>()};
         const SourceScanner scanner(*ModelSourceDefinition::find(SourceTool::Kind(kind)), noStores);
         QVERIFY(scanner.scan().isEmpty());
         for (const QString &file : files)
             home.writeFile(file, 1);
-        const QList<DetectedModel> models = scanner.scan();
-        QCOMPARE(inOrder(models), expected);
-        for (const DetectedModel &model : models)
+        QStringList found;
+        for (const DetectedModel &model : scanner.scan()) {
             QCOMPARE(model.sourceTool, SourceTool(SourceTool::Kind(kind)));
+            found << model.displayName + QLatin1Char(' ') + QString::number(model.sizeBytes);
+        }
+        QCOMPARE(found, expected);
     }
 
-    void folderModelsSumTheirFilesAndTakeTheLatestDate()
+    void sizesAndDatesComeFromTheFiles()
     {
         TempHome home;
-        const QDateTime older(QDate(2020, 1, 1), QTime(0, 0), Qt::UTC);
-        const QDateTime newer(QDate(2023, 1, 1), QTime(0, 0), Qt::UTC);
-        TempHome::setModified(home.writeFile(QStringLiteral("tree/pub/model/a.gguf"), 10), older);
+        const QDateTime older(QDate(2020, 1, 1), QTime(0, 0), Qt::UTC), newer(QDate(2023, 1, 1), QTime(0, 0), Qt::UTC);
+        const QString a = home.writeFile(QStringLiteral("tree/pub/model/a.gguf"), 10);
+        TempHome::setModified(a, older);
         TempHome::setModified(home.writeFile(QStringLiteral("tree/pub/model/sub/b.json"), 5), newer);
         home.makeDir(QStringLiteral("tree/pub/link-only"));
-        makeSymlink(home.filePath(QStringLiteral("tree/pub/model/a.gguf")), home.filePath(QStringLiteral("tree/pub/link-only/a.gguf")));
+        makeSymlink(a, home.filePath(QStringLiteral("tree/pub/link-only/a.gguf")));
+        const auto files = CustomFolderScanner().scan({home.filePath(QStringLiteral("tree"))});
+        QCOMPARE(names(files), QStringList{QStringLiteral("a")});
+        QCOMPARE(files[0].sizeBytes, 10);
+        QCOMPARE(files[0].lastModified, older);
+        // A folder model is as new as its newest file; a folder holding only a link is none.
         const auto tree = ScanRoutines::scanModelTree(home.filePath(QStringLiteral("tree")), SourceTool::Kind::lmStudio);
-        QCOMPARE(inOrder(tree), QStringList{QStringLiteral("model")});
-        QCOMPARE(tree[0].sizeBytes, 15);
-        QCOMPARE(tree[0].filePaths.size(), 2);
+        QCOMPARE(names(tree), QStringList{QStringLiteral("model")});
         QCOMPARE(tree[0].lastModified, newer);
 
         // Grouped by their own folder: a link counts as a file, a subfolder is a model of its own.
-        const QString target = home.filePath(QStringLiteral("tree/pub/model/a.gguf"));
-        makeSymlink(target, home.filePath(QStringLiteral("tree/pub/model/link")));
+        makeSymlink(a, home.filePath(QStringLiteral("tree/pub/model/link")));
         TempHome::setModified(home.filePath(QStringLiteral("tree/pub/model/link")), older);
         const auto grouped = ScanRoutines::scanFilesGroupedByFolder(home.filePath(QStringLiteral("tree")), SourceTool::Kind::jan);
-        QCOMPARE(inOrder(grouped), (QStringList{QStringLiteral("link-only"), QStringLiteral("model"), QStringLiteral("sub")}));
+        QCOMPARE(names(grouped), (QStringList{QStringLiteral("link-only"), QStringLiteral("model"), QStringLiteral("sub")}));
         QCOMPARE(grouped[1].filePaths.size(), 2);
-        QCOMPARE(grouped[1].sizeBytes, 10 + QFile::encodeName(target).size()); // the link's own size
+        QCOMPARE(grouped[1].sizeBytes, 10 + QFile::encodeName(a).size()); // the link's own size
         QCOMPARE(grouped[1].lastModified, older);
-    }
 
-    void aFolderReachedTwiceIsWalkedOnce()
-    {
-        TempHome home;
-        home.writeFile(QStringLiteral(".lmstudio/models/p/m/a.gguf"), 1);
-        home.makeDir(QStringLiteral(".cache/lm-studio"));
-        makeSymlink(home.filePath(QStringLiteral(".lmstudio/models")), home.filePath(QStringLiteral(".cache/lm-studio/models")));
-        const OllamaScanner noStores{QList<OllamaStore>()};
-        QCOMPARE(SourceScanner(*ModelSourceDefinition::find(SourceTool::Kind::lmStudio), noStores).scan().size(), 1);
+        const FileAttributes missing = FileAttributes::read(home.filePath(QStringLiteral("nothing")));
+        QVERIFY(missing.size == 0 && isDistantPast(missing.modified));
     }
 };
 
