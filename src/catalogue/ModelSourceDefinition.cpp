@@ -3,54 +3,111 @@
 namespace {
 QString s(const char16_t *text) { return QString::fromUtf16(text); }
 
+using Base = ModelFolder::Base;
+using Role = ModelFolder::Role;
+
 QList<ModelSourceDefinition> makeDefinitions()
 {
     using K = SourceTool::Kind;
-    const QString gpt4AllMaker = s(SourceFolders::gpt4AllMaker);
+    const QString gpt4All = s(SourceFolders::gpt4AllMaker) + s(u"/GPT4All");
     QList<ModelSourceDefinition> list;
 
-    list.append({K::ollama, s(u"Ollama"),
-                 {s(u"~/.ollama/models/"), s(u"/usr/share/ollama/.ollama/models/")},
-                 {s(u"Ollama.app")}, {s(u"com.electron.ollama")},
-                 {{s(u"ollama")}, {}, {}, {}, {s(u"ollama")}, {}}});
+    list.append({.tool = K::ollama,
+                 .displayName = s(u"Ollama"),
+                 .layout = ModelLayout::ollamaManifests,
+                 .folders = {{Base::home, s(u".ollama/models"), Role::linuxDefault},
+                             {Base::absolute, s(u"/usr/share/ollama/.ollama/models"), Role::linux}},
+                 .storesFromOllamaLocator = true,
+                 .appBundleNames = {s(u"Ollama.app")},
+                 .appBundleIdentifiers = {s(u"com.electron.ollama")},
+                 .linuxMarkers = {.executables = {s(u"ollama")}, .snapNames = {s(u"ollama")}}});
 
-    list.append({K::lmStudio, s(u"LM Studio"),
-                 {s(u"~/.lmstudio/models/"), s(u"~/.cache/lm-studio/models/")},
-                 {s(u"LM Studio.app"), s(u"Bionic.app")},
-                 {s(u"ai.elementlabs.lmstudio"), s(u"ai.elementlabs.bionic")},
-                 {{s(u"lm-studio"), s(u"lmstudio")},
-                  {s(u"LM-Studio*.AppImage"), s(u"LM_Studio*.AppImage"), s(u"LM Studio*.AppImage"),
-                   s(u"LMStudio*.AppImage")},
-                  {s(u"lm-studio.desktop"), s(u"lmstudio.desktop"), s(u"LM Studio.desktop")},
-                  {}, {}, {s(u".lmstudio/bin/lms")}}});
+    list.append({.tool = K::lmStudio,
+                 .displayName = s(u"LM Studio"),
+                 .layout = ModelLayout::publisherModelFolders,
+                 .folders = {{Base::home, s(u".lmstudio/models"), Role::linuxDefault},
+                             {Base::home, s(u".cache/lm-studio/models"), Role::linux}}, // older releases
+                 .appBundleNames = {s(u"LM Studio.app"), s(u"Bionic.app")},
+                 .appBundleIdentifiers = {s(u"ai.elementlabs.lmstudio"), s(u"ai.elementlabs.bionic")},
+                 .linuxMarkers = {.executables = {s(u"lm-studio"), s(u"lmstudio")},
+                                  .appImagePatterns = {s(u"LM-Studio*.AppImage"), s(u"LM_Studio*.AppImage"),
+                                                       s(u"LM Studio*.AppImage"), s(u"LMStudio*.AppImage")},
+                                  .desktopEntries = {s(u"lm-studio.desktop"), s(u"lmstudio.desktop"),
+                                                     s(u"LM Studio.desktop")},
+                                  .homeExecutables = {s(u".lmstudio/bin/lms")}}});
 
-    list.append({K::omlx, s(u"oMLX"), {s(u"~/.omlx/models/")}, {s(u"oMLX.app")}, {s(u"app.omlx")},
-                 {{s(u"omlx")}, {}, {}, {}, {}, {}}});
+    list.append({.tool = K::omlx,
+                 .displayName = s(u"oMLX"),
+                 .layout = ModelLayout::publisherModelFolders,
+                 .folders = {{Base::home, s(u".omlx/models"), Role::linuxDefault}},
+                 .appBundleNames = {s(u"oMLX.app")},
+                 .appBundleIdentifiers = {s(u"app.omlx")},
+                 .linuxMarkers = {.executables = {s(u"omlx")}}});
 
-    list.append({K::jan, s(u"Jan"),
-                 {s(u"~/Library/Application Support/Jan/data/llamacpp/models/"),
-                  s(u"~/Library/Application Support/Jan/data/mlx/models/"),
-                  s(u"~/.local/share/Jan/data/llamacpp/models/"),
-                  s(u"~/.local/share/Jan/data/mlx/models/")},
-                 {s(u"Jan.app")}, {},
-                 {{s(u"jan"), s(u"Jan"), s(u"Jan-Desktop")}, {s(u"jan*.AppImage"), s(u"Jan*.AppImage")},
-                  {s(u"jan.desktop"), s(u"Jan.desktop")}, {s(u"ai.jan.Jan")}, {s(u"jan")}, {}}});
+    list.append({.tool = K::jan,
+                 .displayName = s(u"Jan"),
+                 .layout = ModelLayout::folderPerModel,
+                 .folders = {{Base::home, s(u"Library/Application Support/Jan/data/llamacpp/models"), Role::macOS},
+                             {Base::home, s(u"Library/Application Support/Jan/data/mlx/models"), Role::macOS},
+                             {Base::xdgData, s(u"Jan/data/llamacpp/models"), Role::linuxDefault},
+                             {Base::xdgData, s(u"Jan/data/mlx/models"), Role::linux}},
+                 .appBundleNames = {s(u"Jan.app")},
+                 .linuxMarkers = {.executables = {s(u"jan"), s(u"Jan"), s(u"Jan-Desktop")},
+                                  .appImagePatterns = {s(u"jan*.AppImage"), s(u"Jan*.AppImage")},
+                                  .desktopEntries = {s(u"jan.desktop"), s(u"Jan.desktop")},
+                                  .flatpakIds = {s(u"ai.jan.Jan")},
+                                  .snapNames = {s(u"jan")}}});
 
-    list.append({K::gpt4All, s(u"GPT4All"),
-                 {s(u"~/Library/Application Support/") + gpt4AllMaker + s(u"/GPT4All/"),
-                  s(u"~/.cache/gpt4all/"), s(u"~/.local/share/") + gpt4AllMaker + s(u"/GPT4All/"),
-                  s(u"~/.var/app/io.gpt4all.gpt4all/data/") + gpt4AllMaker + s(u"/GPT4All/")},
-                 {s(u"GPT4All.app")}, {},
-                 {{s(u"gpt4all")}, {s(u"gpt4all*.AppImage"), s(u"GPT4All*.AppImage")},
-                  {s(u"GPT4All.desktop"), s(u"gpt4all.desktop"), s(u"io.gpt4all.gpt4all.desktop")},
-                  {s(u"io.gpt4all.gpt4all")}, {s(u"gpt4all")}, {s(u"gpt4all/bin/chat")}}});
+    list.append({.tool = K::gpt4All,
+                 .displayName = s(u"GPT4All"),
+                 .layout = ModelLayout::filePerModel,
+                 .extensions = {s(u"gguf")},
+                 .folders = {{Base::home, s(u"Library/Application Support/") + gpt4All, Role::macOS},
+                             {Base::home, s(u".cache/gpt4all"), Role::linux}, // the Python bindings
+                             {Base::xdgData, gpt4All, Role::linuxDefault},
+                             {Base::home, s(u".var/app/io.gpt4all.gpt4all/data/") + gpt4All, Role::linux}},
+                 .appBundleNames = {s(u"GPT4All.app")},
+                 .linuxMarkers = {.executables = {s(u"gpt4all")},
+                                  .appImagePatterns = {s(u"gpt4all*.AppImage"), s(u"GPT4All*.AppImage")},
+                                  .desktopEntries = {s(u"GPT4All.desktop"), s(u"gpt4all.desktop"),
+                                                     s(u"io.gpt4all.gpt4all.desktop")},
+                                  .flatpakIds = {s(u"io.gpt4all.gpt4all")},
+                                  .snapNames = {s(u"gpt4all")},
+                                  .homeExecutables = {s(u"gpt4all/bin/chat")}}});
 
-    list.append({K::drawThings, s(u"Draw Things"),
-                 {s(u"~/Library/Containers/com.liuliu.draw-things/Data/Documents/Models/")},
-                 {s(u"Draw Things.app")}, {s(u"com.liuliu.draw-things")}, {}});
+    list.append({.tool = K::drawThings,
+                 .displayName = s(u"Draw Things"),
+                 .layout = ModelLayout::filePerModel,
+                 .extensions = {s(u"ckpt"), s(u"safetensors")},
+                 .folders = {{Base::home, s(u"Library/Containers/com.liuliu.draw-things/Data/Documents/Models"),
+                              Role::macOS}},
+                 .appBundleNames = {s(u"Draw Things.app")},
+                 .appBundleIdentifiers = {s(u"com.liuliu.draw-things")}});
     return list;
 }
 } // namespace
+
+QStringList ModelSourceDefinition::shownFolders() const
+{
+    QStringList shown;
+    for (const ModelFolder &folder : folders) {
+        if (folder.role != Role::macOS)
+            shown.append(folder.shownPath());
+    }
+    // An application without a Linux release still shows where it would keep models.
+    if (shown.isEmpty() && !folders.isEmpty())
+        shown.append(folders.first().shownPath());
+    return shown;
+}
+
+QString ModelSourceDefinition::defaultFolder() const
+{
+    for (const ModelFolder &folder : folders) {
+        if (folder.role == Role::linuxDefault)
+            return folder.path();
+    }
+    return folders.isEmpty() ? QString() : folders.first().path();
+}
 
 const QList<ModelSourceDefinition> &ModelSourceDefinition::all()
 {

@@ -1,29 +1,53 @@
 #pragma once
 
+#include "catalogue/ModelFolder.h"
 #include "catalogue/SourceTool.h"
 
+#include <QList>
 #include <QStringList>
 
 // How a model application shows it is installed on a Linux desktop.
 struct LinuxAppMarkers
 {
-    QStringList executables;       // names looked up on PATH, /usr/bin, /usr/local/bin and /opt/*
-    QStringList appImagePatterns;  // wildcard file names of the application's AppImage
-    QStringList desktopEntries;    // desktop entry file names (for example "jan.desktop")
-    QStringList flatpakIds;        // Flatpak application identifiers
-    QStringList snapNames;         // Snap package names
-    QStringList homeExecutables;   // executables an installer puts below the home folder
+    QStringList executables = {};       // names looked up on PATH, /usr/bin, /usr/local/bin and /opt/*
+    QStringList appImagePatterns = {};  // wildcard file names of the application's AppImage
+    QStringList desktopEntries = {};    // desktop entry file names (for example "jan.desktop")
+    QStringList flatpakIds = {};        // Flatpak application identifiers
+    QStringList snapNames = {};         // Snap package names
+    QStringList homeExecutables = {};   // executables an installer puts below the home folder
 };
 
-// One of the six model applications: where it keeps models and how it is found installed.
+// How an application arranges the models below one of its model folders; each
+// arrangement has one walk, shared by every application that uses it.
+enum class ModelLayout {
+    filePerModel,          // every file with an accepted extension, at any depth, is one model
+    publisherModelFolders, // publisher/model folders: all regular files below a model folder
+    folderPerModel,        // the innermost folder that directly holds files is one model
+    ollamaManifests,       // manifests naming the blobs of Ollama's store
+};
+
+// Everything Stashwell knows about one model application: where it keeps models on
+// every platform, how they are laid out there, and how to tell it is installed.
+// Adding an application is one more entry in the table; fields an entry leaves out
+// are empty.
 struct ModelSourceDefinition
 {
     SourceTool tool;
     QString displayName;
-    QStringList paths; // model folders as shown to the user: "~/" for home, trailing "/"
-    QStringList appBundleNames;
-    QStringList appBundleIdentifiers;
-    LinuxAppMarkers linuxMarkers;
+    ModelLayout layout;
+    QStringList extensions = {};     // lower case; the files that count for filePerModel
+    QList<ModelFolder> folders = {}; // in scan order
+    // The folders come from the Ollama store locator (the user's store, OLLAMA_MODELS,
+    // the system service's); `folders` then only says what to show.
+    bool storesFromOllamaLocator = false;
+    QStringList appBundleNames = {};
+    QStringList appBundleIdentifiers = {};
+    LinuxAppMarkers linuxMarkers = {};
+
+    // The Linux folders in "~/" form, as the preferences list them.
+    QStringList shownFolders() const;
+    // The folder the application uses by default here, as an absolute path.
+    QString defaultFolder() const;
 
     // The six built-in sources, in scan order.
     static const QList<ModelSourceDefinition> &all();

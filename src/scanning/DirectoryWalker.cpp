@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -67,6 +69,30 @@ DIR *openFolder(const QByteArray &path, bool followLink)
         ::close(fd);
     return dir;
 }
+
+struct NamedEntry
+{
+    QByteArray name;
+    EntryType type;
+};
+
+// The non-hidden entries of one open folder in byte order of their names, so every
+// file system hands them on alike (readdir order differs between ext4, tmpfs, ...).
+std::vector<NamedEntry> sortedEntries(DIR *dir)
+{
+    std::vector<NamedEntry> entries;
+    const int dirFd = ::dirfd(dir);
+    while (const dirent *raw = ::readdir(dir)) {
+        if (raw->d_name[0] != '.')
+            entries.push_back({QByteArray(raw->d_name), entryType(dirFd, raw)});
+    }
+    // string_view compares bytes as unsigned char, as memcmp does.
+    std::sort(entries.begin(), entries.end(), [](const NamedEntry &a, const NamedEntry &b) {
+        return std::string_view(a.name.constData(), size_t(a.name.size()))
+            < std::string_view(b.name.constData(), size_t(b.name.size()));
+    });
+    return entries;
+}
 } // namespace
 
 QByteArray DirectoryWalker::Entry::nativePath() const
@@ -108,13 +134,11 @@ bool DirectoryWalker::walk(const QString &root, const Visitor &visit)
         atRoot = false;
         const int dirFd = ::dirfd(dir);
         subfolders.clear();
-        while (const dirent *raw = ::readdir(dir)) {
-            if (raw->d_name[0] == '.')
-                continue;
-            const Entry entry(dirFd, raw->d_name, dirPath, entryType(dirFd, raw));
+        for (const NamedEntry &named : sortedEntries(dir)) {
+            const Entry entry(dirFd, named.name.constData(), dirPath, named.type);
             visit(entry);
             if (entry.type() == EntryType::directory)
-                subfolders.push_back(childPath(dirPath, raw->d_name));
+                subfolders.push_back(childPath(dirPath, named.name.constData()));
         }
         ::closedir(dir);
         // Reversed, so the first subfolder listed is walked first.
@@ -132,10 +156,8 @@ std::optional<QList<DirectoryWalker::ListedEntry>> DirectoryWalker::list(const Q
         return std::nullopt;
     QList<ListedEntry> entries;
     const int dirFd = ::dirfd(dir);
-    while (const dirent *raw = ::readdir(dir)) {
-        if (raw->d_name[0] == '.')
-            continue;
-        const Entry entry(dirFd, raw->d_name, dirPath, entryType(dirFd, raw));
+    for (const NamedEntry &named : sortedEntries(dir)) {
+        const Entry entry(dirFd, named.name.constData(), dirPath, named.type);
         if (const std::optional<QString> path = entry.path())
             entries.append({*path, entry.type()});
     }

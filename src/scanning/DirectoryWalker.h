@@ -10,7 +10,9 @@
 
 // A deep walk below a folder that scanners share. Hidden entries (names starting
 // with ".") are neither reported nor entered; symbolic links are reported but never
-// followed; a subfolder that cannot be read is skipped. The walk keeps its own stack,
+// followed; a subfolder that cannot be read is skipped. Each folder's entries come in
+// byte order of their raw names, whatever order the file system lists them in, so a
+// scan gives the same list on every file system. The walk keeps its own stack,
 // so a tree thousands of levels deep cannot exhaust the call stack, and it looks
 // at nothing but the names and types the folder listing already gives.
 class DirectoryWalker

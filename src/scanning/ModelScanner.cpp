@@ -3,6 +3,8 @@
 #include "catalogue/ModelSourceDefinition.h"
 #include "duplicates/DuplicateDetector.h"
 #include "scanning/DirectoryWalker.h"
+#include "scanning/ScanRoutines.h"
+#include "scanning/SourceScanner.h"
 
 #include <QFile>
 
@@ -14,43 +16,70 @@ ModelScanner::ModelScanner(AppDetectionService appDetection, OllamaScanner ollam
 {
 }
 
-QList<DetectedModel> ModelScanner::scanAll() const
+ScanResult ModelScanner::scan() const
 {
-    using K = SourceTool::Kind;
-    // Every application is scanned before any is looked for, one after another.
-    const QList<std::pair<K, QList<DetectedModel>>> found{
-        {K::ollama, ollamaScanner.scan()},   {K::lmStudio, lmStudioScanner.scan()},
-        {K::omlx, omlxScanner.scan()},       {K::jan, janScanner.scan()},
-        {K::gpt4All, gpt4AllScanner.scan()}, {K::drawThings, drawThingsScanner.scan()},
+    struct Found
+    {
+        const ModelSourceDefinition *definition;
+        QStringList roots;
+        QList<DetectedModel> models;
     };
-
-    QList<DetectedModel> result;
-    for (const auto &[kind, models] : found) {
-        if (models.isEmpty())
-            continue;
-        const ModelSourceDefinition *definition = ModelSourceDefinition::find(kind);
-        const bool installed = definition && appDetectionService.installedAppPath(*definition).has_value();
-        for (DetectedModel model : models) {
-            model.isOrphaned = !installed && !model.filePaths.isEmpty();
-            result.append(model);
-        }
+    // Every application is scanned before any is looked for, one after another.
+    QList<Found> found;
+    for (const ModelSourceDefinition &definition : ModelSourceDefinition::all()) {
+        const SourceScanner scanner(definition, ollamaScanner);
+        const QStringList roots = scanner.roots();
+        found.append({&definition, roots, scanner.scan(roots)});
     }
 
-    result += customFolderScanner.scan(persistenceService.load());
-    DuplicateDetector().markDuplicates(result);
+    ScanResult result;
+    QStringList knownFolders;
+    for (const Found &source : found) {
+        SourceStatus status;
+        status.tool = source.definition->tool;
+        status.displayName = source.definition->displayName;
+        for (const QString &root : source.roots) {
+            if (ScanRoutines::rootExists(root))
+                status.folders.append(root);
+        }
+        if (status.folders.isEmpty())
+            status.folders.append(source.definition->defaultFolder());
+        status.installedAppPath = appDetectionService.installedAppPath(*source.definition);
+        status.iconName = appDetectionService.desktopEntryIconName(*source.definition).value_or(QString());
+        status.modelCount = int(source.models.size());
+        result.sources.append(status);
+
+        const bool installed = status.installedAppPath.has_value();
+        for (DetectedModel model : source.models) {
+            model.isOrphaned = !installed && !model.filePaths.isEmpty();
+            result.models.append(model);
+        }
+        knownFolders += source.roots;
+    }
+
+    result.models += customFolderScanner.scan(persistenceService.load());
+    DuplicateDetector().markDuplicates(result.models);
+    result.unreadableFolders = unreadableAmong(knownFolders);
     return result;
 }
 
 QStringList ModelScanner::knownModelFolders() const
 {
-    return ollamaScanner.roots() + lmStudioScanner.roots() + omlxScanner.roots() + janScanner.roots()
-        + gpt4AllScanner.roots() + drawThingsScanner.roots();
+    QStringList folders;
+    for (const ModelSourceDefinition &definition : ModelSourceDefinition::all())
+        folders += SourceScanner(definition, ollamaScanner).roots();
+    return folders;
 }
 
 QStringList ModelScanner::unreadableModelFolders() const
 {
+    return unreadableAmong(knownModelFolders());
+}
+
+QStringList ModelScanner::unreadableAmong(const QStringList &folders)
+{
     QStringList unreadable;
-    for (const QString &folder : knownModelFolders()) {
+    for (const QString &folder : folders) {
         struct stat info {};
         const QByteArray native = QFile::encodeName(folder);
         if (::stat(native.constData(), &info) != 0) {
@@ -63,23 +92,4 @@ QStringList ModelScanner::unreadableModelFolders() const
             unreadable.append(folder);
     }
     return unreadable;
-}
-
-ScanResult ModelScanner::scan() const
-{
-    ScanResult result;
-    result.models = scanAll();
-    for (const ModelSourceDefinition &definition : ModelSourceDefinition::all()) {
-        SourceStatus status;
-        status.tool = definition.tool;
-        status.displayName = definition.displayName;
-        status.folders = definition.paths;
-        status.installedAppPath = appDetectionService.installedAppPath(definition);
-        status.iconName = appDetectionService.desktopEntryIconName(definition).value_or(QString());
-        status.modelCount = int(std::count_if(result.models.begin(), result.models.end(),
-                                              [&](const DetectedModel &m) { return m.sourceTool == definition.tool; }));
-        result.sources.append(status);
-    }
-    result.unreadableFolders = unreadableModelFolders();
-    return result;
 }

@@ -3,11 +3,6 @@
 #include "catalogue/DetectedModel.h"
 #include "scanning/AppDetectionService.h"
 #include "scanning/CustomFolderScanner.h"
-#include "scanning/DrawThingsScanner.h"
-#include "scanning/GPT4AllScanner.h"
-#include "scanning/JanScanner.h"
-#include "scanning/LMStudioScanner.h"
-#include "scanning/OMLXScanner.h"
 #include "scanning/OllamaScanner.h"
 #include "scanning/ScanResult.h"
 #include "preferences/PersistenceService.h"
@@ -21,10 +16,10 @@ public:
     explicit ModelScanner(AppDetectionService appDetection = AppDetectionService(),
                           OllamaScanner ollama = OllamaScanner());
 
-    QList<DetectedModel> scanAll() const;
-    // The models together with what the scan learned about each source; app detection
-    // runs here, once per scan, on the scan's own thread.
+    // The models together with what the scan learned about each source. The built-in
+    // applications are scanned in table order, each looked for once, after all scans.
     ScanResult scan() const;
+    QList<DetectedModel> scanAll() const { return scan().models; }
 
     // False when a model folder Stashwell knows exists but cannot be read, so the
     // scan is limited (for example the system Ollama service's store).
@@ -34,13 +29,9 @@ public:
     QStringList knownModelFolders() const;
 
 private:
+    static QStringList unreadableAmong(const QStringList &folders);
 
     OllamaScanner ollamaScanner;
-    LMStudioScanner lmStudioScanner;
-    OMLXScanner omlxScanner;
-    JanScanner janScanner;
-    GPT4AllScanner gpt4AllScanner;
-    DrawThingsScanner drawThingsScanner;
     CustomFolderScanner customFolderScanner;
     AppDetectionService appDetectionService;
     PersistenceService persistenceService;

@@ -35,19 +35,20 @@ QList<DetectedModel> OllamaScanner::scan() const
 {
     QList<DetectedModel> models;
     for (const QString &folder : roots())
-        scanStore(OllamaStore{folder}, models);
+        models += scanStore(OllamaStore{folder});
     return models;
 }
 
-void OllamaScanner::scanStore(const OllamaStore &store, QList<DetectedModel> &models)
+QList<DetectedModel> OllamaScanner::scanStore(const OllamaStore &store)
 {
+    QList<DetectedModel> models;
     const QString registry = store.registryDir();
     const QString blobs = store.blobsDir() + QLatin1Char('/');
     // The reference counts never follow a link inside the manifests tree; a registry
     // folder reached through one would hold manifests the counts cannot see, and
     // deleting its models could then free blobs those manifests still need.
     if (QFileInfo(registry).isSymLink())
-        return;
+        return models;
     DirectoryWalker::walk(registry, [&](const DirectoryWalker::Entry &entry) {
         if (entry.type() != DirectoryWalker::EntryType::regular)
             return;
@@ -69,4 +70,5 @@ void OllamaScanner::scanStore(const OllamaStore &store, QList<DetectedModel> &mo
         models.append(DetectedModel::create(*name, SourceTool::Kind::ollama, files, manifest->manifestSize(),
                                             entry.attributes().modified));
     });
+    return models;
 }

@@ -19,11 +19,13 @@ public:
     // manifests in walk order.
     QList<DetectedModel> scan() const;
 
-    // The model folders of the stores, for the check that a store exists but is closed.
+    // The model folders of the stores, each real folder once.
     QStringList roots() const;
 
+    // The models of one store, its manifests in walk order.
+    static QList<DetectedModel> scanStore(const OllamaStore &store);
+
 private:
-    static void scanStore(const OllamaStore &store, QList<DetectedModel> &models);
 
     QList<OllamaStore> m_stores;
 };

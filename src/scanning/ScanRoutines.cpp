@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 
 namespace ScanRoutines {
 
@@ -118,6 +119,59 @@ std::optional<DetectedModel> makeDirectoryModel(const QString &directory, const 
     DetectedModel model = DetectedModel::create(QFileInfo(directory).fileName(), source, files, total, latest);
     model.problem = problem;
     return model;
+}
+
+namespace {
+struct FolderFiles
+{
+    QString folder;
+    QStringList files;
+    qint64 size = 0;
+    QDateTime latest;
+    QString problem;
+};
+} // namespace
+
+QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceTool &source)
+{
+    QList<FolderFiles> folders;
+    QHash<QByteArray, qsizetype> folderIndex;
+    QByteArray rootPath = QFile::encodeName(root);
+    while (rootPath.size() > 1 && rootPath.endsWith('/'))
+        rootPath.chop(1);
+    DirectoryWalker::walk(root, [&](const DirectoryWalker::Entry &entry) {
+        // Links, special files and entries of unknown type all count as files here.
+        if (entry.type() == DirectoryWalker::EntryType::directory)
+            return;
+        if (entry.folderNativePath() == rootPath)
+            return;
+        auto found = folderIndex.constFind(entry.folderNativePath());
+        if (found == folderIndex.constEnd()) {
+            found = folderIndex.insert(entry.folderNativePath(), folders.size());
+            folders.append({QString::fromUtf8(entry.folderNativePath()), {}, 0, distantPast(), {}});
+            if (QFile::encodeName(folders.last().folder) != entry.folderNativePath())
+                folders.last().problem = unrepresentableNameProblem(entry.folderNativePath());
+        }
+        FolderFiles &folder = folders[*found];
+        if (const std::optional<QString> path = entry.path())
+            folder.files.append(*path);
+        else if (folder.problem.isEmpty())
+            folder.problem = unrepresentableNameProblem(entry.nativePath()); // moving the rest would split the model
+        // Size and date come from the same single request.
+        const FileAttributes attributes = entry.attributes();
+        folder.size = addSizes(folder.size, attributes.size);
+        if (attributes.modified > folder.latest)
+            folder.latest = attributes.modified;
+    });
+
+    QList<DetectedModel> models;
+    for (const FolderFiles &folder : folders) {
+        DetectedModel model = DetectedModel::create(QFileInfo(folder.folder).fileName(), source,
+                                                    folder.files, folder.size, folder.latest);
+        model.problem = folder.problem;
+        models.append(model);
+    }
+    return models;
 }
 
 QStringList distinctRoots(const QStringList &roots)

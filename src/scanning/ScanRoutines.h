@@ -30,6 +30,11 @@ QList<DetectedModel> scanModelTree(const QString &root, const SourceTool &source
 // One model covering every regular file below directory, or nothing when there is none.
 std::optional<DetectedModel> makeDirectoryModel(const QString &directory, const SourceTool &source);
 
+// One model per folder below root that directly holds non-folder entries (links and
+// special files count too); entries directly in root belong to no model. Folders
+// come in the order the walk first meets them.
+QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceTool &source);
+
 // Roots that lead to the same real folder are walked once: keeps the first of each.
 QStringList distinctRoots(const QStringList &roots);
 

@@ -1,6 +1,8 @@
 #include "catalogue/DetectedModel.h"
 #include "catalogue/ModelSourceDefinition.h"
+#include "support/TempHome.h"
 
+#include <QFile>
 #include <QSet>
 #include <QTest>
 
@@ -50,21 +52,18 @@ private slots:
         QCOMPARE(distantPast().date(), QDate(1, 1, 1));
     }
 
-    void definitionsCoverTheSixApplicationsInScanOrder()
+    void foldersResolveAgainstThisUsersHomeAndDataFolder()
     {
-        const auto &all = ModelSourceDefinition::all();
-        QCOMPARE(all.size(), 6);
-        for (int i = 0; i < all.size(); ++i)
-            QCOMPARE(all[i].tool.kind(), SourceTool::builtInKinds()[i]);
+        TempHome home;
+        qputenv("XDG_DATA_HOME", QFile::encodeName(home.filePath(QStringLiteral("data"))));
+        const ModelSourceDefinition *gpt4All = ModelSourceDefinition::find(SourceTool::Kind::gpt4All);
+        // The macOS folder is scanned but not shown; a folder inside home is shown from "~/".
+        QCOMPARE(gpt4All->shownFolders(),
+                 (QStringList{QStringLiteral("~/.cache/gpt4all/"), QStringLiteral("~/data/nomic.ai/GPT4All/"),
+                              QStringLiteral("~/.var/app/io.gpt4all.gpt4all/data/nomic.ai/GPT4All/")}));
+        QCOMPARE(ModelSourceDefinition::find(SourceTool::Kind::ollama)->shownFolders().last(),
+                 QStringLiteral("/usr/share/ollama/.ollama/models/"));
         QVERIFY(!ModelSourceDefinition::find(SourceTool::custom(QStringLiteral("Ollama"))));
-        const ModelSourceDefinition *jan = ModelSourceDefinition::find(SourceTool::Kind::jan);
-        QVERIFY(jan && jan->appBundleIdentifiers.isEmpty());
-        const ModelSourceDefinition *lmStudio = ModelSourceDefinition::find(SourceTool::Kind::lmStudio);
-        QCOMPARE(lmStudio->appBundleNames, (QStringList{QStringLiteral("LM Studio.app"), QStringLiteral("Bionic.app")}));
-        for (const auto &definition : all) {
-            for (const QString &path : definition.paths)
-                QVERIFY2(path.endsWith(QLatin1Char('/')), qPrintable(path));
-        }
     }
 };
 

@@ -1,11 +1,8 @@
 #include "scanning/CustomFolderScanner.h"
 #include "scanning/DirectoryWalker.h"
-#include "scanning/DrawThingsScanner.h"
-#include "scanning/GPT4AllScanner.h"
-#include "scanning/JanScanner.h"
-#include "scanning/LMStudioScanner.h"
-#include "scanning/OMLXScanner.h"
+#include "scanning/OllamaScanner.h"
 #include "scanning/ScanRoutines.h"
+#include "scanning/SourceScanner.h"
 #include "support/TempHome.h"
 
 #include <QDir>
@@ -24,17 +21,15 @@ QStringList names(const QList<DetectedModel> &models)
     QStringList result;
     for (const DetectedModel &model : models)
         result << model.displayName;
-    result.sort();
     return result;
 }
 
-const DetectedModel *named(const QList<DetectedModel> &models, const QString &name)
+QStringList texts(std::initializer_list<const char *> items)
 {
-    for (const DetectedModel &model : models) {
-        if (model.displayName == name)
-            return &model;
-    }
-    return nullptr;
+    QStringList result;
+    for (const char *item : items)
+        result << QString::fromUtf8(item);
+    return result;
 }
 
 void makeSymlink(const QString &target, const QString &link)
@@ -61,9 +56,8 @@ private slots:
 
         const QString folder = home.filePath(QStringLiteral("M"));
         const auto models = CustomFolderScanner().scan({folder, home.filePath(QStringLiteral("missing"))});
-        QCOMPARE(names(models), (QStringList{QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c"),
-                                             QStringLiteral("llama-3-8b.Q4_K_M"), QStringLiteral("w")}));
-        const DetectedModel *b = named(models, QStringLiteral("b"));
+        QCOMPARE(names(models), texts({"a", "c", "llama-3-8b.Q4_K_M", "w", "b"})); // a folder's files, then its subfolders
+        const DetectedModel *b = &models.last();
         QCOMPARE(b->sizeBytes, 4);
         QCOMPARE(b->filePaths, QStringList{folder + QStringLiteral("/sub/deeper/b.bin")});
         QCOMPARE(b->sourceTool, SourceTool::custom(QStringLiteral("M")));
@@ -112,19 +106,17 @@ private slots:
         QVERIFY(models[0].id != models[2].id);
     }
 
-    void sizeAndDateComeFromTheFile()
+    void modelsComeInByteOrderWhateverOrderTheyWereMadeIn()
     {
         TempHome home;
-        const QString path = home.writeFile(QStringLiteral("M/a.gguf"), 1234);
-        const QDateTime when(QDate(2024, 5, 6), QTime(7, 8, 9), Qt::UTC);
-        TempHome::setModified(path, when);
-        const auto models = CustomFolderScanner().scan({home.filePath(QStringLiteral("M"))});
-        QCOMPARE(models.size(), 1);
-        QCOMPARE(models[0].sizeBytes, 1234);
-        QCOMPARE(models[0].lastModified, when);
-        const FileAttributes missing = FileAttributes::read(home.filePath(QStringLiteral("nothing")));
-        QCOMPARE(missing.size, 0);
-        QVERIFY(isDistantPast(missing.modified));
+        // Neither this order nor its reverse is byte order, and readdir gives either on some file system.
+        for (const QByteArray name : {"b", "\xc3\xa9", "B", "a", "_", "Z", "10", "9"}) {
+            home.writeRawFile("M/" + name + ".gguf", "x");
+            home.writeRawFile("tree/" + name + '/' + name + "/w.gguf", "x");
+        }
+        const QStringList expected = texts({"10", "9", "B", "Z", "_", "a", "b", "\xc3\xa9"});
+        QCOMPARE(names(CustomFolderScanner().scan({home.filePath(QStringLiteral("M"))})), expected);
+        QCOMPARE(names(ScanRoutines::scanModelTree(home.filePath(QStringLiteral("tree")), SourceTool::Kind::omlx)), expected);
     }
 
     void walkSurvivesVeryDeepTrees()
@@ -153,104 +145,90 @@ private slots:
         QCOMPARE(QProcess::execute(QStringLiteral("rm"), {QStringLiteral("-rf"), home.filePath(QStringLiteral("deep"))}), 0);
     }
 
-    void lmStudioAndOmlxTakeModelFoldersTwoLevelsDown()
+    // Each application's folders on every platform, in the definition's order, each
+    // walked the way the application lays out its models; XDG_DATA_HOME is moved.
+    void everyApplicationIsFoundInItsFoldersWithItsLayout_data()
     {
-        TempHome home;
-        QVERIFY(LMStudioScanner().scan().isEmpty());
-        home.makeDir(QStringLiteral(".lmstudio/models"));
-        QVERIFY(LMStudioScanner().scan().isEmpty());
-
-        home.writeFile(QStringLiteral(".lmstudio/models/pub/model/a.gguf"), 10);
-        home.writeFile(QStringLiteral(".lmstudio/models/pub/model/sub/b.json"), 5);
-        home.writeFile(QStringLiteral(".lmstudio/models/pub/c.gguf"), 1);
-        home.writeFile(QStringLiteral(".lmstudio/models/d.gguf"), 1);
-        home.makeDir(QStringLiteral(".lmstudio/models/pub/empty"));
-        home.writeFile(QStringLiteral(".lmstudio/models/pub/hidden-only/.x"), 1);
-        home.makeDir(QStringLiteral(".lmstudio/models/pub/link-only"));
-        makeSymlink(home.filePath(QStringLiteral(".lmstudio/models/pub/model/a.gguf")),
-                    home.filePath(QStringLiteral(".lmstudio/models/pub/link-only/a.gguf")));
-        const QDateTime older(QDate(2020, 1, 1), QTime(0, 0), Qt::UTC);
-        const QDateTime newer(QDate(2023, 1, 1), QTime(0, 0), Qt::UTC);
-        TempHome::setModified(home.filePath(QStringLiteral(".lmstudio/models/pub/model/a.gguf")), older);
-        TempHome::setModified(home.filePath(QStringLiteral(".lmstudio/models/pub/model/sub/b.json")), newer);
-        // Older LM Studio releases on Linux kept models here.
-        home.writeFile(QStringLiteral(".cache/lm-studio/models/old/m2/w.safetensors"), 3);
-
-        const auto models = LMStudioScanner().scan();
-        QCOMPARE(names(models), (QStringList{QStringLiteral("m2"), QStringLiteral("model")}));
-        const DetectedModel *model = named(models, QStringLiteral("model"));
-        QCOMPARE(model->sizeBytes, 15);
-        QCOMPARE(model->filePaths.size(), 2);
-        QCOMPARE(model->lastModified, newer);
-        QCOMPARE(model->sourceTool, SourceTool(SourceTool::Kind::lmStudio));
-
-        home.writeFile(QStringLiteral(".omlx/models/mlx-community/Qwen3-4B-4bit/model.safetensors"), 8);
-        home.writeFile(QStringLiteral(".omlx/models/mlx-community/Qwen3-4B-4bit/config.json"), 2);
-        home.writeFile(QStringLiteral(".omlx/models/mlx-community/stray.bin"), 2);
-        const auto omlx = OMLXScanner().scan();
-        QCOMPARE(names(omlx), QStringList{QStringLiteral("Qwen3-4B-4bit")});
-        QCOMPARE(omlx[0].sizeBytes, 10);
+        QTest::addColumn<int>("kind");
+        QTest::addColumn<QStringList>("files");
+        QTest::addColumn<QStringList>("expected"); // name and size; every file holds one byte
+        using K = SourceTool::Kind;
+        QTest::newRow("LM Studio: publisher/model folders, then the older cache") << int(K::lmStudio)
+            << texts({".lmstudio/models/pub/model/a.gguf", ".lmstudio/models/pub/model/sub/b.json",
+                      ".lmstudio/models/pub/c.gguf", ".lmstudio/models/d.gguf", ".lmstudio/models/pub/hidden-only/.x",
+                      ".cache/lm-studio/models/old/m2/w.safetensors"})
+            << texts({"model 2", "m2 1"});
+        QTest::newRow("oMLX: every file of a model folder") << int(K::omlx)
+            << texts({".omlx/models/mlx-community/Qwen3-4B-4bit/model.safetensors",
+                      ".omlx/models/mlx-community/Qwen3-4B-4bit/config.json", ".omlx/models/mlx-community/stray.bin"})
+            << texts({"Qwen3-4B-4bit 2"});
+        QTest::newRow("Jan: the innermost folder holding files, macOS folders first") << int(K::jan)
+            << texts({"Library/Application Support/Jan/data/mlx/models/qwen/w.safetensors",
+                      "xdg/Jan/data/llamacpp/models/loose.gguf", "xdg/Jan/data/llamacpp/models/qwen/model.gguf",
+                      "xdg/Jan/data/llamacpp/models/qwen/model.yml", "xdg/Jan/data/llamacpp/models/qwen/extra/more.bin",
+                      "xdg/Jan/data/llamacpp/models/a/b/c.gguf", ".local/share/Jan/data/mlx/models/stale/w.gguf"})
+            << texts({"qwen 1", "b 1", "qwen 2", "extra 1"});
+        QTest::newRow("GPT4All: .gguf files of the app (macOS, XDG, Flatpak) and the bindings' cache") << int(K::gpt4All)
+            << texts({".cache/gpt4all/Llama.Q4_0.GGUF", ".cache/gpt4all/model.bin", ".cache/gpt4all/.hidden/x.gguf",
+                      "Library/Application Support/nomic.ai/GPT4All/first.gguf", "xdg/nomic.ai/GPT4All/xdg.gguf",
+                      ".var/app/io.gpt4all.gpt4all/data/nomic.ai/GPT4All/flatpak.gguf"})
+            << texts({"first 1", "Llama.Q4_0 1", "xdg 1", "flatpak 1"});
+        QTest::newRow("Draw Things: checkpoints and safetensors") << int(K::drawThings)
+            << texts({"Library/Containers/com.liuliu.draw-things/Data/Documents/Models/sd_v1.5.ckpt",
+                      "Library/Containers/com.liuliu.draw-things/Data/Documents/Models/flux.SAFETENSORS",
+                      "Library/Containers/com.liuliu.draw-things/Data/Documents/Models/model.gguf"})
+            << texts({"flux 1", "sd_v1.5 1"});
     }
 
-    void janGroupsFilesByTheirOwnFolder()
+    void everyApplicationIsFoundInItsFoldersWithItsLayout()
     {
+        QFETCH(int, kind);
+        QFETCH(QStringList, files);
+        QFETCH(QStringList, expected);
         TempHome home;
-        QVERIFY(JanScanner().scan().isEmpty());
-        const QString root = QStringLiteral(".local/share/Jan/data/llamacpp/models/");
-        home.writeFile(root + QStringLiteral("loose.gguf"), 1);
-        home.writeFile(root + QStringLiteral("qwen/model.gguf"), 10);
-        home.writeFile(root + QStringLiteral("qwen/model.yml"), 2);
-        home.writeFile(root + QStringLiteral("qwen/extra/more.bin"), 4);
-        const QDateTime when(QDate(2031, 2, 2), QTime(2, 2), Qt::UTC);
-        TempHome::setModified(home.writeFile(root + QStringLiteral("a/b/c.gguf"), 3), when);
-        makeSymlink(home.filePath(root + QStringLiteral("qwen/model.gguf")), home.filePath(root + QStringLiteral("a/b/link")));
-        home.makeDir(root + QStringLiteral("only-folders/inner"));
-        // The same folder name under the other store gives a model of its own.
-        home.writeFile(QStringLiteral("Library/Application Support/Jan/data/mlx/models/qwen/w.safetensors"), 6);
-
-        const auto models = JanScanner().scan();
-        QCOMPARE(names(models), (QStringList{QStringLiteral("b"), QStringLiteral("extra"), QStringLiteral("qwen"),
-                                             QStringLiteral("qwen")}));
-        QCOMPARE(models.first().filePaths.first().contains(QStringLiteral("Library/Application Support")), true);
-        const DetectedModel *b = named(models, QStringLiteral("b"));
-        QCOMPARE(b->filePaths.size(), 2); // the link counts as a file here
-        QCOMPARE(b->lastModified, when);
-        for (const DetectedModel &model : models) {
-            if (model.displayName == QLatin1String("qwen") && model.filePaths.size() == 2)
-                QCOMPARE(model.sizeBytes, 12); // extra/ is not added
+        qputenv("XDG_DATA_HOME", QFile::encodeName(home.filePath(QStringLiteral("xdg"))));
+        const OllamaScanner noStores{QList<OllamaStore>()};
+        const SourceScanner scanner(*ModelSourceDefinition::find(SourceTool::Kind(kind)), noStores);
+        QVERIFY(scanner.scan().isEmpty());
+        for (const QString &file : files)
+            home.writeFile(file, 1);
+        QStringList found;
+        for (const DetectedModel &model : scanner.scan()) {
+            QCOMPARE(model.sourceTool, SourceTool(SourceTool::Kind(kind)));
+            found << model.displayName + QLatin1Char(' ') + QString::number(model.sizeBytes);
         }
+        QCOMPARE(found, expected);
     }
 
-    void gpt4AllAndDrawThingsAcceptTheirOwnExtensions()
+    void sizesAndDatesComeFromTheFiles()
     {
         TempHome home;
-        QVERIFY(GPT4AllScanner().scan().isEmpty());
-        home.writeFile(QStringLiteral(".cache/gpt4all/Llama.Q4_0.GGUF"), 2);
-        home.writeFile(QStringLiteral(".cache/gpt4all/model.bin"), 2);
-        home.writeFile(QStringLiteral(".cache/gpt4all/.hidden/x.gguf"), 2);
-        QCOMPARE(names(GPT4AllScanner().scan()), QStringList{QStringLiteral("Llama.Q4_0")});
+        const QDateTime older(QDate(2020, 1, 1), QTime(0, 0), Qt::UTC), newer(QDate(2023, 1, 1), QTime(0, 0), Qt::UTC);
+        const QString a = home.writeFile(QStringLiteral("tree/pub/model/a.gguf"), 10);
+        TempHome::setModified(a, older);
+        TempHome::setModified(home.writeFile(QStringLiteral("tree/pub/model/sub/b.json"), 5), newer);
+        home.makeDir(QStringLiteral("tree/pub/link-only"));
+        makeSymlink(a, home.filePath(QStringLiteral("tree/pub/link-only/a.gguf")));
+        const auto files = CustomFolderScanner().scan({home.filePath(QStringLiteral("tree"))});
+        QCOMPARE(names(files), QStringList{QStringLiteral("a")});
+        QCOMPARE(files[0].sizeBytes, 10);
+        QCOMPARE(files[0].lastModified, older);
+        // A folder model is as new as its newest file; a folder holding only a link is none.
+        const auto tree = ScanRoutines::scanModelTree(home.filePath(QStringLiteral("tree")), SourceTool::Kind::lmStudio);
+        QCOMPARE(names(tree), QStringList{QStringLiteral("model")});
+        QCOMPARE(tree[0].lastModified, newer);
 
-        home.writeFile(QStringLiteral("Library/Application Support/nomic.ai/GPT4All/first.gguf"), 2);
-        home.writeFile(QStringLiteral(".local/share/nomic.ai/GPT4All/xdg.gguf"), 2);
-        home.writeFile(QStringLiteral(".var/app/io.gpt4all.gpt4all/data/nomic.ai/GPT4All/flatpak.gguf"), 2);
-        const auto gpt4All = GPT4AllScanner().scan();
-        QCOMPARE(gpt4All.size(), 4);
-        QCOMPARE(gpt4All.first().displayName, QStringLiteral("first"));
+        // Grouped by their own folder: a link counts as a file, a subfolder is a model of its own.
+        makeSymlink(a, home.filePath(QStringLiteral("tree/pub/model/link")));
+        TempHome::setModified(home.filePath(QStringLiteral("tree/pub/model/link")), older);
+        const auto grouped = ScanRoutines::scanFilesGroupedByFolder(home.filePath(QStringLiteral("tree")), SourceTool::Kind::jan);
+        QCOMPARE(names(grouped), (QStringList{QStringLiteral("link-only"), QStringLiteral("model"), QStringLiteral("sub")}));
+        QCOMPARE(grouped[1].filePaths.size(), 2);
+        QCOMPARE(grouped[1].sizeBytes, 10 + QFile::encodeName(a).size()); // the link's own size
+        QCOMPARE(grouped[1].lastModified, older);
 
-        const QString models = QStringLiteral("Library/Containers/com.liuliu.draw-things/Data/Documents/Models/");
-        home.writeFile(models + QStringLiteral("sd_v1.5.ckpt"), 1);
-        home.writeFile(models + QStringLiteral("flux.SAFETENSORS"), 1);
-        home.writeFile(models + QStringLiteral("model.gguf"), 1);
-        QCOMPARE(names(DrawThingsScanner().scan()), (QStringList{QStringLiteral("flux"), QStringLiteral("sd_v1.5")}));
-    }
-
-    void aStoreReachedTwiceIsWalkedOnce()
-    {
-        TempHome home;
-        home.writeFile(QStringLiteral(".lmstudio/models/p/m/a.gguf"), 1);
-        home.makeDir(QStringLiteral(".cache/lm-studio"));
-        makeSymlink(home.filePath(QStringLiteral(".lmstudio/models")), home.filePath(QStringLiteral(".cache/lm-studio/models")));
-        QCOMPARE(LMStudioScanner().scan().size(), 1);
+        const FileAttributes missing = FileAttributes::read(home.filePath(QStringLiteral("nothing")));
+        QVERIFY(missing.size == 0 && isDistantPast(missing.modified));
     }
 };
 

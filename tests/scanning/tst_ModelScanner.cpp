@@ -45,9 +45,24 @@ private slots:
         // With the application present, even a model whose blobs are missing is no orphan.
         const QString program = home.writeFile(QStringLiteral("bin/ollama"), QByteArray("#!/bin/sh\n"));
         QVERIFY(QFile::setPermissions(program, QFile::permissions(program) | QFile::ExeUser));
-        models = ModelScanner(AppDetectionService(home.appSearchLocations()), ollamaIn(home)).scanAll();
-        QVERIFY(!models[0].isOrphaned);
-        QVERIFY(models[1].isOrphaned);
+        // A folder reached through two of LM Studio's folders is scanned and listed once.
+        home.writeFile(QStringLiteral(".lmstudio/models/p/m/a.gguf"), 1);
+        home.makeDir(QStringLiteral(".cache/lm-studio"));
+        QVERIFY(QFile::link(home.filePath(QStringLiteral(".lmstudio/models")), home.filePath(QStringLiteral(".cache/lm-studio/models"))));
+        const ScanResult result = ModelScanner(AppDetectionService(home.appSearchLocations()), ollamaIn(home)).scan();
+        QCOMPARE(result.models.size(), 3);
+        QVERIFY(!result.models[0].isOrphaned);
+        QVERIFY(result.models[1].isOrphaned && result.models[2].isOrphaned);
+
+        // Each source in scan order with what this machine has of it.
+        QCOMPARE(result.sources.size(), SourceTool::builtInKinds().size());
+        const SourceStatus &ollama = result.sources[0], &lmStudio = result.sources[1], &jan = result.sources[3];
+        QCOMPARE(ollama.installedAppPath, program);
+        QCOMPARE(ollama.folders, QStringList{home.filePath(QStringLiteral(".ollama/models"))});
+        QCOMPARE(lmStudio.folders, QStringList{home.filePath(QStringLiteral(".lmstudio/models"))});
+        QCOMPARE(lmStudio.modelCount, 1);
+        // None of Jan's folders exists: the one it would use stands in.
+        QCOMPARE(jan.folders, QStringList{home.filePath(QStringLiteral(".local/share/Jan/data/llamacpp/models"))});
     }
 
     void customFoldersAreNeverOrphansAndMayRepeatABuiltInFolder()
