@@ -18,15 +18,17 @@ namespace {
 const QString formatName = QStringLiteral("stashwell-digests");
 constexpr int digestLength = 32;
 
-// At most maximumSize + 1 bytes, so an oversized file shows itself; empty when it
-// cannot be read. Opened like every file verification reads: never a FIFO or a link.
+// The whole file, or nothing when it is larger than maximumSize, grew while it was
+// read, or cannot be read. Opened like every file verification reads: never a FIFO
+// or a link.
 QByteArray readCapped(const QString &path)
 {
     auto opened = RegularFile::open(path);
     const RegularFile *file = std::get_if<RegularFile>(&opened);
     if (!file || file->size() > DigestCacheFile::maximumSize)
         return {};
-    QByteArray bytes(DigestCacheFile::maximumSize + 1, Qt::Uninitialized);
+    // One byte more than the size, so a file that grew shows itself by filling it.
+    QByteArray bytes(file->size() + 1, Qt::Uninitialized);
     qsizetype filled = 0;
     while (filled < bytes.size()) {
         const ssize_t count = ::read(file->descriptor(), bytes.data() + filled, size_t(bytes.size() - filled));
@@ -38,8 +40,10 @@ QByteArray readCapped(const QString &path)
             break;
         filled += count;
     }
+    if (filled == bytes.size())
+        return {};
     bytes.truncate(filled);
-    return filled > DigestCacheFile::maximumSize ? QByteArray() : bytes;
+    return bytes;
 }
 
 QJsonObject toJson(const SHACacheKey &key, const QByteArray &digest)

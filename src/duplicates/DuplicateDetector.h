@@ -58,7 +58,9 @@ public:
                                     const std::atomic<bool> *cancelled = nullptr);
     // The same check, with progress in bytes: called once with bytesDone 0 when whole
     // files start to be read, then after each further progressStep bytes and at the end of
-    // every file; not at all when samples or the cache settle the group.
+    // every file; not at all when samples or the cache settle the group. Called on the
+    // thread running the check. (With no progress but a cancel flag, name the type:
+    // a bare {} fits both overloads.)
     VerificationOutcome verifyGroup(const QUuid &groupID, const QList<DetectedModel> &models,
                                     const std::function<void(VerificationProgress)> &byteProgress,
                                     const std::atomic<bool> *cancelled = nullptr);
