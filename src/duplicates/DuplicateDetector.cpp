@@ -4,6 +4,7 @@
 #include <QMutexLocker>
 #include <QSet>
 #include <QRegularExpression>
+#include <QScopeGuard>
 
 #include <sys/stat.h>
 
@@ -140,16 +141,48 @@ std::variant<QStringList, DuplicateHashError> DuplicateDetector::primaryFiles(co
     return primaries;
 }
 
+std::optional<QByteArray> DuplicateDetector::cachedDigest(const SHACacheKey &key)
+{
+    const QMutexLocker locker(&shaCacheMutex);
+    loadLastingCacheLocked();
+    const auto found = shaCache.constFind(key);
+    if (found == shaCache.cend())
+        return std::nullopt;
+    return *found;
+}
+
+void DuplicateDetector::loadLastingCacheLocked()
+{
+    if (lastingCache)
+        return;
+    lastingCache.emplace(DigestCacheFile::defaultPath());
+    const DigestCacheFile::Digests stored = lastingCache->load();
+    for (auto entry = stored.cbegin(); entry != stored.cend(); ++entry)
+        shaCache.insert(entry.key(), entry.value()); // nothing is in memory yet that could be newer
+}
+
+void DuplicateDetector::saveLastingCacheIfChanged()
+{
+    const QMutexLocker saving(&saveMutex);
+    QHash<SHACacheKey, QByteArray> snapshot;
+    {
+        const QMutexLocker locker(&shaCacheMutex);
+        if (!shaCacheChanged || !lastingCache)
+            return;
+        shaCacheChanged = false;
+        snapshot = shaCache;
+    }
+    // Written outside the cache lock: other verifications may go on meanwhile. A save
+    // that fails costs only a re-read in a later run.
+    lastingCache->save(snapshot);
+}
+
 DigestResult DuplicateDetector::cachedHash(const QString &path, const std::atomic<bool> *cancelled,
                                            const FileHasher::Progress &progress)
 {
     const SHACacheKey key = SHACacheKey::forFile(path);
-    {
-        const QMutexLocker locker(&shaCacheMutex);
-        const auto found = shaCache.constFind(key);
-        if (found != shaCache.cend())
-            return *found;
-    }
+    if (std::optional<QByteArray> digest = cachedDigest(key))
+        return *digest;
 
     // Hash without holding the lock: other verifications may use the cache meanwhile.
     DigestResult result = FileHasher::hashFile(path, cancelled, progress);
@@ -158,13 +191,53 @@ DigestResult DuplicateDetector::cachedHash(const QString &path, const std::atomi
     if (const QByteArray *digest = std::get_if<QByteArray>(&result); digest && SHACacheKey::forFile(path) == key) {
         const QMutexLocker locker(&shaCacheMutex);
         shaCache.insert(key, *digest);
+        shaCacheChanged = true;
     }
     return result;
 }
 
+namespace {
+
+// Whether the files' samples already show the difference that their whole digests
+// would show, at the same member. Only a difference settles anything: a sample that
+// cannot be read stops the look, and the whole-file pass then meets the same error
+// after the members before it, and so gives the same outcome as it always has.
+bool samplesDiffer(const QStringList &files, const std::atomic<bool> *cancelled)
+{
+    QByteArray first;
+    for (qsizetype i = 0; i < files.size(); ++i) {
+        const DigestResult sample = FileHasher::sampleDigest(files.at(i), cancelled);
+        const QByteArray *digest = std::get_if<QByteArray>(&sample);
+        if (!digest)
+            return false;
+        if (i == 0)
+            first = *digest;
+        else if (*digest != first)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
 VerificationOutcome DuplicateDetector::verifyGroup(const QUuid &groupID, const QList<DetectedModel> &models,
                                                    const std::function<void(double)> &progress,
                                                    const std::atomic<bool> *cancelled)
+{
+    return verify(groupID, models, progress, {}, cancelled);
+}
+
+VerificationOutcome DuplicateDetector::verifyGroup(const QUuid &groupID, const QList<DetectedModel> &models,
+                                                   const std::function<void(VerificationProgress)> &byteProgress,
+                                                   const std::atomic<bool> *cancelled)
+{
+    return verify(groupID, models, {}, byteProgress, cancelled);
+}
+
+VerificationOutcome DuplicateDetector::verify(const QUuid &groupID, const QList<DetectedModel> &models,
+                                              const std::function<void(double)> &progress,
+                                              const std::function<void(VerificationProgress)> &byteProgress,
+                                              const std::atomic<bool> *cancelled)
 {
     QList<DetectedModel> members;
     for (const DetectedModel &model : models) {
@@ -189,6 +262,25 @@ VerificationOutcome DuplicateDetector::verifyGroup(const QUuid &groupID, const Q
     if (const std::optional<QString> file = sameFileTwice(files))
         return VerificationOutcome::failed(DuplicateHashError::unreadable(*file, sameFileReason()).message());
 
+    qint64 bytesToRead = 0;
+    for (const QString &file : files) {
+        const SHACacheKey key = SHACacheKey::forFile(file);
+        if (!cachedDigest(key))
+            bytesToRead += std::max<qint64>(key.fileSize, 0);
+    }
+    // Samples cost a few reads per file; worth it only when whole files would be read.
+    if (bytesToRead > 0 && samplesDiffer(files, cancelled))
+        return VerificationOutcome::different();
+
+    const auto save = qScopeGuard([this] { saveLastingCacheIfChanged(); });
+    return compareDigests(files, bytesToRead, progress, byteProgress, cancelled);
+}
+
+VerificationOutcome DuplicateDetector::compareDigests(const QStringList &files, qint64 bytesToRead,
+                                                      const std::function<void(double)> &progress,
+                                                      const std::function<void(VerificationProgress)> &byteProgress,
+                                                      const std::atomic<bool> *cancelled)
+{
     // Within a file, reported in steps of a hundredth at most, so a large file does not
     // flood the caller; every finished file is reported.
     const double fileCount = double(files.size());
@@ -199,22 +291,39 @@ VerificationOutcome DuplicateDetector::verifyGroup(const QUuid &groupID, const Q
             progress(fraction);
         }
     };
+    // The same for bytes, in steps of progressStep.
+    qint64 bytesOfEarlierFiles = 0;
+    qint64 bytesReported = 0;
+    const auto reportBytes = [&](qint64 done, bool fileFinished) {
+        if (byteProgress && (done >= bytesReported + progressStep || (fileFinished && done > bytesReported))) {
+            bytesReported = done;
+            // A file that grew while it was read makes the total grow with it.
+            byteProgress({done, std::max(bytesToRead, done)});
+        }
+    };
+    if (byteProgress && bytesToRead > 0)
+        byteProgress({0, bytesToRead});
 
     QByteArray firstDigest;
     for (qsizetype i = 0; i < files.size(); ++i) {
         const QString &file = files.at(i);
+        qint64 hashedOfFile = 0;
         FileHasher::Progress fileProgress;
-        if (progress) {
+        if (progress || byteProgress) {
             const qint64 expected = std::max<qint64>(sizeOnDisk(file), 1);
-            fileProgress = [&report, i, expected, fileCount](qint64 hashed) {
+            fileProgress = [&, i, expected](qint64 hashed) {
+                hashedOfFile = hashed;
                 report((double(i) + std::min(1.0, double(hashed) / double(expected))) / fileCount, false);
+                reportBytes(bytesOfEarlierFiles + hashed, false);
             };
         }
         const DigestResult result = cachedHash(file, cancelled, fileProgress);
         if (const auto *error = std::get_if<DuplicateHashError>(&result))
             return VerificationOutcome::failed(error->message());
         const QByteArray &digest = std::get<QByteArray>(result);
+        bytesOfEarlierFiles += hashedOfFile;
         report(double(i + 1) / fileCount, true);
+        reportBytes(bytesOfEarlierFiles, true);
         if (i == 0)
             firstDigest = digest;
         else if (digest != firstDigest)

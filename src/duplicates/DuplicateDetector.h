@@ -1,10 +1,12 @@
 #pragma once
 
 #include "catalogue/DetectedModel.h"
+#include "duplicates/DigestCacheFile.h"
 #include "duplicates/DuplicateHashError.h"
 #include "duplicates/FileHasher.h"
 #include "duplicates/SHACacheKey.h"
 #include "duplicates/VerificationOutcome.h"
+#include "duplicates/VerificationProgress.h"
 
 #include <QHash>
 #include <QList>
@@ -13,16 +15,21 @@
 #include <QUuid>
 #include <atomic>
 #include <functional>
+#include <optional>
 #include <variant>
 
 // Finds likely duplicates among the models of one scan (same normalised name,
 // nearly the same size; no file is read) and, on request, settles a group by
 // comparing the SHA-256 of every member's largest file.
 //
-// Grouping keeps no state. Verification keeps the digests it computed for the
-// life of the detector, keyed by file, size and modification time, so checking
-// unchanged files again reads nothing. The cache is locked, so overlapping
-// verifications from several threads are safe.
+// Grouping keeps no state. Verification first compares a few samples of every
+// file, so most differing groups are settled without reading gigabytes. It keeps
+// the digests it computed for the life of the detector and in the lasting digest
+// cache (DigestCacheFile), keyed by one version of one file, so checking unchanged
+// files again, in this run or a later one, reads nothing. The lasting cache is read
+// at the first verification and written at the end of each one that learnt a
+// digest. The cache is locked, so overlapping verifications from several threads
+// are safe.
 class DuplicateDetector
 {
 public:
@@ -49,6 +56,15 @@ public:
     VerificationOutcome verifyGroup(const QUuid &groupID, const QList<DetectedModel> &models,
                                     const std::function<void(double)> &progress = {},
                                     const std::atomic<bool> *cancelled = nullptr);
+    // The same check, with progress in bytes: called once with bytesDone 0 when whole
+    // files start to be read, then after each further progressStep bytes and at the end of
+    // every file; not at all when samples or the cache settle the group. Called on the
+    // thread running the check. (With no progress but a cancel flag, name the type:
+    // a bare {} fits both overloads.)
+    VerificationOutcome verifyGroup(const QUuid &groupID, const QList<DetectedModel> &models,
+                                    const std::function<void(VerificationProgress)> &byteProgress,
+                                    const std::atomic<bool> *cancelled = nullptr);
+    static constexpr qint64 progressStep = 1024 * 1024;
 
     // Why a group whose members name one and the same file on disk is not verified.
     static QString sameFileReason();
@@ -57,12 +73,30 @@ public:
     // (ties keep the earlier; a size that cannot be read counts as 0).
     static std::variant<QStringList, DuplicateHashError> primaryFiles(const QList<DetectedModel> &members);
 
-    // The file's digest from the cache when its size and time are unchanged, else
-    // hashed now and remembered. Failures are not remembered.
+    // The file's digest from the cache when the file is unchanged, else hashed now and
+    // remembered. Failures are not remembered.
     DigestResult cachedHash(const QString &path, const std::atomic<bool> *cancelled = nullptr,
                             const FileHasher::Progress &progress = {});
 
 private:
+    VerificationOutcome verify(const QUuid &groupID, const QList<DetectedModel> &models,
+                               const std::function<void(double)> &progress,
+                               const std::function<void(VerificationProgress)> &byteProgress,
+                               const std::atomic<bool> *cancelled);
+    // Whole-file digests in member order, stopping at the first error or difference.
+    VerificationOutcome compareDigests(const QStringList &files, qint64 bytesToRead,
+                                       const std::function<void(double)> &progress,
+                                       const std::function<void(VerificationProgress)> &byteProgress,
+                                       const std::atomic<bool> *cancelled);
+    // The digest remembered for this version of the file; reads the lasting cache first
+    // if this detector has not yet.
+    std::optional<QByteArray> cachedDigest(const SHACacheKey &key);
+    void loadLastingCacheLocked();
+    void saveLastingCacheIfChanged();
+
     QMutex shaCacheMutex;
     QHash<SHACacheKey, QByteArray> shaCache;
+    std::optional<DigestCacheFile> lastingCache; // set at the first verification
+    bool shaCacheChanged = false;                // digests learnt since the last save
+    QMutex saveMutex;                            // one writer of the lasting cache at a time
 };

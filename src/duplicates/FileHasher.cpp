@@ -1,35 +1,120 @@
 #include "duplicates/FileHasher.h"
 
-#include <QFile>
-#include <QScopeGuard>
+#include "duplicates/RegularFile.h"
 
 #include <openssl/evp.h>
 
+#include <array>
+#include <limits>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <memory>
-#include <sys/stat.h>
+#include <optional>
 #include <unistd.h>
 
 namespace {
-
-QString systemReason(int error)
-{
-    char buffer[256];
-    // The GNU strerror_r: thread-safe, returns the text (not necessarily in buffer).
-    return QString::fromLocal8Bit(::strerror_r(error, buffer, sizeof buffer));
-}
-
-DuplicateHashError unreadable(const QString &path, const QString &reason)
-{
-    return DuplicateHashError::unreadable(path, reason);
-}
 
 struct DigestContextFree
 {
     void operator()(EVP_MD_CTX *context) const { EVP_MD_CTX_free(context); }
 };
+
+QString unavailableReason()
+{
+    return QStringLiteral("SHA-256 is not available.");
+}
+
+// One SHA-256 computation over parts of one open file, read a chunk at a time.
+class Sha256Reader
+{
+public:
+    Sha256Reader(const RegularFile &file, const std::atomic<bool> *cancelled, const FileHasher::Progress &progress)
+        : m_file(file), m_cancelled(cancelled), m_progress(progress),
+          m_context(EVP_MD_CTX_new()), m_chunk(std::make_unique_for_overwrite<unsigned char[]>(FileHasher::chunkSize))
+    {
+    }
+
+    // Why hashing cannot start, or nothing.
+    std::optional<QString> start()
+    {
+        if (!m_context || EVP_DigestInit_ex(m_context.get(), EVP_sha256(), nullptr) != 1)
+            return unavailableReason();
+        return std::nullopt;
+    }
+
+    std::optional<QString> feed(const void *bytes, size_t count)
+    {
+        if (EVP_DigestUpdate(m_context.get(), bytes, count) != 1)
+            return unavailableReason();
+        return std::nullopt;
+    }
+
+    // Feeds up to `length` bytes from `offset` (to the end when length < 0); a file
+    // that got shorter meanwhile gives what it has. Returns why reading failed.
+    std::optional<QString> feedRange(qint64 offset, qint64 length)
+    {
+        for (qint64 left = length < 0 ? std::numeric_limits<qint64>::max() : length; left > 0;) {
+            const ssize_t count = ::pread(m_file.descriptor(), m_chunk.get(), size_t(std::min(left, FileHasher::chunkSize)), off_t(offset));
+            if (count < 0) {
+                if (errno == EINTR)
+                    continue;
+                return RegularFile::systemReason(errno);
+            }
+            if (count == 0)
+                break;
+            if (m_cancelled && m_cancelled->load(std::memory_order_relaxed))
+                return FileHasher::cancelledReason();
+            if (auto failure = feed(m_chunk.get(), size_t(count)))
+                return failure;
+            offset += count;
+            left -= count;
+            m_hashed += count;
+            if (m_progress)
+                m_progress(m_hashed);
+        }
+        return std::nullopt;
+    }
+
+    std::variant<QByteArray, QString> finish()
+    {
+        QByteArray digest(EVP_MAX_MD_SIZE, Qt::Uninitialized);
+        unsigned int length = 0;
+        if (EVP_DigestFinal_ex(m_context.get(), reinterpret_cast<unsigned char *>(digest.data()), &length) != 1)
+            return unavailableReason();
+        digest.truncate(int(length));
+        return digest;
+    }
+
+private:
+    const RegularFile &m_file;
+    const std::atomic<bool> *m_cancelled;
+    const FileHasher::Progress &m_progress;
+    std::unique_ptr<EVP_MD_CTX, DigestContextFree> m_context;
+    std::unique_ptr<unsigned char[]> m_chunk;
+    qint64 m_hashed = 0;
+};
+
+// Opens `path` and lets `feedParts` pass parts of it through SHA-256; every error,
+// whether opening, reading or hashing, becomes unreadable with its reason.
+template<typename FeedParts>
+DigestResult digestOf(const QString &path, const std::atomic<bool> *cancelled, const FileHasher::Progress &progress,
+                      FeedParts feedParts)
+{
+    auto opened = RegularFile::open(path);
+    if (auto *error = std::get_if<DuplicateHashError>(&opened))
+        return *error;
+    const RegularFile &file = std::get<RegularFile>(opened);
+    Sha256Reader reader(file, cancelled, progress);
+    std::optional<QString> failure = reader.start();
+    if (!failure)
+        failure = feedParts(file, reader);
+    if (failure)
+        return DuplicateHashError::unreadable(path, *failure);
+    auto digest = reader.finish();
+    if (auto *reason = std::get_if<QString>(&digest))
+        return DuplicateHashError::unreadable(path, *reason);
+    return std::get<QByteArray>(digest);
+}
 
 } // namespace
 
@@ -48,67 +133,31 @@ QString FileHasher::symbolicLinkReason()
     return QStringLiteral("Is a symbolic link, which is not followed, so it cannot be verified.");
 }
 
-DigestResult FileHasher::hashFile(const QString &path, const std::atomic<bool> *cancelled,
-                                  const Progress &progress)
+DigestResult FileHasher::hashFile(const QString &path, const std::atomic<bool> *cancelled, const Progress &progress)
 {
-    const QByteArray nativePath = QFile::encodeName(path);
+    return digestOf(path, cancelled, progress, [](const RegularFile &file, Sha256Reader &reader) {
+        ::posix_fadvise(file.descriptor(), 0, 0, POSIX_FADV_SEQUENTIAL);
+        return reader.feedRange(0, -1);
+    });
+}
 
-    // Look before opening: opening a FIFO for reading would wait for a writer.
-    struct stat info {};
-    if (::lstat(nativePath.constData(), &info) != 0)
-        return unreadable(path, systemReason(errno));
-    if (S_ISLNK(info.st_mode))
-        return unreadable(path, symbolicLinkReason());
-    if (!S_ISREG(info.st_mode))
-        return unreadable(path, notRegularFileReason());
-
-    // The entry may be swapped between the look and the open: O_NONBLOCK keeps a FIFO
-    // from blocking the open, O_NOFOLLOW refuses a link, and fstat checks what was opened.
-    const int fd = ::open(nativePath.constData(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
-    if (fd < 0) {
-        const int error = errno;
-        return unreadable(path, error == ELOOP ? symbolicLinkReason() : systemReason(error));
-    }
-    const auto closeFile = qScopeGuard([fd] { ::close(fd); });
-    if (::fstat(fd, &info) != 0)
-        return unreadable(path, systemReason(errno));
-    if (!S_ISREG(info.st_mode))
-        return unreadable(path, notRegularFileReason());
-    // A regular file is safe to read blocking; some network and FUSE file systems
-    // would otherwise answer EAGAIN.
-    const int flags = ::fcntl(fd, F_GETFL);
-    if (flags != -1)
-        ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
-    ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-
-    const std::unique_ptr<EVP_MD_CTX, DigestContextFree> context(EVP_MD_CTX_new());
-    if (!context || EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr) != 1)
-        return unreadable(path, QStringLiteral("SHA-256 is not available."));
-
-    const auto chunk = std::make_unique_for_overwrite<unsigned char[]>(chunkSize);
-    qint64 hashed = 0;
-    for (;;) {
-        const ssize_t count = ::read(fd, chunk.get(), chunkSize);
-        if (count < 0) {
-            if (errno == EINTR)
+DigestResult FileHasher::sampleDigest(const QString &path, const std::atomic<bool> *cancelled)
+{
+    return digestOf(path, cancelled, {}, [](const RegularFile &file, Sha256Reader &reader) -> std::optional<QString> {
+        // The size goes in first: files of different sizes never share a sample digest.
+        const qint64 size = file.size();
+        if (auto failure = reader.feed(&size, sizeof size))
+            return failure;
+        const qint64 last = std::max<qint64>(0, size - sampleSize);
+        const std::array<qint64, 3> offsets{0, std::min(last, std::max<qint64>(0, size / 2 - sampleSize / 2)), last};
+        qint64 previous = -1;
+        for (const qint64 offset : offsets) {
+            if (offset == previous) // small files: one sample covers them
                 continue;
-            return unreadable(path, systemReason(errno));
+            previous = offset;
+            if (auto failure = reader.feedRange(offset, sampleSize))
+                return failure;
         }
-        if (count == 0)
-            break;
-        if (cancelled && cancelled->load(std::memory_order_relaxed))
-            return unreadable(path, cancelledReason());
-        if (EVP_DigestUpdate(context.get(), chunk.get(), size_t(count)) != 1)
-            return unreadable(path, QStringLiteral("SHA-256 is not available."));
-        hashed += count;
-        if (progress)
-            progress(hashed);
-    }
-
-    QByteArray digest(EVP_MAX_MD_SIZE, Qt::Uninitialized);
-    unsigned int length = 0;
-    if (EVP_DigestFinal_ex(context.get(), reinterpret_cast<unsigned char *>(digest.data()), &length) != 1)
-        return unreadable(path, QStringLiteral("SHA-256 is not available."));
-    digest.truncate(int(length));
-    return digest;
+        return std::nullopt;
+    });
 }

@@ -15,22 +15,27 @@ using DigestResult = std::variant<QByteArray, DuplicateHashError>;
 // size (models of tens of gigabytes are normal), and cancellation is noticed
 // within one chunk.
 //
-// Only regular files are read. A FIFO, socket or device is never opened for
-// hashing (reading it could block forever or never end), and a symbolic link is
-// not followed: "verified" on a link and its own target would invite the user to
-// trash the target and leave the other entry dangling. Both end as unreadable
-// with a reason saying so. Other reasons are the C library's text for the error
-// (strerror_r, in the process's locale), e.g. "No such file or directory".
+// Files are opened through RegularFile: only regular files are read, and a
+// symbolic link is not followed ("verified" on a link and its own target would
+// invite the user to trash the target and leave the other entry dangling). Both
+// end as unreadable with a reason saying so. Other reasons are the C library's
+// text for the error, e.g. "No such file or directory".
 class FileHasher
 {
 public:
     static constexpr qint64 chunkSize = 65536;
+    static constexpr qint64 sampleSize = 65536;
 
     // Called after every chunk with the number of bytes hashed so far.
     using Progress = std::function<void(qint64 bytesHashed)>;
 
     static DigestResult hashFile(const QString &path, const std::atomic<bool> *cancelled = nullptr,
                                  const Progress &progress = {});
+
+    // The SHA-256 of the file's size and of sampleSize bytes at its start, middle and
+    // end (less when the file is smaller). Two files whose sample digests differ have
+    // different contents; equal sample digests prove nothing about the rest.
+    static DigestResult sampleDigest(const QString &path, const std::atomic<bool> *cancelled = nullptr);
 
     static QString cancelledReason();
     static QString notRegularFileReason();

@@ -1,0 +1,63 @@
+#include "duplicates/RegularFile.h"
+
+#include "duplicates/FileHasher.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+QString RegularFile::systemReason(int error)
+{
+    char buffer[256];
+    // The GNU strerror_r: thread-safe, returns the text (not necessarily in buffer).
+    return QString::fromLocal8Bit(::strerror_r(error, buffer, sizeof buffer));
+}
+
+std::variant<RegularFile, DuplicateHashError> RegularFile::open(const QString &path)
+{
+    const QByteArray nativePath = QFile::encodeName(path);
+
+    // Look before opening: opening a FIFO for reading would wait for a writer.
+    struct stat info {};
+    if (::lstat(nativePath.constData(), &info) != 0)
+        return DuplicateHashError::unreadable(path, systemReason(errno));
+    if (S_ISLNK(info.st_mode))
+        return DuplicateHashError::unreadable(path, FileHasher::symbolicLinkReason());
+    if (!S_ISREG(info.st_mode))
+        return DuplicateHashError::unreadable(path, FileHasher::notRegularFileReason());
+
+    // The entry may be swapped between the look and the open: O_NONBLOCK keeps a FIFO
+    // from blocking the open, O_NOFOLLOW refuses a link, and fstat checks what was opened.
+    const int descriptor = ::open(nativePath.constData(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
+    if (descriptor < 0) {
+        const int error = errno;
+        return DuplicateHashError::unreadable(path, error == ELOOP ? FileHasher::symbolicLinkReason() : systemReason(error));
+    }
+    RegularFile file(descriptor, 0);
+    if (::fstat(descriptor, &info) != 0)
+        return DuplicateHashError::unreadable(path, systemReason(errno));
+    if (!S_ISREG(info.st_mode))
+        return DuplicateHashError::unreadable(path, FileHasher::notRegularFileReason());
+    file.m_size = qint64(info.st_size);
+    // A regular file is safe to read blocking; some network and FUSE file systems
+    // would otherwise answer EAGAIN.
+    const int flags = ::fcntl(descriptor, F_GETFL);
+    if (flags != -1)
+        ::fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK);
+    return file;
+}
+
+RegularFile::RegularFile(RegularFile &&other) noexcept
+    : m_descriptor(std::exchange(other.m_descriptor, -1)), m_size(other.m_size)
+{
+}
+
+RegularFile::~RegularFile()
+{
+    if (m_descriptor >= 0)
+        ::close(m_descriptor);
+}
