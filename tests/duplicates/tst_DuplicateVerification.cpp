@@ -144,23 +144,9 @@ char *toString(const VerificationOutcome &outcome)
 class TestDuplicateVerification : public QObject
 {
     Q_OBJECT
-    // Every test gets its own lasting digest cache, outside its temporary home.
-    std::optional<QTemporaryDir> cacheHome;
-    QByteArray oldCacheHome;
+    // Every test's lasting digest cache lives in its temporary home's XDG_CACHE_HOME.
 
 private slots:
-    void init()
-    {
-        oldCacheHome = qgetenv("XDG_CACHE_HOME");
-        cacheHome.emplace();
-        qputenv("XDG_CACHE_HOME", QFile::encodeName(cacheHome->path()));
-    }
-    void cleanup()
-    {
-        qputenv("XDG_CACHE_HOME", oldCacheHome);
-        cacheHome.reset();
-    }
-
     void digestsAreSha256()
     {
         TempHome home;
@@ -295,7 +281,7 @@ private slots:
         const QString b = home.writeFile(QStringLiteral("models/b.gguf"), content);
         const QString c = home.writeFile(QStringLiteral("models/c.gguf"), content);
         const QUuid group = QUuid::createUuid();
-        const FileTreeSnapshot modelsBefore(home.path());
+        const FileTreeSnapshot modelsBefore(home.filePath(QStringLiteral("models")));
         QCOMPARE(DuplicateDetector().verifyGroup(group, groupOf(group, {a, b, c})), VerificationOutcome::identical());
 
         // A new detector, as in a new run of the program, reads no model file at all.
@@ -305,9 +291,12 @@ private slots:
         QVERIFY2(read < FileHasher::chunkSize, qPrintable(QString::number(read)));
 
         // Written only in Stashwell's cache folder; the model folders are as they were.
-        QCOMPARE(QDir(cacheHome->path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), QStringList{QStringLiteral("Stashwell")});
-        QCOMPARE(QDir(cacheHome->path() + QStringLiteral("/Stashwell")).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("digests.json")});
-        QCOMPARE(FileTreeSnapshot(home.path()).differencesFrom(modelsBefore), QStringList());
+        const QString cacheHome = QString::fromLocal8Bit(qgetenv("XDG_CACHE_HOME"));
+        QCOMPARE(QDir(cacheHome).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), QStringList{QStringLiteral("Stashwell")});
+        QCOMPARE(QDir(cacheHome + QStringLiteral("/Stashwell")).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("digests.json")});
+        QCOMPARE(QDir(home.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+                 (QStringList{QStringLiteral(".cache"), QStringLiteral("models")}));
+        QCOMPARE(FileTreeSnapshot(home.filePath(QStringLiteral("models"))).differencesFrom(modelsBefore), QStringList());
 
         // Entries of files that are gone are dropped at the next save.
         QVERIFY(QFile::remove(c));
