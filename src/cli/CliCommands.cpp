@@ -2,6 +2,7 @@
 
 #include "cli/ScanReport.h"
 #include "cli/TrashSelection.h"
+#include "cli/VerifyProgressLine.h"
 #include "catalogue/ByteCountFormatter.h"
 #include "core/ModelSummary.h"
 
@@ -15,6 +16,16 @@ namespace {
 constexpr int exitSuccess = 0;
 constexpr int exitFailure = 1;
 constexpr int exitUsage = 2;
+// The names of a group's members, in list order: "a, b".
+QString memberNames(const QList<DetectedModel> &models, const QUuid &group)
+{
+    QStringList names;
+    for (const DetectedModel &model : models) {
+        if (model.duplicateGroup == group)
+            names.append(model.displayName + QStringLiteral(" [") + model.sourceTool.description() + QLatin1Char(']'));
+    }
+    return names.join(QStringLiteral(", "));
+}
 } // namespace
 
 QString CliCommands::usage()
@@ -105,9 +116,30 @@ int CliCommands::verify(bool asJson)
         if (model.duplicateGroup && !groups.contains(*model.duplicateGroup))
             groups.append(*model.duplicateGroup);
     }
-    for (const QUuid &group : std::as_const(groups))
-        StashwellCore::applyVerification(found.models, group, m_core.verifyGroup(group, found.models));
+    // Progress only where a person watches: stderr is a terminal.
+    std::optional<VerifyProgressLine> progress;
+    if (::isatty(STDERR_FILENO))
+        progress.emplace(m_err);
+    QStringList notDuplicates;
+    for (qsizetype i = 0; i < groups.size(); ++i) {
+        const QUuid &group = groups[i];
+        if (progress)
+            progress->startGroup(int(i), int(groups.size()));
+        const VerificationOutcome outcome = m_core.verifyGroupInBytes(group, found.models, [&](VerificationProgress done) {
+            if (progress)
+                progress->update(done);
+        });
+        if (outcome.kind == VerificationOutcomeKind::different)
+            notDuplicates.append(memberNames(found.models, group));
+        StashwellCore::applyVerification(found.models, group, outcome);
+    }
+    if (progress)
+        progress->clear();
     print({found.models, found.unreadableFolders}, asJson);
+    // Groups that dissolved, said in words; JSON readers see them as models in no group.
+    QTextStream &notes = asJson ? m_err : m_out;
+    for (const QString &names : std::as_const(notDuplicates))
+        notes << "Not duplicates (their contents differ): " << ScanReport::printable(names) << "\n";
     // A group that could not be verified is something the user asked for that failed.
     const bool anyUnverifiable = std::any_of(found.models.begin(), found.models.end(), [](const DetectedModel &m) {
         return m.duplicateVerificationStatus.state() == DuplicateVerificationStatus::State::unableToVerify;

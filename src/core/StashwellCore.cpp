@@ -39,6 +39,12 @@ VerificationOutcome StashwellCore::verifyGroup(const QUuid &groupID, const QList
     return m_detector->verifyGroup(groupID, models, progress, cancelled);
 }
 
+VerificationOutcome StashwellCore::verifyGroupInBytes(const QUuid &groupID, const QList<DetectedModel> &models,
+                                                      const std::function<void(VerificationProgress)> &progress) const
+{
+    return m_detector->verifyGroup(groupID, models, progress);
+}
+
 void StashwellCore::applyVerification(QList<DetectedModel> &models, const QUuid &groupID,
                                       const VerificationOutcome &outcome)
 {

@@ -4,6 +4,7 @@
 #include "core/CustomFolderList.h"
 #include "deletion/DeletionResult.h"
 #include "duplicates/VerificationOutcome.h"
+#include "duplicates/VerificationProgress.h"
 #include "scanning/AppSearchLocations.h"
 #include "scanning/OllamaStore.h"
 #include "scanning/ScanResult.h"
@@ -46,6 +47,10 @@ public:
     VerificationOutcome verifyGroup(const QUuid &groupID, const QList<DetectedModel> &models,
                                     const std::function<void(double)> &progress = {},
                                     const std::atomic<bool> *cancelled = nullptr) const;
+    // The same, with progress in bytes read (nothing when samples or the digest cache
+    // settle the group), for a display of rate and time left.
+    VerificationOutcome verifyGroupInBytes(const QUuid &groupID, const QList<DetectedModel> &models,
+                                           const std::function<void(VerificationProgress)> &progress) const;
 
     // Writes a group's outcome into the list: verified or unable to verify, or the
     // group dissolved when its members differ.
