@@ -86,12 +86,18 @@ ScrollView {
                                 font.weight: Font.Medium
                                 color: Theme.text
                             }
-                            Label {
-                                Layout.fillWidth: true
-                                text: modelData.path
-                                elide: Text.ElideMiddle
-                                font.pixelSize: Theme.calloutSize
-                                color: Theme.secondaryText
+                            // Every folder the last scan looked in for this source.
+                            Repeater {
+                                model: modelData.folders
+                                Label {
+                                    required property string modelData
+                                    objectName: "sourceFolder"
+                                    Layout.fillWidth: true
+                                    text: modelData
+                                    elide: Text.ElideMiddle
+                                    font.pixelSize: Theme.calloutSize
+                                    color: Theme.secondaryText
+                                }
                             }
                         }
                         Label {

@@ -130,6 +130,9 @@ private slots:
         QObject *emptyCount = ui.find(QStringLiteral("modelCount"), ui.find(QStringLiteral("sourceRow_omlx"), ui.preferences()));
         QObject *oneCount = ui.find(QStringLiteral("modelCount"), ui.find(QStringLiteral("sourceRow_gpt4All"), ui.preferences()));
         QVERIFY(emptyCount->property("color") != oneCount->property("color")); // "Empty" is fainter
+        // Each row names the folders the scan looked in on this machine.
+        QCOMPARE(ui.text(QStringLiteral("sourceFolder"), ui.find(QStringLiteral("sourceRow_gpt4All"), ui.preferences())),
+                 home.filePath(QStringLiteral(".cache/gpt4all")));
         QVERIFY(ui.shown(QStringLiteral("noCustomFolders"), ui.preferences()));
 
         // The folder dialog's answer is stored, scanned and listed.
