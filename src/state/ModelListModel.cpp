@@ -25,6 +25,20 @@ QString folderOf(const ModelSection &section, const QList<DetectedModel> &models
     return byName;
 }
 
+// The orders a section's rows can take besides the scan's own, each a "comes before" test;
+// ties keep the scan order.
+using RowOrder = bool (*)(const DetectedModel &, const DetectedModel &);
+const QHash<QString, RowOrder> &rowOrders()
+{
+    static const QHash<QString, RowOrder> orders{
+        {QStringLiteral("size"), [](const DetectedModel &a, const DetectedModel &b) { return a.sizeBytes > b.sizeBytes; }},
+        {QStringLiteral("name"),
+         [](const DetectedModel &a, const DetectedModel &b) { return a.displayName.localeAwareCompare(b.displayName) < 0; }},
+        {QStringLiteral("date"), [](const DetectedModel &a, const DetectedModel &b) { return a.lastModified > b.lastModified; }},
+    };
+    return orders;
+}
+
 QString badgeName(const DetectedModel &model)
 {
     if (!model.duplicateGroup)
@@ -104,21 +118,67 @@ QVariant ModelListModel::data(const QModelIndex &index, int role) const
 
 void ModelListModel::setModels(const QList<DetectedModel> *models, const QStringList &customFolders)
 {
-    beginResetModel();
     m_models = models;
+    m_customFolders = customFolders;
+    rebuildRows();
+}
+
+void ModelListModel::setFilterText(const QString &text)
+{
+    if (text == m_filterText)
+        return;
+    m_filterText = text;
+    rebuildRows();
+    emit filterTextChanged();
+}
+
+void ModelListModel::setSortOrder(const QString &order)
+{
+    if (order == m_sortOrder || (order != QLatin1String("scan") && !rowOrders().contains(order)))
+        return;
+    m_sortOrder = order;
+    rebuildRows();
+    emit sortOrderChanged();
+}
+
+QList<qsizetype> ModelListModel::shownRows(const QList<qsizetype> &sectionRows) const
+{
+    const QString wanted = m_filterText.trimmed();
+    QList<qsizetype> rows;
+    for (const qsizetype index : sectionRows) {
+        const DetectedModel &model = (*m_models)[index];
+        if (wanted.isEmpty() || model.displayName.contains(wanted, Qt::CaseInsensitive)
+            || model.sourceTool.description().contains(wanted, Qt::CaseInsensitive))
+            rows.append(index);
+    }
+    if (const auto order = rowOrders().constFind(m_sortOrder); order != rowOrders().cend()) {
+        std::stable_sort(rows.begin(), rows.end(),
+                         [&](qsizetype a, qsizetype b) { return (*order)((*m_models)[a], (*m_models)[b]); });
+    }
+    return rows;
+}
+
+void ModelListModel::rebuildRows()
+{
+    beginResetModel();
     m_rows.clear();
-    for (const ModelSection &section : ModelSection::build(*models)) {
+    const QList<ModelSection> sections = m_models ? ModelSection::build(*m_models) : QList<ModelSection>();
+    for (const ModelSection &section : sections) {
+        const QList<qsizetype> shown = shownRows(section.modelRows);
+        if (shown.isEmpty())
+            continue; // a search hides the sections it finds nothing in
         Row header;
         header.isHeader = true;
         header.title = section.title;
-        header.count = section.modelRows.size();
-        header.totalSize = section.totalSize;
+        header.count = shown.size();
+        for (const qsizetype index : shown)
+            header.totalSize = addSizes(header.totalSize, (*m_models)[index].sizeBytes);
         header.warning = section.isOrphans;
         header.source = section.source;
         if (!section.isOrphans && section.source.isCustom())
-            header.folderPath = folderOf(section, *models, customFolders);
+            header.folderPath = folderOf(section, *m_models, m_customFolders);
         m_rows.append(header);
-        for (const qsizetype index : section.modelRows) {
+        for (const qsizetype index : shown) {
             Row row;
             row.modelIndex = index;
             m_rows.append(row);

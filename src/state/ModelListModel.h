@@ -11,6 +11,11 @@
 class ModelListModel : public QAbstractListModel
 {
     Q_OBJECT
+    // Rows whose name or source contains this text (any case); empty shows every row.
+    Q_PROPERTY(QString filterText READ filterText WRITE setFilterText NOTIFY filterTextChanged)
+    // How rows are ordered within each section: "scan" (the scan's own order), "size"
+    // (largest first), "name" or "date" (newest first). Sections keep their order.
+    Q_PROPERTY(QString sortOrder READ sortOrder WRITE setSortOrder NOTIFY sortOrderChanged)
 public:
     enum Role {
         RowKindRole = Qt::UserRole + 1, // "header" or "model"
@@ -48,6 +53,15 @@ public:
 
     static QString modifiedText(const QDateTime &date);
 
+    QString filterText() const { return m_filterText; }
+    void setFilterText(const QString &text);
+    QString sortOrder() const { return m_sortOrder; }
+    void setSortOrder(const QString &order);
+
+signals:
+    void filterTextChanged();
+    void sortOrderChanged();
+
 private:
     struct Row
     {
@@ -61,8 +75,13 @@ private:
         QString folderPath;
     };
     void emitChanged(const QList<int> &roles);
+    void rebuildRows();
+    QList<qsizetype> shownRows(const QList<qsizetype> &sectionRows) const;
 
     QList<Row> m_rows;
     const QList<DetectedModel> *m_models = nullptr;
     const QSet<QUuid> *m_selection = nullptr;
+    QStringList m_customFolders;
+    QString m_filterText;
+    QString m_sortOrder = QStringLiteral("scan");
 };

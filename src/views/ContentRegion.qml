@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Layouts
 import QtQuick.Controls
 
 // The middle of the main window, chosen by the scan state: a card while there is no
@@ -73,8 +74,19 @@ Item {
     }
     Component {
         id: listComponent
-        ModelList {
-            onRemoveFolderRequested: (path) => region.removeFolderRequested(path)
+        ColumnLayout {
+            spacing: 6
+            ListFilterBar {
+                Layout.fillWidth: true
+                Layout.leftMargin: 18
+                Layout.rightMargin: 18
+                Layout.topMargin: 4
+            }
+            ModelList {
+                Layout.fillWidth: true
+                Layout.fillHeight: true
+                onRemoveFolderRequested: (path) => region.removeFolderRequested(path)
+            }
         }
     }
 }
