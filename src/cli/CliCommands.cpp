@@ -16,16 +16,6 @@ namespace {
 constexpr int exitSuccess = 0;
 constexpr int exitFailure = 1;
 constexpr int exitUsage = 2;
-// The names of a group's members, in list order: "a, b".
-QString memberNames(const QList<DetectedModel> &models, const QUuid &group)
-{
-    QStringList names;
-    for (const DetectedModel &model : models) {
-        if (model.duplicateGroup == group)
-            names.append(model.displayName + QStringLiteral(" [") + model.sourceTool.description() + QLatin1Char(']'));
-    }
-    return names.join(QStringLiteral(", "));
-}
 } // namespace
 
 QString CliCommands::usage()
@@ -130,7 +120,7 @@ int CliCommands::verify(bool asJson)
                 progress->update(done);
         });
         if (outcome.kind == VerificationOutcomeKind::different)
-            notDuplicates.append(memberNames(found.models, group));
+            notDuplicates.append(StashwellCore::describeGroup(found.models, group));
         StashwellCore::applyVerification(found.models, group, outcome);
     }
     if (progress)
@@ -224,9 +214,7 @@ int CliCommands::trash(const QStringList &arguments)
         m_out << result.messageText() << "\n";
         printFailures(result);
     } else {
-        m_out << QStringLiteral("%1 model%2 moved to Trash. You can restore files from Trash if needed.\n")
-                     .arg(result.moved)
-                     .arg(result.moved == 1 ? QString() : QStringLiteral("s"));
+        m_out << result.successText() << "\n";
     }
     return result.needsAlert() ? exitFailure : exitSuccess;
 }

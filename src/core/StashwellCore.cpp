@@ -66,6 +66,16 @@ void StashwellCore::applyVerification(QList<DetectedModel> &models, const QUuid 
     }
 }
 
+QString StashwellCore::describeGroup(const QList<DetectedModel> &models, const QUuid &groupID)
+{
+    QStringList names;
+    for (const DetectedModel &model : models) {
+        if (model.duplicateGroup == groupID)
+            names.append(model.displayName + QStringLiteral(" [") + model.sourceTool.description() + QLatin1Char(']'));
+    }
+    return names.join(QStringLiteral(", "));
+}
+
 DeletionResult StashwellCore::planDeletion(const QList<DetectedModel> &models) const
 {
     return ModelDeleter(m_machine.ollamaStores()).plan(models);

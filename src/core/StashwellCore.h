@@ -57,6 +57,9 @@ public:
     static void applyVerification(QList<DetectedModel> &models, const QUuid &groupID,
                                   const VerificationOutcome &outcome);
 
+    // A group's members in list order, each with its source: "phi [GPT4All], phi [Models]".
+    static QString describeGroup(const QList<DetectedModel> &models, const QUuid &groupID);
+
     // What moving these models to the Trash would move and refuse, moving nothing.
     DeletionResult planDeletion(const QList<DetectedModel> &models) const;
     // Moves the models to the Trash: for Ollama only the manifests and the blobs that no

@@ -19,3 +19,10 @@ QString DeletionResult::informativeText() const
         lines << failure.modelName + QStringLiteral(" - ") + failure.reason;
     return lines.join(QLatin1Char('\n'));
 }
+
+QString DeletionResult::successText() const
+{
+    return QStringLiteral("%1 model%2 moved to Trash. You can restore files from Trash if needed.")
+        .arg(moved)
+        .arg(moved == 1 ? QString() : QStringLiteral("s"));
+}

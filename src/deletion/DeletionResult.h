@@ -24,6 +24,8 @@ struct DeletionResult
     bool needsAlert() const { return !failures.isEmpty(); }
     // "No models were moved to Trash", or "2 of 3 models moved to Trash. 1 failed."
     QString messageText() const;
+    // When every model moved: "2 models moved to Trash. You can restore files from Trash if needed."
+    QString successText() const;
     // One line per failure: "name - reason".
     QString informativeText() const;
 };

@@ -285,6 +285,7 @@ void AppViewModel::verifyDuplicateGroups(const QList<QUuid> &groupIDs)
     if (m_verifying || groupIDs.isEmpty())
         return;
     m_verifyQueue = groupIDs;
+    m_differentGroups.clear();
     m_verifyGroupsTotal = int(groupIDs.size());
     m_verifyCancelled = std::make_shared<std::atomic<bool>>(false);
     setVerifyProgress(0);
@@ -296,6 +297,9 @@ void AppViewModel::verifyNextGroup()
 {
     if (m_verifyQueue.isEmpty()) {
         setVerifying(false);
+        // Badges that vanish need a word: these turned out not to be duplicates.
+        if (!m_differentGroups.isEmpty())
+            emit notice(QStringLiteral("Not duplicates, their contents differ: ") + m_differentGroups.join(QStringLiteral("; ")));
         return;
     }
     const QUuid groupID = m_verifyQueue.takeFirst();
@@ -324,6 +328,8 @@ void AppViewModel::verifyNextGroup()
 
 void AppViewModel::applyVerificationOutcome(const QUuid &groupID, const VerificationOutcome &outcome)
 {
+    if (outcome.kind == VerificationOutcomeKind::different)
+        m_differentGroups.append(StashwellCore::describeGroup(m_models, groupID));
     StashwellCore::applyVerification(m_models, groupID, outcome);
     m_modelList.refreshModelRows();
     emit modelsChanged();
@@ -360,5 +366,7 @@ void AppViewModel::deleteSelectedModels()
         emit deletionFinished(result);
         if (result.needsAlert())
             emit deletionAlert(result.messageText(), result.informativeText());
+        else
+            emit notice(result.successText());
     });
 }

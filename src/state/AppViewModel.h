@@ -145,6 +145,8 @@ signals:
     void deletionFinished(const DeletionResult &result);
     // The result alert's texts, only when something could not be moved.
     void deletionAlert(const QString &message, const QString &informativeText);
+    // A short word on what just happened ("2 models moved to Trash."), shown briefly.
+    void notice(const QString &text);
     // A custom folder was refused, or accepted with a warning.
     void customFolderNotice(const QString &message, const QString &informativeText);
 
@@ -180,6 +182,7 @@ private:
 
     quint64 m_scanGeneration = 0;
     QList<QUuid> m_verifyQueue;
+    QStringList m_differentGroups; // groups of this verification whose contents differ
     int m_verifyGroupsTotal = 0;
     std::shared_ptr<std::atomic<bool>> m_verifyCancelled;
     // Last member: it is destroyed first, waiting for its running tasks while the rest

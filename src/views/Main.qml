@@ -120,6 +120,13 @@ ThemedWindow {
         }
     }
 
+    NoticeToast {
+        anchors.horizontalCenter: parent.horizontalCenter
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: 70
+        z: 10
+    }
+
     // "Add Folder...": the scan starts whether or not a folder was chosen.
     FolderDialog {
         id: folderDialog
