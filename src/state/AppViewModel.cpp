@@ -225,6 +225,7 @@ QVariantList AppViewModel::selectedModelSummaries() const
     QVariantList summaries;
     for (const DetectedModel &model : selectedModels()) {
         summaries.append(QVariantMap{{QStringLiteral("name"), model.displayName},
+                                     {QStringLiteral("source"), model.sourceTool.description()},
                                      {QStringLiteral("sizeText"), ByteCountFormatter::format(model.sizeBytes)}});
     }
     return summaries;

@@ -84,7 +84,7 @@ public:
     QList<QUuid> selectedDuplicateGroupIDs() const;
     int selectedCount() const { return int(m_selection.size()); }
     QString selectedTotalSizeText() const;
-    QVariantList selectedModelSummaries() const; // [{ name, sizeText }] for the confirmation
+    QVariantList selectedModelSummaries() const; // [{ name, source, sizeText }] for the confirmation
     bool canVerify() const { return !m_verifying && !selectedDuplicateGroupIDs().isEmpty(); }
 
     bool showDeleteConfirmation() const { return m_showDeleteConfirmation; }

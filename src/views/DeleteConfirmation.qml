@@ -92,6 +92,12 @@ Sheet {
                         color: Theme.text
                     }
                     Label {
+                        objectName: "deleteRowSource"
+                        text: modelData.source
+                        font.pixelSize: Theme.calloutSize
+                        color: Theme.tertiaryText
+                    }
+                    Label {
                         text: modelData.sizeText
                         font.pixelSize: Theme.calloutSize + 1
                         color: Theme.secondaryText
