@@ -51,7 +51,7 @@ Sheet {
             onLinkActivated: (link) => Qt.openUrlExternally(link)
             HoverHandler { cursorShape: Qt.PointingHandCursor }
         }
-        Button {
+        GlassButton {
             objectName: "closeAbout"
             Layout.alignment: Qt.AlignHCenter
             Layout.topMargin: 8

@@ -105,7 +105,7 @@ Sheet {
         }
         RowLayout {
             Item { Layout.fillWidth: true }
-            Button {
+            GlassButton {
                 objectName: "closeAccessHelp"
                 text: "Close"
                 onClicked: sheet.close()

@@ -53,16 +53,16 @@ Sheet {
             Layout.topMargin: 8
             spacing: 8
             Item { Layout.fillWidth: true }
-            Button {
+            GlassButton {
                 objectName: "alertCancel"
                 visible: alert.cancelText !== ""
                 text: alert.cancelText
                 onClicked: alert.cancel()
             }
-            Button {
+            GlassButton {
                 objectName: "alertConfirm"
                 text: alert.confirmText
-                palette.buttonText: alert.destructive ? Theme.red : Theme.text
+                tint: alert.destructive ? Theme.red : Theme.text
                 font.weight: Font.DemiBold
                 onClicked: alert.confirm()
             }

@@ -74,17 +74,24 @@ Item {
     }
     Component {
         id: listComponent
-        ColumnLayout {
-            spacing: 6
+        // Anchors, not a layout: the list has its size as soon as it exists, so its
+        // rows are there the moment the scan's result is shown.
+        Item {
             ListFilterBar {
-                Layout.fillWidth: true
-                Layout.leftMargin: 18
-                Layout.rightMargin: 18
-                Layout.topMargin: 4
+                id: filterBar
+                anchors.top: parent.top
+                anchors.left: parent.left
+                anchors.right: parent.right
+                anchors.topMargin: 4
+                anchors.leftMargin: 18
+                anchors.rightMargin: 18
             }
             ModelList {
-                Layout.fillWidth: true
-                Layout.fillHeight: true
+                anchors.top: filterBar.bottom
+                anchors.topMargin: 6
+                anchors.left: parent.left
+                anchors.right: parent.right
+                anchors.bottom: parent.bottom
                 onRemoveFolderRequested: (path) => region.removeFolderRequested(path)
             }
         }

@@ -117,7 +117,7 @@ Sheet {
         RowLayout {
             spacing: 8
             Item { Layout.fillWidth: true }
-            Button {
+            GlassButton {
                 objectName: "cancelDeleteButton"
                 text: "Cancel"
                 onClicked: sheet.cancel()

@@ -46,14 +46,11 @@ ScrollView {
                 font.pixelSize: Theme.calloutSize
                 color: Theme.secondaryText
             }
-            Button {
+            GlassButton {
                 objectName: "showWelcomeButton"
                 text: "Show Welcome Screen"
-                icon.source: Theme.symbol("sparkles", Theme.text)
-                hoverEnabled: true
-                ToolTip.visible: hovered
-                ToolTip.text: "Re-open the welcome screen"
-                ToolTip.delay: 600
+                symbol: "sparkles"
+                help: "Re-open the welcome screen"
                 onClicked: AppViewModel.showWelcomeScreen = true
             }
         }
@@ -67,14 +64,11 @@ ScrollView {
                 font.pixelSize: Theme.calloutSize
                 color: Theme.secondaryText
             }
-            Button {
+            GlassButton {
                 objectName: "restoreDefaultsButton"
                 text: "Restore to Defaults"
-                icon.source: Theme.symbol("arrow.counterclockwise", Theme.text)
-                hoverEnabled: true
-                ToolTip.visible: hovered
-                ToolTip.text: "Reset appearance and clear custom model folders"
-                ToolTip.delay: 600
+                symbol: "arrow.counterclockwise"
+                help: "Reset appearance and clear custom model folders"
                 onClicked: resetConfirmation.open()
             }
         }

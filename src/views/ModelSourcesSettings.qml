@@ -228,10 +228,10 @@ ScrollView {
         }
         RowLayout {
             spacing: 10
-            Button {
+            GlassButton {
                 objectName: "preferencesAddFolderButton"
                 text: "Add Folder..."
-                icon.source: Theme.symbol("plus", Theme.text)
+                symbol: "plus"
                 onClicked: folderDialog.open()
             }
             BusyIndicator {

@@ -18,16 +18,15 @@ GlassPanel {
     visible: false
     color: Theme.base
     radius: 12
-    implicitWidth: Math.min(label.implicitWidth + 32, parent ? parent.width - 40 : 600)
-    implicitHeight: label.implicitHeight + 18
+    width: Math.min(label.implicitWidth + 32, 640)
+    height: label.height + 18
 
     Label {
         id: label
         objectName: "noticeText"
-        anchors.fill: parent
-        anchors.margins: 9
-        anchors.leftMargin: 16
-        anchors.rightMargin: 16
+        x: 16
+        y: 9
+        width: toast.width - 32
         wrapMode: Text.Wrap
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter
@@ -38,10 +37,6 @@ GlassPanel {
         id: hideTimer
         interval: 6000
         onTriggered: toast.visible = false
-    }
-    MouseArea {
-        anchors.fill: parent
-        onClicked: toast.visible = false
     }
     Connections {
         target: AppViewModel
