@@ -50,7 +50,7 @@ void layOutStores(const TempHome &home)
     writeOllamaModel(home, userStore, QStringLiteral("two"), {"sha256:cfg", "sha256:shared", "sha256:own2"});
     writeOllamaModel(home, userStore, QStringLiteral("pair1"), {"sha256:pcfg", "sha256:pair", "sha256:p1"});
     writeOllamaModel(home, userStore, QStringLiteral("pair2"), {"sha256:pcfg", "sha256:pair", "sha256:p2"});
-    writeOllamaModel(home, userStore, QStringLiteral("evil"), {"sha256:ecfg", "sha256:../../../secret", "sha256:/etc/passwd"});
+    writeOllamaModel(home, userStore, QStringLiteral("evil"), {"sha256:ecfg", "../../../secret", "sha256:../../../secret", "sha256:/etc/passwd"});
     home.writeFile(QStringLiteral("secret"), "not a blob");
     QDir().mkpath(home.filePath(serviceStore));
     QVERIFY(QFile::link(home.filePath(userStore + QStringLiteral("/blobs")), home.filePath(serviceStore + QStringLiteral("/blobs"))));
