@@ -29,9 +29,6 @@ QByteArray manifest(const QList<QByteArray> &layers)
 QProcessEnvironment environmentFor(const TempHome &home)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("HOME"), home.path());
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral(".config")));
-    environment.insert(QStringLiteral("XDG_DATA_HOME"), home.filePath(QStringLiteral(".local/share")));
     environment.insert(QStringLiteral("PATH"), home.filePath(QStringLiteral("bin")) + QStringLiteral(":/usr/bin:/bin"));
     environment.remove(QStringLiteral("OLLAMA_MODELS"));
     return environment;

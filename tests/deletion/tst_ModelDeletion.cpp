@@ -67,14 +67,6 @@ QList<DetectedModel> named(const QList<DetectedModel> &models, const QStringList
     return chosen;
 }
 
-QStringList inHome(const TempHome &home, const QStringList &relative)
-{
-    QStringList paths;
-    for (const QString &path : relative)
-        paths << home.filePath(path);
-    return paths;
-}
-
 QString shown(const DeletionResult &result)
 {
     return result.needsAlert() ? result.messageText() + QLatin1Char('\n') + result.informativeText() : QString();
@@ -155,7 +147,7 @@ private slots:
             alert = alert.arg(QStringLiteral("The Ollama manifests folder holds a link, \u201c%1svc/elsewhere\u201d, that leads outside it, "
                                              "so it is unknown which blobs other models still use.").arg(library));
         }
-        const QStringList expected = inHome(home, QStringList(moved).replaceInStrings(QRegularExpression(QStringLiteral("^")), userStore + QLatin1Char('/')));
+        const QStringList expected = moved.replaceInStrings(QRegularExpression(QStringLiteral("^")), home.filePath(userStore) + u'/');
 
         // The dry run takes the same path and moves nothing.
         const FileTreeSnapshot before(home.path());
