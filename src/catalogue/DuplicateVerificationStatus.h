@@ -16,7 +16,16 @@ public:
         return DuplicateVerificationStatus(State::unableToVerify, reason);
     }
 
+    // Unable to verify because the members are one file with several names.
+    static DuplicateVerificationStatus oneFileOnDisk(const QString &reason)
+    {
+        DuplicateVerificationStatus status(State::unableToVerify, reason);
+        status.m_oneFile = true;
+        return status;
+    }
+
     State state() const { return m_state; }
+    bool isOneFileOnDisk() const { return m_oneFile; }
     // Only meaningful for unableToVerify: the text shown to the user.
     QString reason() const { return m_reason; }
     // "unverified", "verified" or "unableToVerify".
@@ -28,4 +37,5 @@ private:
     DuplicateVerificationStatus(State state, const QString &reason) : m_state(state), m_reason(reason) {}
     State m_state = State::unverified;
     QString m_reason;
+    bool m_oneFile = false;
 };

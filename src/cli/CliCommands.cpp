@@ -22,7 +22,7 @@ QString CliCommands::usage()
 {
     return QStringLiteral("usage: stashwell-cli scan [--json]\n"
                           "       stashwell-cli verify [--json]\n"
-                          "       stashwell-cli trash [--dry-run] [--yes] [--json] (--name NAME [--source KIND] | --path PATH)...\n"
+                          "       stashwell-cli trash [--dry-run] [--yes] [--json] [--all-matching] (--name NAME [--source KIND] | --path PATH)...\n"
                           "       stashwell-cli folders list | add PATH | remove PATH\n");
 }
 
@@ -144,6 +144,19 @@ void CliCommands::printFailures(const DeletionResult &result)
         m_out << ScanReport::printable(failure.modelName + QStringLiteral(" - ") + failure.reason) << "\n";
 }
 
+int CliCommands::ambiguousNames(const QList<TrashSelection::Ambiguity> &ambiguous)
+{
+    for (const TrashSelection::Ambiguity &name : ambiguous) {
+        m_err << "stashwell-cli: trash: " << ScanReport::printable(name.selector) << " matches " << name.matches.size()
+              << " models:\n";
+        for (const DetectedModel &model : name.matches)
+            m_err << "  " << model.sourceTool.key() << "  " << ScanReport::printable(model.filePaths.value(0)) << "\n";
+    }
+    m_err << "Pick one with --source KIND or --path PATH, or add --all-matching to move them all.\n";
+    m_err.flush();
+    return exitUsage;
+}
+
 bool CliCommands::confirm(const QString &question)
 {
     m_out << question << " [y/N] ";
@@ -165,9 +178,12 @@ int CliCommands::trash(const QStringList &arguments)
 
     const QList<DetectedModel> models = m_core.scan().models;
     QStringList unmatched;
-    const QList<QUuid> ids = selection->match(models, &unmatched);
+    QList<TrashSelection::Ambiguity> ambiguous;
+    const QList<QUuid> ids = selection->match(models, &unmatched, &ambiguous);
     if (!unmatched.isEmpty())
         return usageError(QStringLiteral("trash: no model matches %1").arg(unmatched.join(QStringLiteral(", "))));
+    if (!ambiguous.isEmpty())
+        return ambiguousNames(ambiguous);
     QList<DetectedModel> chosen;
     std::copy_if(models.begin(), models.end(), std::back_inserter(chosen),
                  [&](const DetectedModel &model) { return ids.contains(model.id); });
@@ -176,10 +192,15 @@ int CliCommands::trash(const QStringList &arguments)
     if (selection->dryRun) {
         result = m_core.planDeletion(chosen);
     } else {
-        const QString question = QStringLiteral("Move %1 model%2 (%3) to the Trash?")
+        QStringList names;
+        for (const DetectedModel &model : std::as_const(chosen))
+            names << model.displayName + QStringLiteral(" [") + model.sourceTool.description() + QLatin1Char(']');
+        const QString question = QStringLiteral("Move %1 model%2 (%3) to the Trash: %4? The disk gets back %5.")
                                      .arg(chosen.size())
                                      .arg(chosen.size() == 1 ? QString() : QStringLiteral("s"))
-                                     .arg(ByteCountFormatter::format(ModelSummary::totalSize(chosen)));
+                                     .arg(ByteCountFormatter::format(ModelSummary::totalSize(chosen)),
+                                          ScanReport::printable(names.join(QStringLiteral(", "))),
+                                          ByteCountFormatter::format(m_core.spaceFreedBy(chosen)));
         if (!selection->assumeYes && !confirm(question)) {
             m_out << "Nothing was moved.\n";
             return exitSuccess;

@@ -3,6 +3,7 @@
 #include <QStringList>
 #include <QTextStream>
 
+#include "cli/TrashSelection.h"
 #include "core/StashwellCore.h"
 
 struct ScanReport;
@@ -29,6 +30,7 @@ private:
     int trash(const QStringList &arguments);
     int folders(const QStringList &arguments);
     bool confirm(const QString &question);
+    int ambiguousNames(const QList<TrashSelection::Ambiguity> &ambiguous);
     void printFailures(const DeletionResult &result);
     int usageError(const QString &message);
 

@@ -31,6 +31,8 @@ std::optional<TrashSelection> TrashSelection::parse(const QStringList &arguments
             selection.assumeYes = true;
         } else if (argument == QLatin1String("--json")) {
             selection.asJson = true;
+        } else if (argument == QLatin1String("--all-matching")) {
+            selection.allMatching = true;
         } else if (argument == QLatin1String("--name")) {
             selection.m_selectors.append({arguments[++i], std::nullopt, {}});
         } else if (argument == QLatin1String("--path")) {
@@ -61,22 +63,24 @@ std::optional<TrashSelection> TrashSelection::parse(const QStringList &arguments
     return selection;
 }
 
-QList<QUuid> TrashSelection::match(const QList<DetectedModel> &models, QStringList *unmatched) const
+QList<QUuid> TrashSelection::match(const QList<DetectedModel> &models, QStringList *unmatched,
+                                   QList<Ambiguity> *ambiguous) const
 {
     QSet<QUuid> chosen;
     for (const Selector &selector : m_selectors) {
-        bool any = false;
-        for (const DetectedModel &model : models) {
-            const bool matches = selector.path.isEmpty()
+        QList<DetectedModel> matches;
+        std::copy_if(models.begin(), models.end(), std::back_inserter(matches), [&](const DetectedModel &model) {
+            return selector.path.isEmpty()
                 ? model.displayName == selector.name && (!selector.source || model.sourceTool.kind() == *selector.source)
                 : model.filePaths.value(0) == selector.path;
-            if (matches) {
-                chosen.insert(model.id);
-                any = true;
-            }
-        }
-        if (!any)
+        });
+        if (matches.isEmpty())
             unmatched->append(selector.describe());
+        // A name typed once must not move several models the user may not have meant.
+        if (matches.size() > 1 && selector.path.isEmpty() && !allMatching)
+            ambiguous->append({selector.describe(), matches});
+        for (const DetectedModel &model : std::as_const(matches))
+            chosen.insert(model.id);
     }
     QList<QUuid> ordered;
     for (const DetectedModel &model : models) {

@@ -14,13 +14,22 @@ public:
     // sets `error` to a one-line message.
     static std::optional<TrashSelection> parse(const QStringList &arguments, QString *error);
 
+    // A --name that matches several models, and those models, when --all-matching is absent.
+    struct Ambiguity
+    {
+        QString selector;
+        QList<DetectedModel> matches;
+    };
+
     // The identifiers of every matching model, in list order; a selector that matches
-    // nothing is reported in `unmatched`.
-    QList<QUuid> match(const QList<DetectedModel> &models, QStringList *unmatched) const;
+    // nothing is reported in `unmatched`, a name that matches more than one model (unless
+    // all matches were asked for) in `ambiguous`.
+    QList<QUuid> match(const QList<DetectedModel> &models, QStringList *unmatched, QList<Ambiguity> *ambiguous) const;
 
     bool dryRun = false;
     bool assumeYes = false;
     bool asJson = false;
+    bool allMatching = false; // a --name may take every model of that name
 
 private:
     struct Selector

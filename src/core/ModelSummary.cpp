@@ -20,7 +20,8 @@ qint64 reclaimableSize(const QList<DetectedModel> &models)
     for (const DetectedModel &model : models) {
         if (model.isOrphaned)
             reclaimable = addSizes(reclaimable, model.sizeBytes);
-        if (!model.duplicateGroup)
+        // Members known to be one file on disk: removing a name frees nothing.
+        if (!model.duplicateGroup || model.duplicateVerificationStatus.isOneFileOnDisk())
             continue;
         GroupSizes &group = groups[*model.duplicateGroup];
         group.sum = addSizes(group.sum, model.sizeBytes);

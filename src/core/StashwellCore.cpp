@@ -1,5 +1,6 @@
 #include "core/StashwellCore.h"
 
+#include "deletion/FreedSpace.h"
 #include "deletion/ModelDeleter.h"
 #include "duplicates/DuplicateDetector.h"
 #include "scanning/ModelScanner.h"
@@ -56,7 +57,9 @@ void StashwellCore::applyVerification(QList<DetectedModel> &models, const QUuid 
             model.duplicateVerificationStatus = DuplicateVerificationStatus::verified();
             break;
         case VerificationOutcomeKind::failed:
-            model.duplicateVerificationStatus = DuplicateVerificationStatus::unableToVerify(outcome.message);
+            model.duplicateVerificationStatus = outcome.oneFileOnDisk
+                ? DuplicateVerificationStatus::oneFileOnDisk(outcome.message)
+                : DuplicateVerificationStatus::unableToVerify(outcome.message);
             break;
         case VerificationOutcomeKind::different:
             model.duplicateGroup.reset();
@@ -84,6 +87,11 @@ DeletionResult StashwellCore::planDeletion(const QList<DetectedModel> &models) c
 DeletionResult StashwellCore::deleteModels(const QList<DetectedModel> &models) const
 {
     return ModelDeleter(m_machine.ollamaStores()).deleteModels(models);
+}
+
+qint64 StashwellCore::spaceFreedBy(const QList<DetectedModel> &models) const
+{
+    return FreedSpace::of(planDeletion(models).trashedPaths);
 }
 
 CustomFolderList::Change StashwellCore::addCustomFolder(const QString &path) const

@@ -65,6 +65,9 @@ public:
     // Moves the models to the Trash: for Ollama only the manifests and the blobs that no
     // remaining manifest needs. Never deletes anything outright.
     DeletionResult deleteModels(const QList<DetectedModel> &models) const;
+    // The bytes the drive really gets back by deleting these models: Ollama blobs other
+    // models still use and files with hard links outside the selection free nothing.
+    qint64 spaceFreedBy(const QList<DetectedModel> &models) const;
 
     const CustomFolderList &customFolders() const { return m_customFolders; }
     // Adds a custom folder, warning when Stashwell scans it, or part of it, already.

@@ -158,12 +158,20 @@ std::optional<QStringList> BlobReferenceManager::exclusiveBlobs(const QStringLis
                                                                 const QHash<QString, qint64> &counts,
                                                                 QString *error) const
 {
-    QHash<QString, qint64> local;
-    QStringList names;
+    const std::optional<References> references = referencesOf(manifestPaths, error);
+    if (!references)
+        return std::nullopt;
+    return blobsHeldOnlyBy(*references, counts);
+}
+
+std::optional<BlobReferenceManager::References> BlobReferenceManager::referencesOf(const QStringList &manifestPaths,
+                                                                                  QString *error) const
+{
+    References references;
     QStringList seenManifests;
     for (const QString &path : manifestPaths) {
         const QString cleaned = QDir::cleanPath(path);
-        // A manifest from elsewhere is missing from `counts`; its blobs could look unshared.
+        // A manifest from elsewhere is missing from the counts; its blobs could look unshared.
         if (cleaned == m_manifestsDir || !isInsideManifests(cleaned)) {
             setError(error, QStringLiteral("The file \u201c%1\u201d is not an Ollama manifest of the store "
                                            "at \u201c%2\u201d.")
@@ -176,13 +184,17 @@ std::optional<QStringList> BlobReferenceManager::exclusiveBlobs(const QStringLis
         const std::optional<OllamaManifest> manifest = OllamaManifest::read(cleaned, error);
         if (!manifest)
             return std::nullopt;
-        addManifestReferences(*manifest, local, &names);
+        addManifestReferences(*manifest, references.counts, &references.order);
     }
+    return references;
+}
 
+QStringList BlobReferenceManager::blobsHeldOnlyBy(const References &references, const QHash<QString, qint64> &counts) const
+{
     QStringList blobs;
-    for (const QString &name : std::as_const(names)) {
+    for (const QString &name : references.order) {
         const auto global = counts.constFind(name);
-        if (global == counts.cend() || *global != local.value(name))
+        if (global == counts.cend() || *global != references.counts.value(name))
             continue;
         const QString blob = m_blobsDir + QLatin1Char('/') + name;
         if (QFileInfo::exists(blob))

@@ -39,6 +39,18 @@ public:
     std::optional<QStringList> exclusiveBlobs(const QStringList &manifestPaths, const QHash<QString, qint64> &counts,
                                               QString *error = nullptr) const;
 
+    // The references the given manifests hold, by blob file name, with the names in the
+    // order the manifests first name them. The same rules as exclusiveBlobs().
+    struct References
+    {
+        QHash<QString, qint64> counts;
+        QStringList order;
+    };
+    std::optional<References> referencesOf(const QStringList &manifestPaths, QString *error = nullptr) const;
+
+    // The existing blobs among `references` whose every reference in `counts` they hold.
+    QStringList blobsHeldOnlyBy(const References &references, const QHash<QString, qint64> &counts) const;
+
 private:
     QString m_manifestsDir;
     QString m_blobsDir;

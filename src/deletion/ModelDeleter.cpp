@@ -1,24 +1,63 @@
 #include "deletion/ModelDeleter.h"
 
+#include "deletion/BlobLedger.h"
 #include "deletion/BlobReferenceManager.h"
+#include "deletion/StoreLock.h"
 
-#include <QHash>
+#include <QFile>
+
+#include <map>
+#include <memory>
+#include <sys/stat.h>
 
 namespace {
 QString noManifestReason()
 {
     return QStringLiteral("No Ollama manifest file was found.");
 }
-} // namespace
 
-ModelDeleter::ModelDeleter(QList<OllamaStore> ollamaStores, TrashService trash)
-    : m_stores(std::move(ollamaStores)), m_trash(std::move(trash))
+// A blobs folder as the drive knows it: every path that reaches it gives the same key.
+using FolderKey = std::pair<dev_t, ino_t>;
+
+std::optional<FolderKey> keyOf(const QString &folder)
 {
+    struct stat info {};
+    if (::stat(QFile::encodeName(folder).constData(), &info) != 0)
+        return std::nullopt;
+    return FolderKey{info.st_dev, info.st_ino};
 }
 
-std::optional<std::pair<OllamaStore, QStringList>> ModelDeleter::manifestsOf(const DetectedModel &model) const
+// The stores that keep their blobs in one folder, with that folder's ledger and lock.
+struct SharedBlobs
 {
-    for (const OllamaStore &store : m_stores) {
+    QList<OllamaStore> stores;
+    std::optional<FolderKey> key; // none when the blobs folder does not exist
+    std::unique_ptr<StoreLock> lock;
+    std::unique_ptr<BlobLedger> ledger;
+    std::optional<QString> problem; // why none of its models may move
+};
+
+// Groups the stores by blobs folder. std::map keeps the keys in order, so every
+// deletion takes its locks in the same order and two never wait on each other.
+std::map<QString, SharedBlobs> groupByBlobs(const QList<OllamaStore> &stores)
+{
+    std::map<QString, SharedBlobs> groups;
+    for (const OllamaStore &store : stores) {
+        const std::optional<FolderKey> key = keyOf(store.blobsDir());
+        const QString name = key ? QStringLiteral("%1:%2").arg(quint64(key->first), 20, 10, QLatin1Char('0')).arg(quint64(key->second))
+                                 : QStringLiteral("path:") + store.blobsDir();
+        SharedBlobs &group = groups[name];
+        group.key = key;
+        group.stores.append(store);
+    }
+    return groups;
+}
+
+// The store holding a model's manifests and those manifests, or nothing when the model
+// lists no manifest of any known store.
+std::optional<std::pair<OllamaStore, QStringList>> manifestsOf(const QList<OllamaStore> &stores, const DetectedModel &model)
+{
+    for (const OllamaStore &store : stores) {
         const BlobReferenceManager references(store);
         QStringList manifests;
         for (const QString &path : model.filePaths) {
@@ -31,96 +70,94 @@ std::optional<std::pair<OllamaStore, QStringList>> ModelDeleter::manifestsOf(con
     return std::nullopt;
 }
 
-std::variant<QStringList, QString> ModelDeleter::planOllama(const OllamaStore &store, const QStringList &manifests) const
+// Locks and counts a group the first time one of its models comes up.
+void open(SharedBlobs &group)
 {
-    const BlobReferenceManager references(store);
-    QString error;
-    const std::optional<QHash<QString, qint64>> counts = references.referenceCounts(&error);
-    if (!counts)
-        return error;
-    const std::optional<QStringList> blobs = references.exclusiveBlobs(manifests, *counts, &error);
-    if (!blobs)
-        return error;
-    return manifests + *blobs;
+    if (group.ledger || group.problem)
+        return;
+    if (group.key) {
+        group.lock = std::make_unique<StoreLock>(group.key->first, group.key->second);
+        if ((group.problem = group.lock->problem()))
+            return;
+    }
+    group.ledger = std::make_unique<BlobLedger>(group.stores);
+    group.problem = group.ledger->count();
 }
+} // namespace
 
-std::variant<QStringList, QString> ModelDeleter::pathsToMove(const DetectedModel &model) const
+ModelDeleter::ModelDeleter(QList<OllamaStore> ollamaStores, TrashService trash)
+    : m_stores(std::move(ollamaStores)), m_trash(std::move(trash))
 {
-    if (!model.problem.isEmpty())
-        return model.problem;
-    if (model.sourceTool.kind() != SourceTool::Kind::ollama)
-        return model.filePaths;
-    const auto found = manifestsOf(model);
-    if (!found)
-        return noManifestReason();
-    return planOllama(found->first, found->second);
 }
 
 DeletionResult ModelDeleter::deleteModels(const QList<DetectedModel> &models) const
 {
-    DeletionResult result;
-    result.requested = int(models.size());
-    for (const DetectedModel &model : models) {
-        // Planned right before the move: the counts must reflect what earlier models freed.
-        const auto paths = pathsToMove(model);
-        if (const QString *reason = std::get_if<QString>(&paths)) {
-            result.failures.append({model.displayName, *reason});
-            continue;
-        }
-        const QStringList &toMove = std::get<QStringList>(paths);
-        const std::optional<TrashError> error = m_trash.moveToTrash(toMove);
-        for (const QString &path : toMove) {
-            if (error && path == error->path())
-                break;
-            result.trashedPaths << path;
-        }
-        if (error)
-            result.failures.append({model.displayName, error->description()});
-        else
-            ++result.moved;
-    }
-    return result;
+    return run(models, Mode::move);
 }
 
 DeletionResult ModelDeleter::plan(const QList<DetectedModel> &models) const
 {
+    return run(models, Mode::planOnly);
+}
+
+DeletionResult ModelDeleter::run(const QList<DetectedModel> &models, Mode mode) const
+{
     DeletionResult result;
     result.requested = int(models.size());
-    // Ollama models are planned together per store: what they share among themselves
-    // goes too, exactly as deleting them one after another would free it.
-    QList<std::pair<OllamaStore, QList<std::pair<const DetectedModel *, QStringList>>>> stores;
+    std::map<QString, SharedBlobs> groups = groupByBlobs(m_stores);
+
+    // Every group the selection touches is locked and counted before anything moves.
+    QList<std::optional<std::pair<OllamaStore, QStringList>>> manifests;
     for (const DetectedModel &model : models) {
+        const bool ollama = model.problem.isEmpty() && model.sourceTool.kind() == SourceTool::Kind::ollama;
+        manifests.append(ollama ? manifestsOf(m_stores, model) : std::nullopt);
+    }
+    const auto groupOf = [&](const OllamaStore &store) {
+        return std::find_if(groups.begin(), groups.end(), [&](const auto &entry) { return entry.second.stores.contains(store); });
+    };
+    for (const auto &found : std::as_const(manifests)) {
+        if (found)
+            open(groupOf(found->first)->second);
+    }
+
+    for (qsizetype i = 0; i < models.size(); ++i) {
+        const DetectedModel &model = models[i];
         if (!model.problem.isEmpty()) {
             result.failures.append({model.displayName, model.problem});
             continue;
         }
-        if (model.sourceTool.kind() != SourceTool::Kind::ollama) {
-            result.trashedPaths += model.filePaths;
-            ++result.moved;
+        BlobLedger *ledger = nullptr;
+        BlobLedger::Claim claim{model.filePaths, {}};
+        if (model.sourceTool.kind() == SourceTool::Kind::ollama) {
+            const auto &found = manifests[i];
+            if (!found) {
+                result.failures.append({model.displayName, noManifestReason()});
+                continue;
+            }
+            const auto group = groupOf(found->first);
+            if (group->second.problem) {
+                result.failures.append({model.displayName, *group->second.problem});
+                continue;
+            }
+            ledger = group->second.ledger.get();
+            auto claimed = ledger->claim(found->first, found->second);
+            if (const QString *reason = std::get_if<QString>(&claimed)) {
+                result.failures.append({model.displayName, *reason});
+                continue;
+            }
+            claim = std::get<BlobLedger::Claim>(std::move(claimed));
+        }
+        // The dry run checks what it can without touching anything, not even the Trash.
+        const std::optional<TrashError> error =
+            mode == Mode::move ? m_trash.moveToTrash(claim.paths) : m_trash.checkCanMove(claim.paths, false);
+        if (error) {
+            result.failures.append({model.displayName, error->description()});
             continue;
         }
-        const auto found = manifestsOf(model);
-        if (!found) {
-            result.failures.append({model.displayName, noManifestReason()});
-            continue;
-        }
-        auto store = std::find_if(stores.begin(), stores.end(), [&](const auto &entry) { return entry.first == found->first; });
-        if (store == stores.end())
-            store = stores.insert(stores.end(), {found->first, {}});
-        store->second.append({&model, found->second});
-    }
-    for (const auto &[store, members] : stores) {
-        QStringList manifests;
-        for (const auto &member : members)
-            manifests += member.second;
-        const auto paths = planOllama(store, manifests);
-        if (const QString *reason = std::get_if<QString>(&paths)) {
-            for (const auto &member : members)
-                result.failures.append({member.first->displayName, *reason});
-            continue;
-        }
-        result.trashedPaths += std::get<QStringList>(paths);
-        result.moved += int(members.size());
+        if (ledger)
+            ledger->release(claim);
+        result.trashedPaths += claim.paths;
+        ++result.moved;
     }
     return result;
 }

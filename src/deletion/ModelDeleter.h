@@ -6,11 +6,12 @@
 #include "deletion/DeletionResult.h"
 
 #include <optional>
-#include <variant>
 
-// Moves models to the Trash. An Ollama model moves its manifests and only the blobs
-// no other manifest of its store still needs; the reference counts are read afresh
-// for every model, so models deleted earlier in the same run free what they shared.
+// Moves models to the Trash, each model all or nothing. An Ollama model moves its
+// manifests and only the blobs that no other manifest needs, in any store that keeps its
+// blobs in the same real folder. Each such folder is locked and counted once for the
+// whole deletion, and the counts follow the models as they leave, so models deleted
+// earlier in the same run free what they shared with later ones.
 class ModelDeleter
 {
 public:
@@ -18,19 +19,14 @@ public:
 
     DeletionResult deleteModels(const QList<DetectedModel> &models) const;
 
-    // Every file that deleting these models would move, without moving anything.
-    // A model that could not be deleted contributes nothing and is listed in failures.
+    // Every file that deleting these models would move, found the same way, moving
+    // nothing. A model that could not be deleted contributes nothing and is listed in
+    // failures.
     DeletionResult plan(const QList<DetectedModel> &models) const;
 
 private:
-    // The manifests of some Ollama models of one store followed by the blobs only they
-    // need, or the reason nothing of them may be moved.
-    std::variant<QStringList, QString> planOllama(const OllamaStore &store, const QStringList &manifests) const;
-    // The store holding a model's manifests and those manifests, or nothing when the
-    // model lists no manifest of any known store.
-    std::optional<std::pair<OllamaStore, QStringList>> manifestsOf(const DetectedModel &model) const;
-    // What deleting one model moves, or why it cannot be deleted.
-    std::variant<QStringList, QString> pathsToMove(const DetectedModel &model) const;
+    enum class Mode { planOnly, move };
+    DeletionResult run(const QList<DetectedModel> &models, Mode mode) const;
 
     QList<OllamaStore> m_stores;
     TrashService m_trash;

@@ -5,11 +5,16 @@
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
+#include <QRandomGenerator>
+#include <QScopeGuard>
 #include <QStandardPaths>
 
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <ctime>
+#include <dirent.h>
+#include <signal.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -164,22 +169,36 @@ QByteArray entryName(const QByteArray &name, int attempt)
     return base + suffix;
 }
 
-// Writes everything and closes the file. Returns 0 or the errno value.
-int writeAndClose(int fd, const QByteArray &data)
+// Temporary records start with a dot and do not end in ".trashinfo": every trash tool
+// passes over them.
+QByteArray temporaryRecordPrefix()
 {
+    return QByteArrayLiteral(".stashwell-");
+}
+// A temporary record lives for the moment between its writing and its linking.
+constexpr time_t staleAfterSeconds = 60;
+
+// Writes a record under its temporary name and flushes it to the drive, so the name it is
+// linked to never shows less than the whole record. Returns 0 or the errno value.
+int writeDraft(const QByteArray &path, const QByteArray &data)
+{
+    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (fd < 0)
+        return errno;
     int error = 0;
-    for (qsizetype done = 0; done < data.size();) {
+    for (qsizetype done = 0; done < data.size() && error == 0;) {
         const ssize_t written = ::write(fd, data.constData() + done, size_t(data.size() - done));
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written < 0) {
+        if (written >= 0)
+            done += written;
+        else if (errno != EINTR)
             error = errno;
-            break;
-        }
-        done += written;
     }
+    if (error == 0 && ::fsync(fd) != 0)
+        error = errno;
     if (::close(fd) != 0 && error == 0)
         error = errno;
+    if (error != 0)
+        ::unlink(path.constData());
     return error;
 }
 
@@ -252,36 +271,69 @@ QByteArray TrashCan::infoFor(const QString &originalPath) const
         + "\nDeletionDate=" + deleted.toLatin1() + '\n';
 }
 
-std::optional<QString> TrashCan::take(const QString &originalPath) const
+std::variant<TrashedItem, QString> TrashCan::take(const QString &originalPath) const
 {
     const QByteArray source = bytes(originalPath);
     const QByteArray name = bytes(QFileInfo(originalPath).fileName());
-    const QByteArray info = infoFor(originalPath);
     const QByteArray trash = bytes(m_path);
+
+    const QByteArray draft = trash + "/info/" + temporaryRecordPrefix() + QByteArray::number(::getpid()) + '-'
+        + QByteArray::number(QRandomGenerator::global()->generate64(), 36) + ".tmp";
+    if (const int error = writeDraft(draft, infoFor(originalPath)))
+        return TrashError::reasonFor(error);
+    const auto dropDraft = qScopeGuard([&] { ::unlink(draft.constData()); });
 
     for (int attempt = 1; attempt <= maxNameAttempts; ++attempt) {
         const QByteArray entry = entryName(name, attempt);
         const QByteArray record = trash + "/info/" + entry + ".trashinfo";
         const QByteArray target = trash + "/files/" + entry;
 
-        // The record is claimed first, exclusively, so two programs never pick the same name.
-        const int fd = ::open(record.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-        if (fd < 0 && errno == EEXIST)
-            continue;
-        if (fd < 0)
+        // link() never replaces: the name is claimed exclusively, with the whole record.
+        if (::link(draft.constData(), record.constData()) != 0) {
+            if (errno == EEXIST)
+                continue;
             return TrashError::reasonFor(errno);
-        if (const int error = writeAndClose(fd, info)) {
-            ::unlink(record.constData());
-            return TrashError::reasonFor(error);
         }
         // files/ may still hold an entry whose record is gone: it is never replaced.
         const int error = renameWithoutReplacing(source, target);
         if (error == 0)
-            return std::nullopt;
+            return TrashedItem{originalPath, QFile::decodeName(target), QFile::decodeName(record)};
         ::unlink(record.constData());
         if (error == EEXIST)
             continue;
         return error == EXDEV ? noTrashOnDrive() : TrashError::reasonFor(error);
     }
     return TrashError::reasonFor(EEXIST);
+}
+
+std::optional<QString> TrashCan::putBack(const TrashedItem &item)
+{
+    if (const int error = renameWithoutReplacing(bytes(item.entryPath), bytes(item.originalPath)))
+        return TrashError::reasonFor(error);
+    if (::unlink(bytes(item.recordPath).constData()) != 0 && errno != ENOENT)
+        return TrashError::reasonFor(errno);
+    return std::nullopt;
+}
+
+void TrashCan::removeStaleRecords() const
+{
+    const QByteArray info = bytes(m_path + QStringLiteral("/info"));
+    DIR *folder = ::opendir(info.constData());
+    if (!folder)
+        return;
+    const time_t now = ::time(nullptr);
+    while (const dirent *entry = ::readdir(folder)) {
+        const QByteArray name(entry->d_name);
+        if (!name.startsWith(temporaryRecordPrefix()) || !name.endsWith(".tmp"))
+            continue;
+        const QByteArray path = info + '/' + name;
+        const pid_t owner = name.mid(temporaryRecordPrefix().size()).split('-').value(0).toInt();
+        struct stat status {};
+        if (::lstat(path.constData(), &status) != 0 || !S_ISREG(status.st_mode))
+            continue;
+        const bool ownerGone = owner <= 0 || (::kill(owner, 0) != 0 && errno == ESRCH);
+        if (ownerGone || now - status.st_mtime > staleAfterSeconds)
+            ::unlink(path.constData());
+    }
+    ::closedir(folder);
 }

@@ -6,6 +6,14 @@
 #include <sys/types.h>
 #include <variant>
 
+// Where one item went: its original path, its entry in files/ and its record in info/.
+struct TrashedItem
+{
+    QString originalPath;
+    QString entryPath;
+    QString recordPath;
+};
+
 // One freedesktop.org trash folder, with its files/ and info/ folders, that takes
 // the items of one drive. Items only ever enter it by a rename on that drive: an
 // item is never copied to another drive and never removed any other way.
@@ -24,8 +32,20 @@ public:
 
     // Records where the item at `originalPath` (real parent folder plus the item's own
     // name) came from, then renames the item itself into files/ under a name not in use.
-    // Gives the reason when it fails; the item then stays where it was.
-    std::optional<QString> take(const QString &originalPath) const;
+    // The record is written under a hidden temporary name, flushed, and linked into place,
+    // so a record is whole or absent; it exists before the item arrives, so no item is
+    // ever in files/ without one. Gives the reason when it fails; the item then stays
+    // where it was and no record of it is left.
+    std::variant<TrashedItem, QString> take(const QString &originalPath) const;
+
+    // Renames a taken item back to its original place (never over something that has
+    // appeared there) and removes its record. Gives the reason when it cannot.
+    static std::optional<QString> putBack(const TrashedItem &item);
+
+    // Removes temporary records this program left in info/ when it was stopped between
+    // writing one and linking it into place: those of processes that are gone, or older
+    // than a minute.
+    void removeStaleRecords() const;
 
     QString path() const { return m_path; }
 

@@ -52,7 +52,7 @@ std::optional<QString> sameFileTwice(const QStringList &files)
 
 QString DuplicateDetector::sameFileReason()
 {
-    return QStringLiteral("Found twice, but it is one file on disk, not two copies; moving either entry to the Trash removes it.");
+    return QStringLiteral("Found twice, but it is one file on disk with several names, not two copies; moving one name to the Trash frees no space.");
 }
 
 QString DuplicateDetector::normalizedName(const QString &name)
@@ -260,7 +260,7 @@ VerificationOutcome DuplicateDetector::verify(const QUuid &groupID, const QList<
     // "Verified duplicate" invites deleting one copy; when there is only one file,
     // that would delete the model itself.
     if (const std::optional<QString> file = sameFileTwice(files))
-        return VerificationOutcome::failed(DuplicateHashError::unreadable(*file, sameFileReason()).message());
+        return VerificationOutcome::oneFile(DuplicateHashError::unreadable(*file, sameFileReason()).message());
 
     qint64 bytesToRead = 0;
     for (const QString &file : files) {

@@ -151,6 +151,34 @@ void AppViewModel::setShowDeleteConfirmation(bool show)
         return;
     m_showDeleteConfirmation = show;
     emit showDeleteConfirmationChanged();
+    if (show)
+        workOutSpaceFreed();
+}
+
+void AppViewModel::workOutSpaceFreed()
+{
+    // Reading every manifest of a large store takes a moment: off the interface thread.
+    m_spaceFreedText.clear();
+    emit spaceFreedChanged();
+    const QList<DetectedModel> selected = selectedModels();
+    QFuture<qint64> freed = runOnPool<qint64>(
+        m_pool, [core = m_core, selected](QPromise<qint64> &) { return core->spaceFreedBy(selected); });
+    const auto idsOf = [](const QList<DetectedModel> &models) {
+        QList<QUuid> ids;
+        for (const DetectedModel &model : models)
+            ids.append(model.id);
+        return ids;
+    };
+    whenFinished<qint64>(this, freed, [this, asked = idsOf(selected), idsOf](QFuture<qint64> future) {
+        if (!m_showDeleteConfirmation || asked != idsOf(selectedModels()))
+            return; // the sheet closed or the selection changed meanwhile
+        try {
+            m_spaceFreedText = ByteCountFormatter::format(future.result());
+        } catch (const std::exception &) {
+            m_spaceFreedText = QStringLiteral("unknown");
+        }
+        emit spaceFreedChanged();
+    });
 }
 
 QList<DetectedModel> AppViewModel::orphanedModels() const

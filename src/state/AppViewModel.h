@@ -35,6 +35,8 @@ class AppViewModel : public QObject
     Q_PROPERTY(int orphanCount READ orphanCount NOTIFY modelsChanged)
     Q_PROPERTY(int selectedCount READ selectedCount NOTIFY selectionChanged)
     Q_PROPERTY(QString selectedTotalSizeText READ selectedTotalSizeText NOTIFY selectionChanged)
+    // What the drive really gets back from deleting the selection; empty while it is worked out.
+    Q_PROPERTY(QString spaceFreedText READ spaceFreedText NOTIFY spaceFreedChanged)
     Q_PROPERTY(QVariantList selectedModelSummaries READ selectedModelSummaries NOTIFY selectionChanged)
     Q_PROPERTY(bool canVerify READ canVerify NOTIFY canVerifyChanged)
     Q_PROPERTY(bool showDeleteConfirmation READ showDeleteConfirmation WRITE setShowDeleteConfirmation NOTIFY showDeleteConfirmationChanged)
@@ -88,6 +90,7 @@ public:
     bool canVerify() const { return !m_verifying && !selectedDuplicateGroupIDs().isEmpty(); }
 
     bool showDeleteConfirmation() const { return m_showDeleteConfirmation; }
+    QString spaceFreedText() const { return m_spaceFreedText; }
     void setShowDeleteConfirmation(bool show);
     bool isVerifyingDuplicates() const { return m_verifying; }
     bool isDeleting() const { return m_deleting; }
@@ -135,6 +138,7 @@ signals:
     void selectionChanged();
     void canVerifyChanged();
     void showDeleteConfirmationChanged();
+    void spaceFreedChanged();
     void verifyingChanged();
     void deletingChanged();
     void verifyProgressChanged();
@@ -159,6 +163,7 @@ private:
     void applyVerificationOutcome(const QUuid &groupID, const VerificationOutcome &outcome);
     void publishCustomFolders();
     void setDeleting(bool deleting);
+    void workOutSpaceFreed();
 
     // Shared with the work on the pool, so a task still running when this object goes
     // away keeps the core alive until it ends.
@@ -173,6 +178,7 @@ private:
     ModelListModel m_modelList;
     QSet<QUuid> m_selection;
     bool m_showDeleteConfirmation = false;
+    QString m_spaceFreedText;
     bool m_verifying = false;
     bool m_deleting = false;
     double m_verifyProgress = 0;

@@ -63,6 +63,17 @@ Sheet {
             }
         }
 
+        Label {
+            objectName: "deleteSpaceFreed"
+            Layout.fillWidth: true
+            wrapMode: Text.Wrap
+            text: AppViewModel.spaceFreedText === ""
+                  ? "Working out how much space the disk gets back…"
+                  : "The disk gets back " + AppViewModel.spaceFreedText
+                    + ". Blobs other models still use and files with other hard links free nothing."
+            color: Theme.secondaryText
+        }
+
         ListView {
             id: selectedList
             objectName: "deleteList"

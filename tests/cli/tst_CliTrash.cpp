@@ -1,6 +1,7 @@
 #include "support/TempHome.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -28,9 +29,6 @@ QByteArray manifest(const QList<QByteArray> &layers)
 QProcessEnvironment environmentFor(const TempHome &home)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("HOME"), home.path());
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral(".config")));
-    environment.insert(QStringLiteral("XDG_DATA_HOME"), home.filePath(QStringLiteral(".local/share")));
     environment.insert(QStringLiteral("PATH"), home.filePath(QStringLiteral("bin")) + QStringLiteral(":/usr/bin:/bin"));
     environment.remove(QStringLiteral("OLLAMA_MODELS"));
     return environment;
@@ -93,8 +91,9 @@ private slots:
         QStringList paths;
         for (const QJsonValue &path : report.value(QStringLiteral("trashedPaths")).toArray())
             paths << path.toString().mid(home.path().size() + 1);
-        QCOMPARE(paths, (QStringList{library + QStringLiteral("one/latest"), library + QStringLiteral("two/latest"),
-                                     store + QStringLiteral("blobs/sha256-own1"), store + QStringLiteral("blobs/sha256-own2")}));
+        // Model by model, in the order a real deletion moves them.
+        QCOMPARE(paths, (QStringList{library + QStringLiteral("one/latest"), store + QStringLiteral("blobs/sha256-own1"),
+                                     library + QStringLiteral("two/latest"), store + QStringLiteral("blobs/sha256-own2")}));
         QVERIFY(QFile::exists(home.filePath(library + QStringLiteral("one/latest"))));
         QVERIFY(!QDir(home.filePath(QStringLiteral(".local/share/Trash/files"))).exists());
     }
@@ -140,7 +139,7 @@ private slots:
         // A stray file in the manifests tree: every Ollama deletion stops, the rest goes on.
         home.writeFile(library + QStringLiteral("one/README"), QByteArray("not a manifest"));
         Run result = cli(home, {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("one:latest"),
-                                QStringLiteral("--name"), QStringLiteral("llama"), QStringLiteral("--source"), QStringLiteral("custom")});
+                                QStringLiteral("--name"), QStringLiteral("llama"), QStringLiteral("--all-matching")});
         QCOMPARE(result.exitCode, 1);
         const QStringList lines = result.out.trimmed().split(QLatin1Char('\n'));
         QCOMPARE(lines.first(), QStringLiteral("2 of 3 models moved to Trash. 1 failed."));
@@ -161,6 +160,29 @@ private slots:
             QCOMPARE(result.err.count(QLatin1Char('\n')), 1);
         }
         QVERIFY(QFile::exists(home.filePath(library + QStringLiteral("two/latest"))));
+    }
+
+    void aNameOfSeveralModelsIsRefusedAndTheQuestionNamesWhatMoves()
+    {
+        TempHome home;
+        layOut(home);
+        Run result = cli(home, {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("llama")});
+        QCOMPARE(result.exitCode, 2);
+        QCOMPARE(result.err, QStringLiteral("stashwell-cli: trash: --name llama matches 2 models:\n"
+                                            "  custom  %1\n  custom  %2\n"
+                                            "Pick one with --source KIND or --path PATH, or add --all-matching to move them all.\n")
+                                 .arg(home.filePath(QStringLiteral("Models/llama.gguf")), home.filePath(QStringLiteral("Other/llama.gguf"))));
+        QVERIFY(QFile::exists(home.filePath(QStringLiteral("Models/llama.gguf"))));
+
+        // On a terminal the question names the models and what the disk really gets back:
+        // the blob "one" shares with two others stays.
+        const QString command = QStringLiteral(STASHWELL_CLI_PATH " trash --name one:latest --path ") + home.filePath(QStringLiteral("Other/llama.gguf"));
+        result = run(home, QStringLiteral("script"), {QStringLiteral("-qec"), command, QStringLiteral("/dev/null")}, "n\n");
+        const qint64 manifestSize = QFileInfo(home.filePath(library + QStringLiteral("one/latest"))).size();
+        QVERIFY2(result.out.contains(QStringLiteral("Move 2 models (%1) to the Trash: one:latest [Ollama], llama [Other]? The disk gets back %2 bytes. [y/N]")
+                                         .arg(QStringLiteral("2 KB"), QString::number(manifestSize + 400 + 13))), qPrintable(result.out));
+        QVERIFY(result.out.contains(QStringLiteral("Nothing was moved.")));
+        QVERIFY(QFile::exists(home.filePath(library + QStringLiteral("one/latest"))));
     }
 
     void verifyConfirmsOrDissolvesGroups()

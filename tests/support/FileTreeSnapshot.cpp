@@ -1,12 +1,15 @@
 #include "support/FileTreeSnapshot.h"
 
+#include "deletion/StoreLock.h"
+
 #include <QFile>
+#include <QFileInfo>
 
 #include <fts.h>
 #include <sys/stat.h>
 
 
-FileTreeSnapshot::FileTreeSnapshot(const QString &root)
+FileTreeSnapshot::FileTreeSnapshot(const QString &root) : m_root(QFile::encodeName(root))
 {
     // fts walks by changing into each folder, so paths longer than the system allows
     // and trees thousands of levels deep are recorded like any other.
@@ -46,6 +49,84 @@ QStringList FileTreeSnapshot::differencesFrom(const FileTreeSnapshot &before) co
             differences << QStringLiteral("added ") + shown(path);
     }
     return differences;
+}
+
+QByteArray FileTreeSnapshot::relative(const QString &path) const
+{
+    const QByteArray raw = QFile::encodeName(path);
+    return raw.startsWith(m_root + '/') ? raw.mid(m_root.size()) : raw;
+}
+
+QStringList FileTreeSnapshot::readRecords(const QByteArray &trash, std::map<QByteArray, QByteArray> &records) const
+{
+    QStringList problems;
+    for (const auto &[path, state] : m_entries) {
+        if (!path.startsWith(trash + "/info/") || path.indexOf('/', trash.size() + 6) >= 0)
+            continue;
+        QFile file(QFile::decodeName(m_root + path));
+        const QList<QByteArray> lines = file.open(QIODevice::ReadOnly) ? file.readAll().split('\n') : QList<QByteArray>();
+        const QByteArray name = path.mid(trash.size() + 6);
+        if (!name.endsWith(".trashinfo") || lines.value(0) != "[Trash Info]" || !lines.value(1).startsWith("Path=/")
+            || !lines.value(2).startsWith("DeletionDate=")) {
+            problems << QStringLiteral("not a whole record: ") + shown(path);
+            continue;
+        }
+        records[QByteArray::fromPercentEncoding(lines[1].mid(5))] = name.chopped(10);
+    }
+    return problems;
+}
+
+QStringList FileTreeSnapshot::problemsAfterTrashing(const FileTreeSnapshot &before, const QStringList &moved,
+                                                    const QString &trash) const
+{
+    const QByteArray trashRelative = relative(trash);
+    const QByteArray lockRelative = relative(StoreLock::folder());
+    std::map<QByteArray, QByteArray> records; // original -> entry
+    QStringList problems = readRecords(trashRelative, records);
+    std::erase_if(records, [&](const auto &record) { // records that were there already
+        return before.m_entries.count(trashRelative + "/info/" + record.second + ".trashinfo") > 0;
+    });
+    QList<QByteArray> movedRelative;
+    for (const QString &path : moved) {
+        movedRelative << relative(path);
+        // Records name the real folder the item was in.
+        const QFileInfo item(path);
+        const QByteArray original = QFile::encodeName(QFileInfo(item.path()).canonicalFilePath() + u'/' + item.fileName());
+        const auto record = records.find(original);
+        const auto was = before.m_entries.find(relative(path));
+        const auto now = m_entries.find(trashRelative + "/files/" + (record == records.end() ? "" : record->second));
+        if (record == records.end() || was == before.m_entries.end() || now == m_entries.end()
+            || now->second.inode != was->second.inode)
+            problems << QStringLiteral("not in the Trash with its record: ") + path;
+        else
+            records.erase(record);
+    }
+    for (const auto &[original, entry] : records)
+        problems << QStringLiteral("recorded but not meant to move: ") + shown(original);
+    const auto isBelow = [](const QByteArray &path, const QByteArray &folder) {
+        return path == folder || path.startsWith(folder + '/');
+    };
+    const auto wasMoved = [&](const QByteArray &path) {
+        return std::any_of(movedRelative.cbegin(), movedRelative.cend(), [&](const QByteArray &item) { return isBelow(path, item); });
+    };
+    for (const auto &[path, state] : before.m_entries) {
+        const auto now = m_entries.find(path);
+        if (now == m_entries.end() && !wasMoved(path))
+            problems << QStringLiteral("removed ") + shown(path);
+        const bool folderTime = now != m_entries.end() && S_ISDIR(state.mode) && now->second.mode == state.mode
+            && now->second.inode == state.inode;
+        if (now != m_entries.end() && !(now->second == state) && !folderTime)
+            problems << QStringLiteral("changed ") + shown(path);
+    }
+    for (const auto &[path, state] : m_entries) {
+        if (!before.m_entries.count(path) && !isBelow(path, trashRelative) && !isBelow(path, lockRelative)
+            && !trashRelative.startsWith(path + '/') && !lockRelative.startsWith(path + '/'))
+            problems << QStringLiteral("added ") + shown(path);
+        if (isBelow(path, trashRelative + "/files") && path.count('/') == trashRelative.count('/') + 2
+            && !m_entries.count(trashRelative + "/info/" + path.mid(trashRelative.size() + 7) + ".trashinfo"))
+            problems << QStringLiteral("in the Trash without a record: ") + shown(path);
+    }
+    return problems;
 }
 
 QString FileTreeSnapshot::shown(const QByteArray &raw)

@@ -21,6 +21,14 @@ public:
     // changed since `before`, one line each; empty when nothing changed.
     QStringList differencesFrom(const FileTreeSnapshot &before) const;
 
+    // After a deletion that should have moved exactly `moved` (absolute paths below the
+    // root) into the Trash at `trash` (below the root): one line per thing that is not so.
+    // Allowed: each moved item leaves its place and is in files/ as the very same file,
+    // with a whole record in info/ naming its real original path; Trash folders and the
+    // lock folder come into being; folders that lost or gained an entry change their time.
+    QStringList problemsAfterTrashing(const FileTreeSnapshot &before, const QStringList &moved,
+                                      const QString &trash) const;
+
     friend bool operator==(const FileTreeSnapshot &, const FileTreeSnapshot &) = default;
 
     // Raw path bytes as text: control and non-ASCII bytes escaped as \xNN.
@@ -35,5 +43,10 @@ private:
         unsigned long long inode = 0; // a file replaced under the same name is a change
         friend bool operator==(const State &, const State &) = default;
     };
+    QByteArray relative(const QString &path) const;
+    // What `trash`'s info/ records now: original path -> entry name, or a problem line.
+    QStringList readRecords(const QByteArray &trash, std::map<QByteArray, QByteArray> &records) const;
+
+    QByteArray m_root;
     std::map<QByteArray, State> m_entries; // relative raw path -> state
 };

@@ -17,6 +17,7 @@ public:
     bool isMounted() const { return m_mounted; }
     QString problem() const { return m_problem; }
     QString path() const { return m_path; }
+    QString filePath(const QString &relative) const { return m_path + QLatin1Char('/') + relative; }
 
     // Nothing on the drive can be changed any more; false when the system refuses.
     bool remountReadOnly() const;

@@ -20,7 +20,8 @@ const QList<std::pair<const char *, QString>> &homeVariables()
         {"HOME", QString()},
         {"XDG_DATA_HOME", QStringLiteral("/.local/share")},
         {"XDG_CONFIG_HOME", QStringLiteral("/.config")},
-        {"XDG_CACHE_HOME", QStringLiteral("/.cache")}};
+        {"XDG_CACHE_HOME", QStringLiteral("/.cache")},
+        {"XDG_RUNTIME_DIR", QStringLiteral("/.run")}};
     return variables;
 }
 } // namespace

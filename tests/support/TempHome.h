@@ -8,8 +8,8 @@
 #include <QTemporaryDir>
 #include <optional>
 
-// A throw-away home folder for one test: HOME and the XDG data, config and cache
-// folders point into it for as long as it lives, so no test ever sees the real home.
+// A throw-away home folder for one test: HOME and the XDG data, config, cache and
+// runtime folders point into it for as long as it lives, so no test ever sees the real home.
 class TempHome
 {
 public:
