@@ -183,15 +183,6 @@ private slots:
         QCOMPARE(lines[1], QStringLiteral("vanishing - Failed to move vanishing.gguf to Trash: No such file or directory"));
         QVERIFY(!QFile::exists(kept));
         QVERIFY(QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-a")))); // nothing of the Ollama model moved
-
-        // One model, failing: nothing moved at all.
-        DeletionResult single;
-        single.requested = 1;
-        single.failures = {{QStringLiteral("x"), QStringLiteral("why")}};
-        QCOMPARE(single.messageText(), QStringLiteral("No models were moved to Trash"));
-        single.requested = 2;
-        single.moved = 1;
-        QCOMPARE(single.messageText(), QStringLiteral("1 of 2 models moved to Trash. 1 failed."));
     }
 
     void foldersWelcomeAndReset()
