@@ -150,7 +150,10 @@ private slots:
         Machine machine;
         const auto service = machine.service();
         const auto &ollama = definition(SourceTool::Kind::ollama);
-        const QString third = machine.home.makeDir(q("Downloads/Ollama.app")); // a bundle without identifier counts by name
+        const QString third = machine.home.makeDir(q("Downloads/Ollama.app"));
+        machine.home.writeFile(q("Downloads/Ollama.app/Contents/Info.plist"),
+                               "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>CFBundleIdentifier</key>"
+                               "<string>com.electron.ollama</string></dict></plist>");
         const QString second = machine.home.makeDir(q("root/snap/ollama"));
         const QString first = machine.executable("root/usr/bin/ollama");
         QCOMPARE(service.installedAppPath(ollama), first);
