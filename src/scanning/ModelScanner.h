@@ -21,9 +21,8 @@ public:
     ScanResult scan() const;
     QList<DetectedModel> scanAll() const { return scan().models; }
 
-    // False when a model folder Stashwell knows exists but cannot be read, so the
-    // scan is limited (for example the system Ollama service's store).
-    bool canReadProtectedFolders() const { return unreadableModelFolders().isEmpty(); }
+    // The model folders Stashwell knows that exist but cannot be read, so the scan
+    // is limited (for example the system Ollama service's store).
     QStringList unreadableModelFolders() const;
     // Every folder the built-in sources are looked for in, whether or not it exists.
     QStringList knownModelFolders() const;

@@ -20,6 +20,7 @@ public:
     // Applies one unit file's Environment= lines on top of environment.
     static void apply(const QByteArray &unitText, QHash<QString, QString> &environment);
 
+private:
     // The words of one Environment= value, unquoted and unescaped; a word whose quote is
     // never closed ends the list, as systemd ignores the rest of such a line.
     static QStringList words(const QString &value);

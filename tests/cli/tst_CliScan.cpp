@@ -1,68 +1,35 @@
-#include "support/TempHome.h"
+#include "support/HomeScan.h"
+#include "support/OllamaFixture.h"
 
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTest>
-
-namespace {
-struct CliResult
-{
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-QByteArray manifest(const QList<std::pair<QByteArray, qint64>> &layers, const QByteArray &configDigest, qint64 configSize)
-{
-    QByteArray text = "{\"schemaVersion\":2,\"config\":{\"mediaType\":\"application/vnd.docker.container.image.v1+json\","
-                      "\"digest\":\"" + configDigest + "\",\"size\":" + QByteArray::number(configSize) + "},\"layers\":[";
-    for (qsizetype i = 0; i < layers.size(); ++i) {
-        text += (i ? "," : "") + QByteArray("{\"mediaType\":\"application/vnd.ollama.image.model\",\"digest\":\"")
-            + layers[i].first + "\",\"size\":" + QByteArray::number(layers[i].second) + "}";
-    }
-    return text + "]}";
-}
-} // namespace
 
 // Runs the real stashwell-cli over a home folder laid out like a real one.
 class TestCliScan : public QObject
 {
     Q_OBJECT
 
-    CliResult cli(const TempHome &home, const QStringList &arguments, const QString &path = {})
+    // The real program, with the home's "bin" as its only programs folder.
+    static HomeScan::CliRun cli(const TempHome &home, const QStringList &arguments)
     {
-        QProcess process;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("HOME"), home.path());
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral(".config")));
-        environment.insert(QStringLiteral("XDG_DATA_HOME"), home.filePath(QStringLiteral(".local/share")));
-        environment.remove(QStringLiteral("OLLAMA_MODELS"));
-        // Only the home's own programs folder: nothing installed on this machine counts.
-        environment.insert(QStringLiteral("PATH"), path.isEmpty() ? home.filePath(QStringLiteral("no-programs")) : path);
-        process.setProcessEnvironment(environment);
-        process.start(QStringLiteral(STASHWELL_CLI_PATH), arguments);
-        process.waitForFinished(60000);
-        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+        return HomeScan(home, QStringLiteral(STASHWELL_CLI_PATH)).runCli(arguments);
     }
 
     // Ollama (installed through an executable on PATH), LM Studio (an AppImage), and
     // Jan, GPT4All, oMLX and Draw Things left behind by applications that are gone.
     void layOutRealHome(const TempHome &home)
     {
-        const QString ollama = QStringLiteral(".ollama/models/");
-        home.writeFile(ollama + QStringLiteral("blobs/sha256-aaa"), 10000);
-        home.writeFile(ollama + QStringLiteral("blobs/sha256-ccc"), 100);
-        home.writeFile(ollama + QStringLiteral("blobs/sha256-bbb"), 300);
-        const QByteArray llama = manifest({{"sha256:aaa", 10000}}, "sha256:ccc", 100);
-        home.writeFile(ollama + QStringLiteral("manifests/registry.ollama.ai/library/llama3/latest"), llama);
-        home.writeFile(ollama + QStringLiteral("manifests/registry.ollama.ai/someuser/phi/q4"),
-                       manifest({{"sha256:bbb", 300}, {"sha256:gone", 50}}, "sha256:ccc", 100));
-        home.writeFile(ollama + QStringLiteral("manifests/hf.co/org/repo/latest"), llama); // another registry: not listed
-        home.writeFile(ollama + QStringLiteral("manifests/registry.ollama.ai/library/broken/latest"), QByteArray("{oops"));
+        const OllamaFixture ollama(home);
+        ollama.addModel(QStringLiteral("library/llama3/latest"), {{"sha256:ccc", 100}, {"sha256:aaa", 10000}});
+        ollama.addModel(QStringLiteral("someuser/phi/q4"), {{"sha256:ccc", 100}, {"sha256:bbb", 300}, {"sha256:gone", 50}}, false);
+        home.writeFile(QStringLiteral(".ollama/models/blobs/sha256-bbb"), 300);
+        // Another registry is not listed; a manifest that is no JSON is passed over.
+        home.writeFile(QStringLiteral(".ollama/models/manifests/hf.co/org/repo/latest"), OllamaFixture::manifest({{"sha256:aaa", 1}}));
+        home.writeFile(QStringLiteral(".ollama/models/manifests/registry.ollama.ai/library/broken/latest"), QByteArray("{oops"));
         const QString program = home.writeFile(QStringLiteral("bin/ollama"), QByteArray("#!/bin/sh\n"));
         QFile::setPermissions(program, QFile::permissions(program) | QFile::ExeUser | QFile::ExeOther);
 
@@ -90,7 +57,7 @@ private slots:
         QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("Models 10"))}).exitCode, 0);
         QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("Models/"))}).exitCode, 0);
 
-        const CliResult result = cli(home, {QStringLiteral("scan"), QStringLiteral("--json")}, home.filePath(QStringLiteral("bin")));
+        const HomeScan::CliRun result = cli(home, {QStringLiteral("scan"), QStringLiteral("--json")});
         QCOMPARE(result.exitCode, 0);
         const QJsonObject report = QJsonDocument::fromJson(result.out).object();
         const QJsonArray models = report.value(QStringLiteral("models")).toArray();
@@ -141,6 +108,16 @@ private slots:
         QCOMPARE(report.value(QStringLiteral("modelCount")).toInteger(), 9);
         QCOMPARE(report.value(QStringLiteral("permissionDenied")).toBool(), false);
         QVERIFY(report.value(QStringLiteral("models")).toArray().first().toObject().value(QStringLiteral("lastModified")).isString());
+
+        // Verify settles the one likely pair by content (the blob and the copy differ) and
+        // reports the same list, the group gone.
+        const HomeScan::CliRun verified = cli(home, {QStringLiteral("verify"), QStringLiteral("--json")});
+        QCOMPARE(verified.exitCode, 0);
+        const QJsonArray afterVerify = QJsonDocument::fromJson(verified.out).object().value(QStringLiteral("models")).toArray();
+        QCOMPARE(afterVerify.size(), 9);
+        QVERIFY(verified.err.startsWith("Not duplicates (their contents differ): "));
+        for (const QJsonValue &value : afterVerify)
+            QVERIFY(value.toObject().value(QStringLiteral("duplicateGroup")).isNull());
     }
 
     void textReportFollowsTheWindowOrder()
@@ -149,7 +126,7 @@ private slots:
         layOutRealHome(home);
         cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("Models 10"))});
         cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("Models"))});
-        const CliResult result = cli(home, {QStringLiteral("scan")}, home.filePath(QStringLiteral("bin")));
+        const HomeScan::CliRun result = cli(home, {QStringLiteral("scan")});
         QCOMPARE(result.exitCode, 0);
         const QString text = QString::fromUtf8(result.out);
         QStringList headers;
@@ -166,7 +143,7 @@ private slots:
 
         // A crafted name can neither clear the terminal nor forge a line of the report.
         home.writeFile(QStringLiteral("Models/\x1b[2Jx\nTotal: 0 bytes in 0 models.gguf"), 1);
-        const QString crafted = QString::fromUtf8(cli(home, {QStringLiteral("scan")}, home.filePath(QStringLiteral("bin"))).out);
+        const QString crafted = QString::fromUtf8(cli(home, {QStringLiteral("scan")}).out);
         QVERIFY(!crafted.contains(QChar(0x1b)));
         QVERIFY(crafted.contains(QStringLiteral("\\x1b[2Jx\\x0aTotal: 0 bytes in 0 models")));
         QCOMPARE(crafted.count(QStringLiteral("\nTotal: ")), 1);
@@ -189,7 +166,7 @@ private slots:
                                            {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("missing"))},
                                            {QStringLiteral("folders"), QStringLiteral("remove"), home.filePath(QStringLiteral("B"))}};
         for (const QStringList &arguments : badUsages) {
-            const CliResult result = cli(home, arguments);
+            const HomeScan::CliRun result = cli(home, arguments);
             QVERIFY2(result.exitCode == 2, qPrintable(arguments.join(QLatin1Char(' '))));
             QCOMPARE(result.err.count('\n'), 1);
             QVERIFY(result.out.isEmpty());

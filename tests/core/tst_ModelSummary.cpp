@@ -1,4 +1,3 @@
-#include "catalogue/ByteCountFormatter.h"
 #include "core/ModelSections.h"
 #include "core/ModelSummary.h"
 
@@ -76,18 +75,6 @@ private slots:
         QVERIFY(orphansOnly[0].isOrphans);
     }
 
-    void byteCountsReadLikeAFileManager()
-    {
-        QCOMPARE(ByteCountFormatter::format(0), QStringLiteral("Zero KB"));
-        QCOMPARE(ByteCountFormatter::format(1), QStringLiteral("1 byte"));
-        QCOMPARE(ByteCountFormatter::format(999), QStringLiteral("999 bytes"));
-        QCOMPARE(ByteCountFormatter::format(12345), QStringLiteral("12 KB"));
-        QCOMPARE(ByteCountFormatter::format(1234567), QStringLiteral("1.2 MB"));
-        QCOMPARE(ByteCountFormatter::format(4'661'224'676), QStringLiteral("4.66 GB"));
-        QCOMPARE(ByteCountFormatter::format(2'000'000'000), QStringLiteral("2 GB"));
-        QCOMPARE(ByteCountFormatter::format(999'999), QStringLiteral("1 MB"));
-        QCOMPARE(ByteCountFormatter::format(std::numeric_limits<qint64>::max()), QStringLiteral("9.22 EB"));
-    }
 };
 
 QTEST_GUILESS_MAIN(TestModelSummary)

@@ -1,12 +1,22 @@
 #include "preferences/PersistenceService.h"
 #include "support/TempHome.h"
+#include "support/UnprivilegedRun.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSettings>
 #include <QTest>
 
 #include <sys/stat.h>
+
+namespace {
+QByteArray storedFile()
+{
+    QFile file(PersistenceService::settingsFilePath());
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+} // namespace
 
 class TestPersistenceService : public QObject
 {
@@ -21,52 +31,77 @@ private slots:
         persistence.save(folders);
         QCOMPARE(persistence.load(), folders); // duplicates stored by hand are kept
         QCOMPARE(PersistenceService::settingsFilePath(), home.filePath(QStringLiteral(".config/Stashwell/Stashwell.conf")));
-        QVERIFY(QFile::exists(PersistenceService::settingsFilePath()));
         persistence.save({});
         QCOMPARE(QSettings(PersistenceService::settingsFilePath(), QSettings::IniFormat).value(QStringLiteral("customFolders")).toByteArray(),
                  QByteArray("[]"));
     }
 
-    void damagedValuesReadAsNothingAndAreLeftAlone()
+    // A preferences file Stashwell did not write: the folder list is read only when it is
+    // exactly a list of texts, everything else reads as the defaults, and the file is
+    // left as it was.
+    void damagedFilesReadAsDefaults_data()
     {
-        TempHome home;
-        const PersistenceService persistence;
-        const auto store = [&](const QVariant &value) {
-            QSettings settings(PersistenceService::settingsFilePath(), QSettings::IniFormat);
-            settings.setValue(QStringLiteral("customFolders"), value);
-        };
-        store(QByteArray(R"({"a":"/x"})"));
-        QVERIFY(persistence.load().isEmpty());
-        store(QByteArray(R"(["/x", 3])"));
-        QVERIFY(persistence.load().isEmpty());
-        store(QByteArray("not json"));
-        QVERIFY(persistence.load().isEmpty());
-        QCOMPARE(QSettings(PersistenceService::settingsFilePath(), QSettings::IniFormat).value(QStringLiteral("customFolders")).toByteArray(),
-                 QByteArray("not json"));
-        // Escaped slashes, as other JSON writers produce them, read the same.
-        store(QByteArray(R"(["\/data\/LLM"])"));
-        QCOMPARE(persistence.load(), QStringList{QStringLiteral("/data/LLM")});
-
-        // A preferences file that is not a settings file at all.
-        home.writeFile(QStringLiteral(".config/Stashwell/Stashwell.conf"), QByteArray("\x00\xff[[[=\n\x01", 9));
-        QVERIFY(persistence.load().isEmpty());
-        QVERIFY(!persistence.hasSeenWelcomeScreen());
-        QCOMPARE(persistence.appearanceMode(), AppearanceMode::system);
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QStringList>("folders");
+        QByteArray noise;
+        for (int byte = 0; byte < 256; ++byte)
+            noise += char(byte);
+        QTest::newRow("binary noise") << noise.repeated(4) << QStringList();
+        QTest::newRow("an object, not a list") << QByteArray("[General]\ncustomFolders=\"@ByteArray({\\\"a\\\":\\\"/x\\\"})\"\n") << QStringList();
+        QTest::newRow("a number among the folders") << QByteArray("[General]\ncustomFolders=\"@ByteArray([\\\"/x\\\",3])\"\n") << QStringList();
+        QTest::newRow("not JSON") << QByteArray("[General]\ncustomFolders=@ByteArray(not json)\n") << QStringList();
+        QTest::newRow("a plain list of texts") << QByteArray("[General]\ncustomFolders=/a, /b\n") << QStringList();
+        QTest::newRow("a stored value claiming billions of entries")
+            << QByteArray("[General]\ncustomFolders=@Variant(\\0\\0\\0\\t\\x7f\\xff\\xff\\xff)\n") << QStringList();
+        QTest::newRow("a type no one knows")
+            << QByteArray("[General]\ncustomFolders=@Variant(\\0\\0\\0\\x7f\\0\\0\\0\\x10NoSuchType\\0\\0\\0\\0)\n") << QStringList();
+        QTest::newRow("UTF-16") << QByteArray("\xff\xfe[\0G\0e\0n\0e\0r\0a\0l\0]\0\n\0", 22) << QStringList();
+        QTest::newRow("escaped slashes, as other JSON writers write them")
+            << QByteArray("[General]\ncustomFolders=\"@ByteArray([\\\"\\\\/data\\\\/LLM\\\"])\"\n") << QStringList{QStringLiteral("/data/LLM")};
+        QTest::newRow("the list among damaged lines")
+            << QByteArray("[General]\ncustomFolders=\"@ByteArray([\\\"/m\\\"])\"\n\x01\x02noise\n[[[\nappearance=@Invalid(\n")
+            << QStringList{QStringLiteral("/m")};
     }
 
-    void aPipeInPlaceOfTheFileNeverBlocks()
+    void damagedFilesReadAsDefaults()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QStringList, folders);
+        TempHome home;
+        home.writeFile(QStringLiteral(".config/Stashwell/Stashwell.conf"), content);
+        const PersistenceService persistence;
+        QCOMPARE(persistence.load(), folders);
+        QVERIFY(!persistence.hasSeenWelcomeScreen());
+        QCOMPARE(persistence.appearanceMode(), AppearanceMode::system);
+        QCOMPARE(storedFile(), content);
+    }
+
+    // Opening a pipe would wait for a writer forever; a folder or a file its user may not
+    // read is no settings file either. The defaults come back at once, nothing is written.
+    void noSettingsFileToReadGivesTheDefaults()
     {
         TempHome home;
         home.makeDir(QStringLiteral(".config/Stashwell"));
-        QCOMPARE(::mkfifo(QFile::encodeName(PersistenceService::settingsFilePath()).constData(), 0600), 0);
+        const QByteArray path = QFile::encodeName(PersistenceService::settingsFilePath());
+        QCOMPARE(::mkfifo(path.constData(), 0600), 0);
         const PersistenceService persistence;
-        // Opening the pipe would wait for a writer forever; the defaults come back at once.
         QVERIFY(persistence.load().isEmpty());
-        QVERIFY(!persistence.hasSeenWelcomeScreen());
         persistence.save({QStringLiteral("/x")});
         persistence.setHasSeenWelcomeScreen(true);
         QVERIFY(!persistence.hasSeenWelcomeScreen());
-        QVERIFY(QFileInfo(PersistenceService::settingsFilePath()).isFile() == false);
+        QVERIFY(!QFileInfo(PersistenceService::settingsFilePath()).isFile());
+
+        QCOMPARE(::unlink(path.constData()), 0);
+        home.makeDir(QStringLiteral(".config/Stashwell/Stashwell.conf/inside"));
+        QVERIFY(persistence.load().isEmpty());
+        QVERIFY(QDir().rmpath(PersistenceService::settingsFilePath() + QStringLiteral("/inside")));
+
+        shareWithUnprivileged(QFile::encodeName(home.path()).constData());
+        home.writeFile(QStringLiteral(".config/Stashwell/Stashwell.conf"), QByteArray("[General]\ncustomFolders=\"@ByteArray([\\\"/m\\\"])\"\n"));
+        QCOMPARE(::chmod(path.constData(), 0), 0);
+        QVERIFY(runUnprivileged([&] { return persistence.load().isEmpty(); }));
+        QCOMPARE(::chmod(path.constData(), 0644), 0);
+        QCOMPARE(persistence.load(), QStringList{QStringLiteral("/m")});
     }
 
     void welcomeFlagAndAppearance()
@@ -78,6 +113,7 @@ private slots:
         QVERIFY(persistence.hasSeenWelcomeScreen());
         persistence.setAppearanceMode(AppearanceMode::dark);
         QCOMPARE(persistence.appearanceMode(), AppearanceMode::dark);
+        // Values are matched exactly: another spelling is no choice.
         QSettings(PersistenceService::settingsFilePath(), QSettings::IniFormat).setValue(QStringLiteral("appearance"), QStringLiteral("Dark"));
         QCOMPARE(persistence.appearanceMode(), AppearanceMode::system);
     }

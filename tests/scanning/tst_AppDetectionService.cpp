@@ -51,27 +51,6 @@ struct Machine
 
     AppDetectionService service() const { return AppDetectionService(locations); }
 
-    // A bundle folder, with an XML Info.plist naming the identifier when one is given. The
-    // identifier follows a nested dictionary, so only the top-level key may be taken.
-    QString bundle(const char *relative, const char *identifier = nullptr) const
-    {
-        const QString path = home.makeDir(q(relative));
-        if (identifier) {
-            home.writeFile(q(relative) + q("/Contents/Info.plist"),
-                           QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                                      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-                                      "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-                                      "<plist version=\"1.0\"><dict>"
-                                      "<key>CFBundleName</key><string>App</string>"
-                                      "<key>NSServices</key><array><dict><key>CFBundleIdentifier</key>"
-                                      "<string>ai.elementlabs.lmstudio</string></dict></array>"
-                                      "<key>LSRequiresNativeExecution</key><true/>"
-                                      "<key>CFBundleIdentifier</key><string>")
-                               + identifier + "</string></dict></plist>\n");
-        }
-        return path;
-    }
-
     QString executable(const char *relative, bool runnable = true) const
     {
         const QString path = home.writeFile(q(relative), QByteArray("#!/bin/sh\n"));
@@ -86,69 +65,6 @@ class TestAppDetectionService : public QObject
 {
     Q_OBJECT
 private slots:
-    void bundlesWithoutIdentifiersCountByNameAlone()
-    {
-        Machine machine;
-        const QString jan = machine.bundle("Applications/Jan.app");
-        const QString gpt4All = machine.bundle("root/Applications/GPT4All.app");
-        QCOMPARE(machine.service().appPathInApplicationFolders(definition(SourceTool::Kind::jan)), jan);
-        QCOMPARE(machine.service().installedAppPath(definition(SourceTool::Kind::gpt4All)), gpt4All);
-    }
-
-    void bundleIdentifierMustMatchAndSearchGoesOn()
-    {
-        Machine machine;
-        const auto &lmStudio = definition(SourceTool::Kind::lmStudio);
-        machine.bundle("root/Applications/LM Studio.app", "com.example.notlmstudio");
-        machine.bundle("Applications/LM Studio.app"); // no Info.plist at all
-        machine.home.writeFile(q("Applications/Bionic.app/Contents/Info.plist"),
-                               QByteArray("bplist00\xd1\x01\x02", 11)); // binary list: unreadable here
-        QVERIFY(!machine.service().appPathInApplicationFolders(lmStudio));
-
-        const QString onDesktop = machine.bundle("Desktop/Bionic.app", "ai.elementlabs.bionic");
-        QCOMPARE(machine.service().installedAppPath(lmStudio), onDesktop);
-    }
-
-    void onlyFoldersEndingInLowerCaseAppAreBundles()
-    {
-        Machine machine;
-        machine.home.writeFile(q("root/Applications/Ollama.app"), QByteArray("not a folder"));
-        QVERIFY(!machine.service().installedAppPath(definition(SourceTool::Kind::ollama)));
-
-        ModelSourceDefinition shouting = definition(SourceTool::Kind::jan);
-        shouting.appBundleNames = {q("Jan.APP")};
-        machine.bundle("Applications/Jan.APP");
-        QVERIFY(!machine.service().appPathInApplicationFolders(shouting));
-
-        // A link to a bundle folder is followed.
-        const QString real = machine.bundle("elsewhere/Jan.app");
-        QVERIFY(QFile::link(real, machine.home.filePath(q("root/Applications/Jan.app"))));
-        QVERIFY(machine.service().appPathInApplicationFolders(definition(SourceTool::Kind::jan)));
-    }
-
-    void otherLocationsFindBundlesOnDesktopDownloadsAndDisks_data()
-    {
-        QTest::addColumn<QString>("relative");
-        QTest::addColumn<bool>("found");
-        QTest::newRow("desktop") << q("Desktop/Ollama.app") << true;
-        QTest::newRow("downloads") << q("Downloads/Ollama.app") << true;
-        QTest::newRow("disk applications") << q("root/Volumes/External/Applications/Ollama.app") << true;
-        QTest::newRow("media mount") << q("root/media/user/USB/Ollama.app") << true;
-        QTest::newRow("mnt applications") << q("root/mnt/data/Applications/Ollama.app") << true;
-        QTest::newRow("application subfolder") << q("root/Applications/AI/Ollama.app") << false;
-        QTest::newRow("hidden mount") << q("root/media/user/.hidden/Ollama.app") << false;
-    }
-
-    void otherLocationsFindBundlesOnDesktopDownloadsAndDisks()
-    {
-        QFETCH(QString, relative);
-        QFETCH(bool, found);
-        Machine machine;
-        const QString path = machine.bundle(relative.toUtf8().constData(), "com.electron.ollama");
-        const auto answer = machine.service().installedAppPath(definition(SourceTool::Kind::ollama));
-        QCOMPARE(answer, found ? std::optional<QString>(path) : std::nullopt);
-    }
-
     void executablesAndAppImagesAreFoundWhereInstallersPutThem()
     {
         Machine machine;
@@ -234,7 +150,10 @@ private slots:
         Machine machine;
         const auto service = machine.service();
         const auto &ollama = definition(SourceTool::Kind::ollama);
-        const QString third = machine.bundle("Downloads/Ollama.app", "com.electron.ollama");
+        const QString third = machine.home.makeDir(q("Downloads/Ollama.app"));
+        machine.home.writeFile(q("Downloads/Ollama.app/Contents/Info.plist"),
+                               "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>CFBundleIdentifier</key>"
+                               "<string>com.electron.ollama</string></dict></plist>");
         const QString second = machine.home.makeDir(q("root/snap/ollama"));
         const QString first = machine.executable("root/usr/bin/ollama");
         QCOMPARE(service.installedAppPath(ollama), first);
@@ -244,27 +163,6 @@ private slots:
         QCOMPARE(service.installedAppPath(ollama), third);
     }
 
-    void locationsOfThisMachineFollowTheEnvironment()
-    {
-        TempHome home;
-        const QByteArray oldPath = qgetenv("PATH");
-        const std::optional<QByteArray> oldDataDirs = qEnvironmentVariableIsSet("XDG_DATA_DIRS")
-            ? std::optional(qgetenv("XDG_DATA_DIRS")) : std::nullopt;
-        qputenv("PATH", "/custom/bin::relative/bin:/usr/bin");
-        qunsetenv("XDG_DATA_DIRS");
-        const AppSearchLocations locations = AppSearchLocations::forThisMachine();
-        qputenv("PATH", oldPath);
-        if (oldDataDirs)
-            qputenv("XDG_DATA_DIRS", *oldDataDirs);
-
-        QCOMPARE(locations.home, home.path());
-        QCOMPARE(locations.executableFolders, (QStringList{q("/custom/bin"), q("/usr/bin"), q("/usr/local/bin")}));
-        QCOMPARE(locations.desktopEntryFolders.mid(0, 3),
-                 (QStringList{home.filePath(q(".local/share/applications")), q("/usr/local/share/applications"),
-                              q("/usr/share/applications")}));
-        QVERIFY(locations.otherRoots.contains(home.filePath(q("Desktop"))));
-        QVERIFY(locations.appImageFolders.contains(home.filePath(q("Applications"))));
-    }
 };
 
 QTEST_GUILESS_MAIN(TestAppDetectionService)

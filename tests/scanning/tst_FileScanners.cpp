@@ -42,7 +42,10 @@ class TestFileScanners : public QObject
 {
     Q_OBJECT
 private slots:
-    void customFolderAcceptsModelExtensionsOnly()
+    // What the walker lists of a custom folder: model extensions in any case, no hidden
+    // entry, no link but the named folder itself, no pipe or socket (opening one would
+    // hang the scan), and a file whose name is not text listed without a path.
+    void customFolderListsOnlyModelFilesItMayAddress()
     {
         TempHome home;
         home.writeFile(QStringLiteral("M/a.GGUF"), 3);
@@ -53,26 +56,12 @@ private slots:
             home.writeFile(QString::fromLatin1(ignored), 1);
         home.writeFile(QStringLiteral("M/Some.app/Contents/w.gguf"), 2); // packages are plain folders here
         home.makeDir(QStringLiteral("M/dir.gguf"));
-
-        const QString folder = home.filePath(QStringLiteral("M"));
-        const auto models = CustomFolderScanner().scan({folder, home.filePath(QStringLiteral("missing"))});
-        QCOMPARE(names(models), texts({"a", "c", "llama-3-8b.Q4_K_M", "w", "b"})); // a folder's files, then its subfolders
-        const DetectedModel *b = &models.last();
-        QCOMPARE(b->sizeBytes, 4);
-        QCOMPARE(b->filePaths, QStringList{folder + QStringLiteral("/sub/deeper/b.bin")});
-        QCOMPARE(b->sourceTool, SourceTool::custom(QStringLiteral("M")));
-        QVERIFY(!b->isOrphaned);
-        QVERIFY(CustomFolderScanner().scan({}).isEmpty());
-    }
-
-    void customFolderNeverFollowsLinksOrOpensSpecialFiles()
-    {
-        TempHome home;
+        home.writeRawFile("M/caf\xe9.gguf", "xyz");
         const QString outside = home.writeFile(QStringLiteral("outside/real.gguf"), 7);
-        home.makeDir(QStringLiteral("M"));
         makeSymlink(outside, home.filePath(QStringLiteral("M/link.gguf")));
         makeSymlink(home.filePath(QStringLiteral("outside")), home.filePath(QStringLiteral("M/linked-folder")));
         makeSymlink(home.filePath(QStringLiteral("M")), home.filePath(QStringLiteral("M/loop")));
+        makeSymlink(QStringLiteral("self.gguf"), home.filePath(QStringLiteral("M/self.gguf")));
         QCOMPARE(::mkfifo(QFile::encodeName(home.filePath(QStringLiteral("M/pipe.gguf"))).constData(), 0600), 0);
         const int sock = ::socket(AF_UNIX, SOCK_STREAM, 0);
         sockaddr_un address{};
@@ -80,11 +69,21 @@ private slots:
         const QByteArray socketPath = QFile::encodeName(home.filePath(QStringLiteral("M/sock.bin")));
         qstrncpy(address.sun_path, socketPath.constData(), sizeof(address.sun_path));
         QCOMPARE(::bind(sock, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
-        home.writeFile(QStringLiteral("M/real.bin"), 2);
 
-        const auto models = CustomFolderScanner().scan({home.filePath(QStringLiteral("M"))});
-        QCOMPARE(names(models), QStringList{QStringLiteral("real")});
+        const QString folder = home.filePath(QStringLiteral("M"));
+        const auto models = CustomFolderScanner().scan({folder, home.filePath(QStringLiteral("missing"))});
         ::close(sock);
+        // A folder's files, then its subfolders, each in byte order.
+        QCOMPARE(names(models), texts({"a", "c", "caf\xef\xbf\xbd", "llama-3-8b.Q4_K_M", "w", "b"}));
+        QCOMPARE(models[2].filePaths, QStringList());
+        QVERIFY(models[2].problem.contains(QStringLiteral("is not valid text")));
+        QCOMPARE(models[2].sizeBytes, 3);
+        const DetectedModel *b = &models.last();
+        QCOMPARE(b->sizeBytes, 4);
+        QCOMPARE(b->filePaths, QStringList{folder + QStringLiteral("/sub/deeper/b.bin")});
+        QCOMPARE(b->sourceTool, SourceTool::custom(QStringLiteral("M")));
+        QVERIFY(!b->isOrphaned && b->problem.isEmpty());
+        QVERIFY(CustomFolderScanner().scan({}).isEmpty());
 
         // The folder the user named may itself be a link: that one is followed.
         makeSymlink(home.filePath(QStringLiteral("outside")), home.filePath(QStringLiteral("named-link")));

@@ -1,30 +1,13 @@
-#include "scanning/ModelScanner.h"
-#include "support/TempHome.h"
+#include "core/StashwellCore.h"
+#include "preferences/PersistenceService.h"
+#include "support/HomeScan.h"
+#include "support/OllamaFixture.h"
 #include "support/UnprivilegedRun.h"
 
-#include <QDir>
 #include <QFile>
 #include <QTest>
 
 #include <sys/stat.h>
-
-namespace {
-OllamaScanner ollamaIn(const TempHome &home)
-{
-    OllamaStoreLocator::Inputs inputs;
-    inputs.userModelsDir = home.filePath(QStringLiteral(".ollama/models"));
-    inputs.serviceModelsDir = home.filePath(QStringLiteral("system/ollama/.ollama/models"));
-    return OllamaScanner(OllamaStoreLocator(inputs).stores());
-}
-
-void writeOllamaModel(const TempHome &home)
-{
-    home.writeFile(QStringLiteral(".ollama/models/blobs/sha256-1"), 4);
-    home.writeFile(QStringLiteral(".ollama/models/manifests/registry.ollama.ai/library/m/latest"),
-                   QByteArray(R"({"config":{"digest":"sha256:1","mediaType":"c","size":4},"layers":[)"
-                              R"({"digest":"sha256:2","mediaType":"m","size":6}]})"));
-}
-} // namespace
 
 class TestModelScanner : public QObject
 {
@@ -33,12 +16,16 @@ private slots:
     void orphansAreModelsOfApplicationsThatAreGone()
     {
         TempHome home;
-        writeOllamaModel(home);
+        const StashwellCore core(home.machine());
+        OllamaFixture(home).addModel(QStringLiteral("library/m/latest"), {{"sha256:1", 4}, {"sha256:2", 6}}, false);
+        home.writeFile(QStringLiteral(".ollama/models/blobs/sha256-1"), 4);
         home.writeFile(QStringLiteral(".cache/gpt4all/a.gguf"), 3);
-        const ModelScanner absent(AppDetectionService(home.appSearchLocations()), ollamaIn(home));
-        QList<DetectedModel> models = absent.scanAll();
-        QCOMPARE(models.size(), 2);
+        // A model no path can name is never offered for reclaiming.
+        home.writeRawFile(".cache/gpt4all/b\xff.gguf", "x");
+        QList<DetectedModel> models = core.scan().models;
+        QCOMPARE(models.size(), 3);
         QVERIFY(models[0].isOrphaned && models[1].isOrphaned);
+        QVERIFY(!models[2].isOrphaned && models[2].filePaths.isEmpty());
         QCOMPARE(models[0].sourceTool, SourceTool(SourceTool::Kind::ollama));
         QCOMPARE(models[0].filePaths.size(), 2); // the manifest and the one blob still there
 
@@ -49,8 +36,9 @@ private slots:
         home.writeFile(QStringLiteral(".lmstudio/models/p/m/a.gguf"), 1);
         home.makeDir(QStringLiteral(".cache/lm-studio"));
         QVERIFY(QFile::link(home.filePath(QStringLiteral(".lmstudio/models")), home.filePath(QStringLiteral(".cache/lm-studio/models"))));
-        const ScanResult result = ModelScanner(AppDetectionService(home.appSearchLocations()), ollamaIn(home)).scan();
-        QCOMPARE(result.models.size(), 3);
+        const ScanResult result = core.scan();
+        QCOMPARE(result.models.size(), 4);
+        QCOMPARE(result.models[1].filePaths, QStringList{home.filePath(QStringLiteral(".lmstudio/models/p/m/a.gguf"))});
         QVERIFY(!result.models[0].isOrphaned);
         QVERIFY(result.models[1].isOrphaned && result.models[2].isOrphaned);
 
@@ -70,7 +58,7 @@ private slots:
         TempHome home;
         home.writeFile(QStringLiteral(".cache/gpt4all/phi.gguf"), 3);
         PersistenceService().save({home.filePath(QStringLiteral(".cache/gpt4all"))});
-        const QList<DetectedModel> models = ModelScanner(AppDetectionService(home.appSearchLocations()), ollamaIn(home)).scanAll();
+        const QList<DetectedModel> models = StashwellCore(home.machine()).scan().models;
         QCOMPARE(models.size(), 2);
         QCOMPARE(models[0].sourceTool, SourceTool(SourceTool::Kind::gpt4All));
         QVERIFY(models[0].isOrphaned);
@@ -80,30 +68,45 @@ private slots:
         QVERIFY(models[0].duplicateGroup && models[0].duplicateGroup == models[1].duplicateGroup);
     }
 
-    void probeReportsKnownFoldersThatCannotBeRead()
+    // Scanned as a user who may not read everything: what can be read is listed exactly,
+    // what cannot is left out without an error, and the stores that cannot be opened at
+    // all are named so the window can say the scan was limited.
+    void closedFoldersLimitTheScanAndAreNamed()
     {
         TempHome home;
         shareWithUnprivileged(QFile::encodeName(home.path()).constData());
-        const ModelScanner scanner(AppDetectionService(home.appSearchLocations()), ollamaIn(home));
-        QVERIFY(scanner.canReadProtectedFolders()); // nothing there at all
+        const HomeScan scan(home, QStringLiteral(STASHWELL_CLI_PATH));
+        QVERIFY(runUnprivileged([&] { return scan.scanner().unreadableModelFolders().isEmpty(); })); // nothing there at all
 
-        writeOllamaModel(home);
-        home.writeFile(QStringLiteral("system/ollama/.ollama/models/blobs/x"), 1);
+        OllamaFixture(home).addModel(QStringLiteral("library/open/latest"), {{"sha256:1", 4}, {"sha256:2", 10}});
+        OllamaFixture(home).addModel(QStringLiteral("library/shut/latest"), {{"sha256:1", 4}});
+        home.writeFile(QStringLiteral(".lmstudio/models/pub/open/w.gguf"), 5);
+        home.writeFile(QStringLiteral(".lmstudio/models/pub/closed/w.gguf"), 5);
+        home.writeFile(QStringLiteral(".cache/gpt4all/locked.gguf"), 6); // its size needs no reading
+        home.writeFile(QStringLiteral(".omlx/models/org/m/weights.safetensors"), 4);
         // The service user's home, closed to everyone else, as the Ollama installer makes it.
-        const QByteArray closed = QFile::encodeName(home.filePath(QStringLiteral("system/ollama")));
-        QCOMPARE(::chmod(closed.constData(), 0700), 0);
-        for (const QString &folder : {home.path() + QStringLiteral("/.ollama"), home.filePath(QStringLiteral(".ollama/models")),
-                                      home.filePath(QStringLiteral(".ollama/models/blobs")),
-                                      home.filePath(QStringLiteral(".ollama/models/manifests"))})
-            ::chmod(QFile::encodeName(folder).constData(), 0755);
+        OllamaFixture(home, QStringLiteral("system/ollama/.ollama/models")).addModel(QStringLiteral("library/svc/latest"), {{"sha256:1", 4}});
+        const QStringList closed{QStringLiteral(".ollama/models/manifests/registry.ollama.ai/library/shut"),
+                                 QStringLiteral(".lmstudio/models/pub/closed"), QStringLiteral(".cache/gpt4all/locked.gguf"),
+                                 QStringLiteral(".omlx/models"), QStringLiteral("system/ollama")};
+        for (const QString &path : closed)
+            QCOMPARE(::chmod(QFile::encodeName(home.filePath(path)).constData(), 0), 0);
 
-        const QString expected = home.filePath(QStringLiteral("system/ollama/.ollama/models"));
-        QVERIFY(runUnprivileged([&] {
-            const QStringList unreadable = scanner.unreadableModelFolders();
-            return unreadable == QStringList{expected} && !scanner.canReadProtectedFolders();
-        }));
-        ::chmod(closed.constData(), 0755);
-        QVERIFY(runUnprivileged([&] { return scanner.canReadProtectedFolders(); }));
+        const QStringList expected{
+            HomeScan::line(QStringLiteral("Ollama"), QStringLiteral("open:latest"), 14,
+                           {QStringLiteral(".ollama/models/manifests/registry.ollama.ai/library/open/latest"),
+                            QStringLiteral(".ollama/models/blobs/sha256-1"), QStringLiteral(".ollama/models/blobs/sha256-2")}),
+            HomeScan::line(QStringLiteral("LM Studio"), QStringLiteral("open"), 5, {QStringLiteral(".lmstudio/models/pub/open/w.gguf")}),
+            HomeScan::line(QStringLiteral("GPT4All"), QStringLiteral("locked"), 6, {QStringLiteral(".cache/gpt4all/locked.gguf")})};
+        const QStringList unreadable{home.filePath(QStringLiteral(".omlx/models")),
+                                     home.filePath(QStringLiteral("system/ollama/.ollama/models"))};
+        const bool seen = runUnprivileged([&] {
+            return HomeScan::same(scan.scannerLines(), expected)
+                && HomeScan::same(scan.scanner().unreadableModelFolders(), unreadable);
+        });
+        for (const QString &path : closed)
+            ::chmod(QFile::encodeName(home.filePath(path)).constData(), 0755);
+        QVERIFY(seen);
     }
 };
 

@@ -1,88 +1,20 @@
-#include "deletion/BlobReferenceManager.h"
 #include "scanning/OllamaManifest.h"
 #include "scanning/OllamaScanner.h"
-#include "support/TempHome.h"
-#include "support/UnprivilegedRun.h"
+#include "support/OllamaFixture.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTest>
 
 #include <sys/stat.h>
 
 namespace {
-using Blob = std::pair<QString, qint64>;
-
-// A manifest naming the given blobs, the first one as config, with the keys Ollama
-// writes beside the ones Stashwell reads.
-QByteArray manifest(const QList<Blob> &blobs)
-{
-    const auto layer = [](const Blob &blob) {
-        return QJsonObject{{QStringLiteral("mediaType"), QStringLiteral("application/vnd.ollama.image.model")},
-                           {QStringLiteral("digest"), blob.first},
-                           {QStringLiteral("size"), blob.second}};
-    };
-    QJsonArray layers;
-    for (qsizetype i = 1; i < blobs.size(); ++i)
-        layers.append(layer(blobs[i]));
-    return QJsonDocument(QJsonObject{{QStringLiteral("schemaVersion"), 2},
-                                     {QStringLiteral("config"), layer(blobs.first())},
-                                     {QStringLiteral("layers"), layers}})
-        .toJson();
-}
-
 QByteArray withSize(const char *sizeLiteral)
 {
     return QByteArray(R"({"config":{"digest":"sha256:c","mediaType":"m","size":1},)"
                       R"("layers":[{"digest":"sha256:a","mediaType":"m","size":)")
         + sizeLiteral + "}]}";
 }
-
-QString blobName(const char *hash)
-{
-    return QStringLiteral("sha256-") + QLatin1String(hash);
-}
-
-// One Ollama store inside a temporary home.
-struct StoreFixture
-{
-    TempHome home;
-    OllamaStore store{home.filePath(QStringLiteral(".ollama/models"))};
-    BlobReferenceManager manager{store};
-
-    QString addManifest(const QString &relative, const QByteArray &content) const
-    {
-        return home.writeFile(QStringLiteral(".ollama/models/manifests/") + relative, content);
-    }
-    QString addTag(const QString &modelAndTag, const QList<Blob> &blobs) const
-    {
-        return addManifest(QStringLiteral("registry.ollama.ai/library/") + modelAndTag, manifest(blobs));
-    }
-    QString addBlob(const char *hash) const
-    {
-        return home.writeFile(QStringLiteral(".ollama/models/blobs/") + blobName(hash), 8);
-    }
-    QHash<QString, qint64> counts() const
-    {
-        QString error;
-        const auto counts = manager.referenceCounts(&error);
-        if (!counts)
-            qWarning("%s", qPrintable(error));
-        return counts.value_or(QHash<QString, qint64>{{QStringLiteral("failed"), -1}});
-    }
-    QStringList freed(const QStringList &manifests) const
-    {
-        QString error;
-        const auto blobs = manager.exclusiveBlobs(manifests, counts(), &error);
-        if (!blobs)
-            qWarning("%s", qPrintable(error));
-        return blobs.value_or(QStringList{QStringLiteral("failed")});
-    }
-};
 } // namespace
 
 class TestOllamaManifest : public QObject
@@ -91,15 +23,14 @@ class TestOllamaManifest : public QObject
 private slots:
     void decodesWhatItReadsAndIgnoresTheRest()
     {
-        const auto decoded = OllamaManifest::decode(manifest(
-            {{QStringLiteral("sha256:c"), 485}, {QStringLiteral("sha256:m"), 4'000'000'000}, {QStringLiteral("sha256:c"), 7}}));
+        const auto decoded = OllamaManifest::decode(OllamaFixture::manifest({{"sha256:c", 485}, {"sha256:m", 4'000'000'000}, {"sha256:c", 7}}));
         QVERIFY(decoded);
         QCOMPARE(decoded->config.mediaType, QStringLiteral("application/vnd.ollama.image.model"));
         QCOMPARE(decoded->allDigests(),
                  (QStringList{QStringLiteral("sha256:c"), QStringLiteral("sha256:m"), QStringLiteral("sha256:c")}));
         QCOMPARE(decoded->manifestSize(), qint64(4'000'000'492));
 
-        const auto bare = OllamaManifest::decode(manifest({{QStringLiteral("sha256:c"), 42}}));
+        const auto bare = OllamaManifest::decode(OllamaFixture::manifest({{"sha256:c", 42}}));
         QVERIFY(bare && bare->layers.isEmpty());
         QCOMPARE(bare->manifestSize(), qint64(42));
 
@@ -129,7 +60,6 @@ private slots:
         const QByteArray layers = R"("layers":[])";
         const QByteArray config = R"("config":{"digest":"sha256:c","mediaType":"m","size":1})";
         QTest::newRow("not JSON") << QByteArray("sha256:abc") << QStringLiteral("not valid JSON");
-        QTest::newRow("empty") << QByteArray() << QStringLiteral("not valid JSON");
         QTest::newRow("array") << QByteArray("[]") << QStringLiteral("JSON object");
         QTest::newRow("no config") << "{" + layers + "}" << QStringLiteral("no \"config\"");
         QTest::newRow("key case") << R"({"Config":{"digest":"d","mediaType":"m","size":1},)" + layers + "}"
@@ -148,11 +78,8 @@ private slots:
                                  << QStringLiteral("layer 1 has no \"size\"");
         const QString notWhole = QStringLiteral("\"size\" of layer 1 is not a whole number");
         QTest::newRow("size text") << withSize("\"5\"") << notWhole;
-        QTest::newRow("size bool") << withSize("true") << notWhole;
         QTest::newRow("size fraction") << withSize("1.5") << notWhole;
         QTest::newRow("size 2^63") << withSize("9223372036854775808") << notWhole;
-        QTest::newRow("size 2^64-1") << withSize("18446744073709551615") << notWhole;
-        QTest::newRow("size huge") << withSize("1e300") << notWhole;
         QTest::newRow("size overflow") << withSize("1e400") << QStringLiteral("not valid JSON");
         QTest::newRow("size negative") << withSize("-1") << QStringLiteral("\"size\" of layer 1 is negative");
         QTest::newRow("size -2^63") << withSize("-9223372036854775808") << QStringLiteral("is negative");
@@ -161,7 +88,6 @@ private slots:
         QTest::newRow("size below -2^63") << withSize("-9223372036854775809") << inexact;
         QTest::newRow("size 1 + tiny") << withSize("1.00000000000000001") << inexact;
         QTest::newRow("size 2^53+1 with fraction") << withSize("9007199254740993.0") << inexact;
-        QTest::newRow("size 2^53+1/2") << withSize("9007199254740992.5") << inexact;
     }
 
     void rejectsWhatIsNotAManifest()
@@ -176,7 +102,7 @@ private slots:
     void readsOnlySmallRegularFiles()
     {
         TempHome home;
-        const QByteArray good = manifest({{QStringLiteral("sha256:c"), 3}});
+        const QByteArray good = OllamaFixture::manifest({{"sha256:c", 3}});
         const QString plain = home.writeFile(QStringLiteral("m/plain"), good);
         QCOMPARE(OllamaManifest::read(plain)->manifestSize(), qint64(3));
 
@@ -230,137 +156,28 @@ private slots:
         QCOMPARE(OllamaManifest::blobFileName(digest).value_or(QString()), name);
     }
 
+    // Digests crafted to name files outside the blobs folder, as the scanner lists them:
+    // only the one real blob beside the manifest, nothing the others would reach.
     void craftedDigestsNeverReachOutsideTheBlobs()
     {
-        StoreFixture fixture;
-        const TempHome &home = fixture.home;
-        // Targets that the unsafe digests below would name if joined to the blobs folder.
-        const QStringList outside{home.writeFile(QStringLiteral(".ollama/models/x"), 1),
-                                  home.writeFile(QStringLiteral(".ollama/models/outside"), 1),
-                                  home.writeFile(QStringLiteral(".ollama/models/blobs/a/b"), 1),
-                                  home.writeFile(QStringLiteral(".ollama/models/blobs/sha256-"), 1)};
+        TempHome home;
+        const OllamaFixture ollama(home);
+        for (const char *target : {".ollama/models/x", ".ollama/models/outside", ".ollama/models/blobs/a/b",
+                                   ".ollama/models/blobs/sha256-", "outside", "Models/x.gguf"})
+            home.writeFile(QString::fromLatin1(target), 1);
         home.makeDir(QStringLiteral(".ollama/models/blobs/sha256-.."));
-        const QString safe = fixture.addBlob("safe");
-        const QString tag = fixture.addTag(QStringLiteral("evil/latest"),
-                                           {{QStringLiteral("sha256:../../../x"), 1},
-                                            {QStringLiteral("../outside"), 1},
-                                            {QStringLiteral(".."), 1},
-                                            {QStringLiteral("."), 1},
-                                            {QStringLiteral("a/b"), 1},
-                                            {QStringLiteral("sha256:"), 1},
-                                            {QStringLiteral("sha256:safe"), 1}});
+        const QByteArray absolute = QFile::encodeName(home.filePath(QStringLiteral("Models/x.gguf")));
+        QList<OllamaFixture::Blob> blobs;
+        for (const QByteArray &digest : QByteArrayList{"sha256:../../../x", "../outside", "..", ".", "a/b", "sha256:", absolute,
+                                                       "sha256:" + absolute, "sha256:a\\/..\\/..\\/x"})
+            blobs.append({digest, 1});
+        blobs.append({"sha256:safe", 8});
+        const QString tag = ollama.addModel(QStringLiteral("library/evil/latest"), blobs);
 
-        const QList<DetectedModel> models = OllamaScanner({fixture.store}).scan();
+        const QList<DetectedModel> models = OllamaScanner({OllamaStore{ollama.storePath()}}).scan();
         QCOMPARE(models.size(), 1);
-        QCOMPARE(models[0].filePaths, (QStringList{tag, safe}));
-
-        const QHash<QString, qint64> counts = fixture.counts();
-        QCOMPARE(counts, (QHash<QString, qint64>{{blobName("safe"), 1}}));
-        QCOMPARE(fixture.freed({tag}), QStringList{safe});
-        for (const QString &file : outside)
-            QVERIFY(QFileInfo::exists(file));
-    }
-
-    void sharedBlobsAreFreedOnlyWithTheirLastReference()
-    {
-        StoreFixture fixture;
-        for (const char *hash : {"cfg", "weights", "license", "own"})
-            fixture.addBlob(hash);
-        const QString blobs = fixture.store.blobsDir() + QLatin1Char('/');
-        // The config digest repeated as a layer: two references from one manifest.
-        const QString solo = fixture.addTag(QStringLiteral("solo/latest"),
-                                            {{QStringLiteral("sha256:own"), 1}, {QStringLiteral("sha256:own"), 1}});
-        const QList<Blob> shared{{QStringLiteral("sha256:cfg"), 1},
-                                 {QStringLiteral("sha256:weights"), 1},
-                                 {QStringLiteral("sha256:license"), 1},
-                                 {QStringLiteral("sha256:gone"), 1}};
-        const QString latest = fixture.addTag(QStringLiteral("llama3/latest"), shared);
-        const QString eightB = fixture.addTag(QStringLiteral("llama3/8b"), shared);
-
-        QCOMPARE(fixture.counts(), (QHash<QString, qint64>{{blobName("own"), 2},
-                                                            {blobName("cfg"), 2},
-                                                            {blobName("weights"), 2},
-                                                            {blobName("license"), 2},
-                                                            {blobName("gone"), 2}}));
-        QCOMPARE(fixture.freed({solo}), QStringList{blobs + blobName("own")});
-        QCOMPARE(fixture.freed({latest}), QStringList());
-        // The same manifest named twice is still one manifest.
-        QCOMPARE(fixture.freed({latest, latest + QStringLiteral("/../latest")}), QStringList());
-        // Both tags together: every blob that exists, in the order the manifests name them.
-        QCOMPARE(fixture.freed({latest, eightB}),
-                 (QStringList{blobs + blobName("cfg"), blobs + blobName("weights"), blobs + blobName("license")}));
-    }
-
-    void countsCoverEveryRegistryAndSkipHiddenFiles()
-    {
-        StoreFixture fixture;
-        const QString blob = fixture.addBlob("w");
-        const QString tag = fixture.addTag(QStringLiteral("m/latest"), {{QStringLiteral("sha256:w"), 1}});
-        fixture.addManifest(QStringLiteral("hf.co/user/repo/q4"), manifest({{QStringLiteral("sha256:w"), 1}}));
-        fixture.addManifest(QStringLiteral("registry.ollama.ai/library/m/.partial"), "not json");
-        fixture.addManifest(QStringLiteral(".cache/leftover"), "not json");
-        QVERIFY(QFile::link(tag, fixture.store.manifestsDir() + QStringLiteral("/registry.ollama.ai/library/m/alias")));
-
-        QCOMPARE(fixture.counts(), (QHash<QString, qint64>{{blobName("w"), 2}}));
-        QCOMPARE(fixture.freed({tag}), QStringList());
-        QCOMPARE(fixture.freed({tag, fixture.store.manifestsDir() + QStringLiteral("/hf.co/user/repo/q4")}),
-                 QStringList{blob});
-    }
-
-    void oneBadManifestFailsTheCount()
-    {
-        StoreFixture fixture;
-        QCOMPARE(fixture.counts(), (QHash<QString, qint64>{})); // no Ollama folder at all
-        const QString tag = fixture.addTag(QStringLiteral("m/latest"), {{QStringLiteral("sha256:w"), 1}});
-        const QString stray = fixture.addManifest(QStringLiteral("registry.ollama.ai/library/m/notes"), "remember to prune");
-
-        QString error;
-        QVERIFY(!fixture.manager.referenceCounts(&error));
-        QVERIFY2(error.startsWith(QStringLiteral("The Ollama manifest \u201c%1\u201d could not be read: it is not "
-                                                 "valid JSON").arg(stray)),
-                 qPrintable(error));
-        // The scanner passes over the stray file and still lists the model.
-        QCOMPARE(OllamaScanner({fixture.store}).scan().size(), 1);
-        QFile::remove(stray);
-        QVERIFY(fixture.manager.referenceCounts());
-
-        // Only manifests of this store, and only ones that decode, can be freed.
-        const QHash<QString, qint64> counts = fixture.counts();
-        QVERIFY(!fixture.manager.exclusiveBlobs({fixture.home.writeFile(QStringLiteral("elsewhere"), manifest(
-                                                    {{QStringLiteral("sha256:w"), 1}}))},
-                                                counts, &error));
-        QVERIFY2(error.contains(QStringLiteral("is not an Ollama manifest of the store")), qPrintable(error));
-        QVERIFY(!fixture.manager.exclusiveBlobs({tag, tag + QStringLiteral("-deleted")}, counts, &error));
-        QVERIFY2(error.contains(QStringLiteral("-deleted\u201d could not be read")), qPrintable(error));
-    }
-
-    void unreadableManifestFolderFailsTheCount()
-    {
-        StoreFixture fixture;
-        fixture.addTag(QStringLiteral("m/latest"), {{QStringLiteral("sha256:w"), 1}});
-        const QString closed = fixture.store.manifestsDir() + QStringLiteral("/registry.ollama.ai/private");
-        fixture.addManifest(QStringLiteral("registry.ollama.ai/private/m/latest"), manifest({{QStringLiteral("sha256:w"), 1}}));
-        shareWithUnprivileged(QFile::encodeName(fixture.home.path()).constData());
-        QCOMPARE(::chmod(QFile::encodeName(closed).constData(), 0), 0);
-        const BlobReferenceManager &manager = fixture.manager;
-        QVERIFY(runUnprivileged([&] {
-            QString error;
-            return !manager.referenceCounts(&error)
-                && error == QStringLiteral("The Ollama manifests folder \u201c%1\u201d could not be read, so it is "
-                                           "unknown which blobs other models still use.").arg(closed);
-        }));
-        ::chmod(QFile::encodeName(closed).constData(), 0755);
-    }
-
-    void tellsWhatLiesInsideTheManifests()
-    {
-        const BlobReferenceManager manager(QStringLiteral("/s/models/manifests/"), QStringLiteral("/s/models/blobs"));
-        for (const char *inside : {"/s/models/manifests", "/s/models/manifests/", "/s/models/manifests/h/l/m/t",
-                                   "/s/models//manifests/./h/t", "/s/models/blobs/../manifests/x"})
-            QVERIFY2(manager.isInsideManifests(QString::fromLatin1(inside)), inside);
-        for (const char *outside : {"/s/models/manifests2/x", "/s/models/manifests/../blobs/x", "/s/models",
-                                    "/s/models/manifest", "s/models/manifests/x"})
-            QVERIFY2(!manager.isInsideManifests(QString::fromLatin1(outside)), outside);
+        QCOMPARE(models[0].filePaths, (QStringList{tag, ollama.blobPath("sha256:safe")}));
+        QCOMPARE(models[0].sizeBytes, 17);
     }
 };
 

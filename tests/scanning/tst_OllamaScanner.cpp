@@ -1,33 +1,17 @@
 #include "scanning/OllamaScanner.h"
 #include "scanning/OllamaStoreLocator.h"
 #include "scanning/ServiceUnitEnvironment.h"
-#include "support/TempHome.h"
+#include "support/OllamaFixture.h"
 
 #include <QDir>
 #include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTest>
 
 namespace {
-QByteArray manifest(const QString &config, qint64 configSize, const QList<std::pair<QString, qint64>> &layers = {})
-{
-    const auto layer = [](const QString &digest, qint64 size) {
-        return QJsonObject{{QStringLiteral("mediaType"), QStringLiteral("application/vnd.ollama.image.model")},
-                           {QStringLiteral("digest"), digest},
-                           {QStringLiteral("size"), size}};
-    };
-    QJsonArray array;
-    for (const auto &[digest, size] : layers)
-        array.append(layer(digest, size));
-    return QJsonDocument(QJsonObject{{QStringLiteral("config"), layer(config, configSize)},
-                                     {QStringLiteral("layers"), array}})
-        .toJson();
-}
+const QByteArray oneBlob = OllamaFixture::manifest({{"sha256:c", 1}});
 
 // Writes a manifest below a store's manifests folder; `relative` starts with the host.
-QString addManifest(const TempHome &home, const QString &store, const QString &relative, const QByteArray &content)
+QString addManifest(const TempHome &home, const QString &store, const QString &relative, const QByteArray &content = oneBlob)
 {
     return home.writeFile(store + QStringLiteral("/manifests/") + relative, content);
 }
@@ -55,15 +39,14 @@ private slots:
     {
         TempHome home;
         const QString store = QStringLiteral(".ollama/models");
-        const QByteArray m = manifest(QStringLiteral("sha256:c"), 1);
         for (const char *relative : {"registry.ollama.ai/library/llama3/latest", "registry.ollama.ai/Library/x/y",
                                      "registry.ollama.ai/someuser/mymodel/q4", "registry.ollama.ai/ns/m/a/b"})
-            addManifest(home, store, QString::fromLatin1(relative), m);
+            addManifest(home, store, QString::fromLatin1(relative));
         // Too shallow, hidden, another registry, or not a manifest: none is listed.
         for (const char *relative : {"registry.ollama.ai/top", "registry.ollama.ai/library/shallow",
                                      "registry.ollama.ai/library/m/.hidden", "registry.ollama.ai/.tmp/m/t/latest",
                                      "hf.co/user/repo/q4"})
-            addManifest(home, store, QString::fromLatin1(relative), m);
+            addManifest(home, store, QString::fromLatin1(relative));
         addManifest(home, store, QStringLiteral("registry.ollama.ai/library/broken/latest"), "{\"config\":");
         home.makeDir(store + QStringLiteral("/manifests/registry.ollama.ai/library/empty/folder"));
 
@@ -78,20 +61,14 @@ private slots:
         TempHome home;
         QVERIFY(OllamaScanner({OllamaStore::userStore()}).scan().isEmpty()); // no ~/.ollama yet
 
+        const OllamaFixture ollama(home);
         const QString blobs = home.filePath(QStringLiteral(".ollama/models/blobs/"));
         home.writeFile(QStringLiteral(".ollama/models/blobs/sha256-cfg"), 3);
         home.writeFile(QStringLiteral(".ollama/models/blobs/sha256-weights"), 5);
-        const QByteArray shared = manifest(QStringLiteral("sha256:cfg"), 100,
-                                           {{QStringLiteral("sha256:weights"), 4'000'000'000},
-                                            {QStringLiteral("sha256:missing"), 20},
-                                            {QStringLiteral("sha256:weights"), 7}});
-        const QString latest = addManifest(home, QStringLiteral(".ollama/models"),
-                                           QStringLiteral("registry.ollama.ai/library/m/latest"), shared);
-        const QString small = addManifest(home, QStringLiteral(".ollama/models"),
-                                          QStringLiteral("registry.ollama.ai/library/m/small"), shared);
-        const QString pruned = addManifest(home, QStringLiteral(".ollama/models"),
-                                           QStringLiteral("registry.ollama.ai/library/pruned/latest"),
-                                           manifest(QStringLiteral("sha256:gone"), 11, {{QStringLiteral("sha256:gone2"), 13}}));
+        const QList<OllamaFixture::Blob> shared{{"sha256:cfg", 100}, {"sha256:weights", 4'000'000'000}, {"sha256:missing", 20}, {"sha256:weights", 7}};
+        const QString latest = ollama.addModel(QStringLiteral("library/m/latest"), shared, false);
+        const QString small = ollama.addModel(QStringLiteral("library/m/small"), shared, false);
+        const QString pruned = ollama.addModel(QStringLiteral("library/pruned/latest"), {{"sha256:gone", 11}, {"sha256:gone2", 13}}, false);
         const QDateTime when(QDate(2024, 5, 17), QTime(8, 30), Qt::UTC);
         TempHome::setModified(latest, when);
 
@@ -121,11 +98,6 @@ private slots:
 
     void readsServiceUnitEnvironmentLikeSystemd()
     {
-        QCOMPARE(ServiceUnitEnvironment::words(QStringLiteral("  A=1 \"B=two words\" C=\"x y\"z 'D=\\'q\\'' E=a\\ b")),
-                 (QStringList{QStringLiteral("A=1"), QStringLiteral("B=two words"), QStringLiteral("C=x yz"),
-                              QStringLiteral("D='q'"), QStringLiteral("E=a b")}));
-        QCOMPARE(ServiceUnitEnvironment::words(QStringLiteral("A=1 \"B=unterminated C=3")), QStringList{QStringLiteral("A=1")});
-
         QHash<QString, QString> environment;
         ServiceUnitEnvironment::apply("[Unit]\n"
                                       "Environment=OLLAMA_MODELS=/unit/section\n"
@@ -134,7 +106,7 @@ private slots:
                                       "Environment=\"OLLAMA_HOST=0.0.0.0\" \"OLLAMA_MODELS=/srv/first\"\n"
                                       "Environment=OLLAMA_MODELS=/srv/second OLLAMA_KEEP=%%1 OLLAMA_HOME=%h/models 1BAD=x\n"
                                       "Environment=PATH=/usr/bin \\\n"
-                                      "  OLLAMA_DEBUG=1\n"
+                                      "  OLLAMA_DEBUG=1 \"B=two words\" C=\"x y\"z 'D=\\'q\\'' E=a\\ b \"F=unterminated G=3\n"
                                       "[Install]\n"
                                       "Environment=OLLAMA_MODELS=/install/section\n",
                                       environment);
@@ -142,7 +114,11 @@ private slots:
                                                        {QStringLiteral("OLLAMA_MODELS"), QStringLiteral("/srv/second")},
                                                        {QStringLiteral("OLLAMA_KEEP"), QStringLiteral("%1")},
                                                        {QStringLiteral("PATH"), QStringLiteral("/usr/bin")},
-                                                       {QStringLiteral("OLLAMA_DEBUG"), QStringLiteral("1")}}));
+                                                       {QStringLiteral("OLLAMA_DEBUG"), QStringLiteral("1")},
+                                                       {QStringLiteral("B"), QStringLiteral("two words")},
+                                                       {QStringLiteral("C"), QStringLiteral("x yz")},
+                                                       {QStringLiteral("D"), QStringLiteral("'q'")},
+                                                       {QStringLiteral("E"), QStringLiteral("a b")}}));
         ServiceUnitEnvironment::apply("[Service]\nEnvironment=\nEnvironment=OLLAMA_DEBUG=0\n", environment);
         QCOMPARE(environment, (QHash<QString, QString>{{QStringLiteral("OLLAMA_DEBUG"), QStringLiteral("0")}}));
     }
@@ -169,8 +145,7 @@ private slots:
         QList<OllamaStore> expected;
         for (qsizetype i = 0; i < folders.size(); ++i) {
             expected.append({home.filePath(folders[i])});
-            addManifest(home, folders[i], QStringLiteral("registry.ollama.ai/library/m%1/latest").arg(i),
-                        manifest(QStringLiteral("sha256:c"), 1));
+            addManifest(home, folders[i], QStringLiteral("registry.ollama.ai/library/m%1/latest").arg(i));
         }
         QCOMPARE(locator.stores(), expected);
         QCOMPARE(names(OllamaScanner(locator.stores()).scan()),
@@ -187,8 +162,7 @@ private slots:
     void walksAStoreReachedTwiceOnce()
     {
         TempHome home;
-        addManifest(home, QStringLiteral(".ollama/models"), QStringLiteral("registry.ollama.ai/library/m/latest"),
-                    manifest(QStringLiteral("sha256:c"), 1));
+        addManifest(home, QStringLiteral(".ollama/models"), QStringLiteral("registry.ollama.ai/library/m/latest"));
         const QString alias = home.filePath(QStringLiteral("alias"));
         QVERIFY(QFile::link(home.filePath(QStringLiteral(".ollama/models")), alias));
 
@@ -211,8 +185,8 @@ private slots:
         // while another registry's manifest still names them.
         TempHome home;
         const QString store = QStringLiteral(".ollama/models");
-        addManifest(home, store, QStringLiteral("elsewhere/library/m/latest"), manifest(QStringLiteral("sha256:c"), 1));
-        addManifest(home, store, QStringLiteral("hf.co/org/repo/latest"), manifest(QStringLiteral("sha256:c"), 1));
+        addManifest(home, store, QStringLiteral("elsewhere/library/m/latest"));
+        addManifest(home, store, QStringLiteral("hf.co/org/repo/latest"));
         QVERIFY(QFile::link(QStringLiteral("elsewhere"), home.filePath(store + QStringLiteral("/manifests/registry.ollama.ai"))));
         QVERIFY(OllamaScanner({OllamaStore::userStore()}).scan().isEmpty());
     }

@@ -1,8 +1,7 @@
 #include "scanning/ModelScanner.h"
 #include "state/AppViewModel.h"
-#include "deletion/ModelDeleter.h"
 #include "support/ControlledScans.h"
-#include "support/TempHome.h"
+#include "support/OllamaFixture.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,14 +12,6 @@ namespace {
 DetectedModel model(const QString &name, qint64 size, const QStringList &files = {})
 {
     return DetectedModel::create(name, SourceTool::Kind::jan, files, size, distantPast());
-}
-
-QByteArray manifest(const QList<QByteArray> &layers)
-{
-    QByteArray text = R"({"config":{"digest":"sha256:cfg","mediaType":"c","size":1},"layers":[)";
-    for (qsizetype i = 0; i < layers.size(); ++i)
-        text += (i ? "," : "") + QByteArray(R"({"mediaType":"m","size":10,"digest":"sha256:)") + layers[i] + "\"}";
-    return text + "]}";
 }
 
 } // namespace
@@ -47,11 +38,6 @@ class TestAppViewModel : public QObject
         viewModel.startScan();
         scans.finish(scans.started() - 1, models);
         QTRY_VERIFY(viewModel.scanState() == AppViewModel::ScanState::complete);
-    }
-
-    static QStringList trashedNames(const TempHome &home)
-    {
-        return QDir(home.filePath(QStringLiteral(".local/share/Trash/files"))).entryList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
     }
 
 private slots:
@@ -168,61 +154,11 @@ private slots:
         QVERIFY(!viewModel.isVerifyingDuplicates());
     }
 
-    void deletingOllamaModelsKeepsBlobsOthersNeed()
-    {
-        TempHome home;
-        const QString store = QStringLiteral(".ollama/models/");
-        const QString manifests = store + QStringLiteral("manifests/registry.ollama.ai/library/");
-        for (const char *blob : {"cfg", "shared", "own1", "own2", "own3"})
-            home.writeFile(store + QStringLiteral("blobs/sha256-") + QLatin1String(blob), 10);
-        home.writeFile(manifests + QStringLiteral("one/latest"), manifest({"shared", "own1"}));
-        home.writeFile(manifests + QStringLiteral("two/latest"), manifest({"shared", "own2"}));
-        home.writeFile(manifests + QStringLiteral("three/latest"), manifest({"shared", "own3"}));
-        home.writeFile(QStringLiteral("Models/plain.gguf"), 3);
-        PersistenceService().save({home.filePath(QStringLiteral("Models"))});
-
-        AppViewModel viewModel(coreIn(home));
-        scanAndWait(viewModel);
-        QCOMPARE(viewModel.modelCount(), 4);
-        QSet<QUuid> chosen;
-        for (const DetectedModel &m : viewModel.models()) {
-            if (m.displayName == QLatin1String("one:latest") || m.displayName == QLatin1String("two:latest")
-                || m.displayName == QLatin1String("plain"))
-                chosen.insert(m.id);
-        }
-        viewModel.setSelectedModelIDs(chosen);
-        QSignalSpy finished(&viewModel, &AppViewModel::deletionFinished);
-        QSignalSpy alerts(&viewModel, &AppViewModel::deletionAlert);
-        viewModel.deleteSelectedModels();
-        QVERIFY(viewModel.isDeleting());
-        QVERIFY(viewModel.selectedModelIDs().isEmpty());
-        QTRY_COMPARE(finished.count(), 1);
-        QVERIFY(!viewModel.isDeleting());
-        QCOMPARE(alerts.count(), 0);
-        const DeletionResult result = finished.first().first().value<DeletionResult>();
-        QCOMPARE(result.moved, 3);
-        QVERIFY(QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-shared"))));
-        QVERIFY(QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-cfg"))));
-        QVERIFY(QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-own3"))));
-        QVERIFY(!QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-own1"))));
-        QCOMPARE(trashedNames(home), (QStringList{QStringLiteral("latest"), QStringLiteral("latest.2"), QStringLiteral("plain.gguf"),
-                                                  QStringLiteral("sha256-own1"), QStringLiteral("sha256-own2")}));
-
-        // The last model using the shared blobs frees them.
-        QTRY_VERIFY(viewModel.scanState() == AppViewModel::ScanState::complete);
-        QCOMPARE(viewModel.modelCount(), 1);
-        viewModel.setSelectedModelIDs({viewModel.models().first().id});
-        viewModel.deleteSelectedModels();
-        QTRY_COMPARE(finished.count(), 2);
-        QCOMPARE(QDir(home.filePath(store + QStringLiteral("blobs"))).entryList(QDir::Files), QStringList());
-    }
-
     void failuresAreReportedInTheAlertsWords()
     {
         TempHome home;
         const QString store = QStringLiteral(".ollama/models/");
-        home.writeFile(store + QStringLiteral("blobs/sha256-a"), 10);
-        home.writeFile(store + QStringLiteral("manifests/registry.ollama.ai/library/m/latest"), manifest({"a"}));
+        OllamaFixture(home).addModel(QStringLiteral("library/m/latest"), {{"sha256:a", 10}});
         const QString kept = home.writeFile(QStringLiteral("Models/kept.gguf"), 3);
         const QString vanishing = home.writeFile(QStringLiteral("Models/vanishing.gguf"), 3);
         PersistenceService().save({home.filePath(QStringLiteral("Models"))});
@@ -247,27 +183,6 @@ private slots:
         QCOMPARE(lines[1], QStringLiteral("vanishing - Failed to move vanishing.gguf to Trash: No such file or directory"));
         QVERIFY(!QFile::exists(kept));
         QVERIFY(QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-a")))); // nothing of the Ollama model moved
-
-        // One model, failing: nothing moved at all.
-        DeletionResult single;
-        single.requested = 1;
-        single.failures = {{QStringLiteral("x"), QStringLiteral("why")}};
-        QCOMPARE(single.messageText(), QStringLiteral("No models were moved to Trash"));
-        single.requested = 2;
-        single.moved = 1;
-        QCOMPARE(single.messageText(), QStringLiteral("1 of 2 models moved to Trash. 1 failed."));
-    }
-
-    void anOllamaModelWithoutManifestIsRefused()
-    {
-        TempHome home;
-        const QString blob = home.writeFile(QStringLiteral(".ollama/models/blobs/sha256-a"), 10);
-        DetectedModel ollama = DetectedModel::create(QStringLiteral("odd"), SourceTool::Kind::ollama, {blob}, 10, distantPast());
-        const ModelDeleter deleter({OllamaStore{home.filePath(QStringLiteral(".ollama/models"))}});
-        const DeletionResult result = deleter.deleteModels({ollama});
-        QCOMPARE(result.failures.size(), 1);
-        QCOMPARE(result.failures.first().reason, QStringLiteral("No Ollama manifest file was found."));
-        QVERIFY(QFile::exists(blob));
     }
 
     void foldersWelcomeAndReset()

@@ -2,7 +2,6 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -102,20 +101,6 @@ QJsonObject HomeScan::cliReport(bool unprivileged) const
         return {};
     }
     return QJsonDocument::fromJson(run.out).object();
-}
-
-QStringList HomeScan::lines(const QJsonObject &report) const
-{
-    QStringList result;
-    for (const QJsonValue &value : report.value(QStringLiteral("models")).toArray()) {
-        const QJsonObject model = value.toObject();
-        QStringList files;
-        for (const QJsonValue &file : model.value(QStringLiteral("filePaths")).toArray())
-            files << file.toString();
-        result << homeLine(model.value(QStringLiteral("source")).toString(), model.value(QStringLiteral("displayName")).toString(),
-                       model.value(QStringLiteral("sizeBytes")).toInteger(), files);
-    }
-    return result;
 }
 
 namespace {

@@ -11,12 +11,10 @@
 
 // Scans a temporary home the two ways a person can: through ModelScanner, with every
 // place installed-app detection searches and every Ollama store inside the home, and
-// through the real stashwell-cli started with the home as its environment. Both are
-// turned into the same lines, one per model in list order, so that one expectation
-// states what the user sees either way:
+// through the real stashwell-cli started with the home as its environment. A scan's
+// models become lines, one per model, so that one expectation states what the user sees:
 //   "<source> [<displayName>] <sizeBytes>: <file> | <file> ..."
-// with the files relative to the home. Walk order is the file system's, so the files of
-// a line and the lines themselves are compared sorted.
+// with the files relative to the home, compared sorted.
 class HomeScan
 {
 public:
@@ -39,7 +37,6 @@ public:
     CliRun runCli(const QStringList &arguments, bool unprivileged = false) const;
     // The report of "scan --json"; an empty object when the program failed.
     QJsonObject cliReport(bool unprivileged = false) const;
-    QStringList lines(const QJsonObject &report) const;
 
     // A line as the scans write it, for stating what is expected; files relative to the home.
     static QString line(const QString &source, const QString &name, qint64 size, QStringList files);

@@ -1,21 +1,15 @@
-#include "app/AppIconLocator.h"
 #include "app/AppearanceSettings.h"
 #include "app/ApplicationShell.h"
 #include "app/DesktopColorScheme.h"
 #include "app/FileManagerReveal.h"
 #include "app/FolderAccessHelp.h"
-#include "app/IconImageProvider.h"
-#include "app/SymbolIcons.h"
-#include "state/AppViewModel.h"
 #include "support/TempHome.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusVariant>
 #include <QDesktopServices>
-#include <QDir>
 #include <QGuiApplication>
-#include <QImage>
 #include <QPalette>
 #include <QProcess>
 #include <QSignalSpy>
@@ -80,20 +74,6 @@ public slots:
     }
 signals:
     void SettingChanged(const QString &nameSpace, const QString &key, const QDBusVariant &value);
-};
-
-// A portal from before ReadOne: Read wraps the value in one more variant.
-class OlderPortalSettings : public QObject
-{
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Settings")
-public slots:
-    QDBusVariant Read(const QString &nameSpace, const QString &key)
-    {
-        Q_UNUSED(nameSpace);
-        Q_UNUSED(key);
-        return QDBusVariant(QVariant::fromValue(QDBusVariant(QVariant::fromValue(2u))));
-    }
 };
 
 class FakeFileManager : public QObject
@@ -186,18 +166,6 @@ private slots:
         QVERIFY(!appearance.isDark());
     }
 
-    void olderPortalsAnswerThroughRead()
-    {
-        PrivateBus bus;
-        if (!bus.isRunning())
-            QSKIP("dbus-daemon is not installed");
-        QDBusConnection desktop = bus.connect(QStringLiteral("desktop"));
-        OlderPortalSettings portal;
-        QVERIFY(offer(desktop, QStringLiteral("org.freedesktop.portal.Desktop"), QStringLiteral("/org/freedesktop/portal/desktop"), &portal));
-        DesktopColorScheme scheme(bus.connect(QStringLiteral("stashwell")));
-        QTRY_COMPARE(scheme.preference(), DesktopColorScheme::Preference::light);
-    }
-
     void withoutAPortalThePaletteDecides()
     {
         TempHome home;
@@ -278,84 +246,6 @@ private slots:
         FileManagerReveal offline(QDBusConnection(QStringLiteral("no-such-bus")));
         offline.reveal(QStringLiteral("/srv/llms/b.gguf"));
         QCOMPARE(catcher.opened, QList<QUrl>{QUrl::fromLocalFile(QStringLiteral("/srv/llms"))});
-    }
-
-    void everySymbolHasAnIconInTheTheme()
-    {
-        for (const QString &symbol : SymbolIcons::symbols()) {
-            QVERIFY2(!SymbolIcons::themeNames(symbol).isEmpty(), qPrintable(symbol));
-            QVERIFY2(!IconImageProvider::symbolIcon(symbol).isNull(), qPrintable(symbol + QStringLiteral(" has no icon")));
-        }
-        QVERIFY(SymbolIcons::themeNames(QStringLiteral("no.such.symbol")).isEmpty());
-    }
-
-    void recolouredSymbolsKeepTheirShape()
-    {
-        IconImageProvider provider;
-        QSize size;
-        const QImage image = provider.requestImage(QStringLiteral("symbol/trash/ffd3202a"), &size, QSize(32, 32));
-        QCOMPARE(size, QSize(32, 32));
-        int painted = 0, clear = 0;
-        for (int y = 0; y < image.height(); ++y) {
-            for (int x = 0; x < image.width(); ++x) {
-                const QColor pixel = image.pixelColor(x, y);
-                if (pixel.alpha() == 0) {
-                    ++clear;
-                    continue;
-                }
-                ++painted;
-                if (pixel.alpha() < 128)
-                    continue; // faint edge pixels: their colour is rounded too coarsely to compare
-                // Edge pixels are partly transparent; their colour is the same within rounding.
-                const QColor red(0xd3, 0x20, 0x2a);
-                QVERIFY2(std::abs(pixel.red() - red.red()) <= 3 && std::abs(pixel.green() - red.green()) <= 3
-                             && std::abs(pixel.blue() - red.blue()) <= 3,
-                         qPrintable(pixel.name()));
-            }
-        }
-        QVERIFY2(painted > 40 && clear > 40, "a shape, not a filled square nor nothing");
-
-        // What the theme does not have is an empty picture of the asked size, not a failure.
-        const QImage missing = provider.requestImage(QStringLiteral("theme/no-such-icon-anywhere"), &size, QSize(20, 20));
-        QCOMPARE(missing.size(), QSize(20, 20));
-        QCOMPARE(missing.pixelColor(10, 10).alpha(), 0);
-    }
-
-    void applicationIconsComeFromTheirDesktopEntries()
-    {
-        TempHome home;
-        AppSearchLocations locations;
-        locations.home = home.path();
-        locations.desktopEntryFolders = {home.filePath(QStringLiteral("applications"))};
-        QImage picture(8, 8, QImage::Format_ARGB32);
-        picture.fill(Qt::green);
-        const QString picturePath = home.filePath(QStringLiteral("jan icon.png"));
-        QVERIFY(picture.save(picturePath));
-        const auto entry = [&](const QString &file, const QByteArray &icon) {
-            home.writeFile(QStringLiteral("applications/") + file,
-                           "[Desktop Entry]\nType=Application\nName=X\nExec=x\nIcon=" + icon + "\n");
-        };
-        entry(QStringLiteral("jan.desktop"), picturePath.toUtf8());
-        entry(QStringLiteral("GPT4All.desktop"), "folder");
-        entry(QStringLiteral("lm-studio.desktop"), "no-such-icon-anywhere");
-
-        AppViewModel viewModel(std::make_shared<StashwellCore>(StashwellCore::Machine{locations, [] { return QList<OllamaStore>{}; }}));
-        const auto scan = [&] {
-            viewModel.startScan();
-            QTRY_COMPARE(viewModel.scanState(), AppViewModel::ScanState::complete);
-        };
-        scan();
-        AppIconLocator icons(viewModel);
-        QCOMPARE(icons.iconSource(QStringLiteral("jan")), QUrl::fromLocalFile(picturePath).toString());
-        QCOMPARE(icons.iconSource(QStringLiteral("gpt4All")), QStringLiteral("image://icon/theme/folder"));
-        QCOMPARE(icons.iconSource(QStringLiteral("lmStudio")), QString()); // named, but no theme has it
-        QCOMPARE(icons.iconSource(QStringLiteral("ollama")), QString());   // no desktop entry
-        QCOMPARE(icons.iconSource(QStringLiteral("custom")), QString());
-
-        // Applications come and go: the next scan's answer replaces the last.
-        QVERIFY(QFile::remove(home.filePath(QStringLiteral("applications/jan.desktop"))));
-        scan();
-        QCOMPARE(icons.iconSource(QStringLiteral("jan")), QString());
     }
 
     void accessHelpNamesTheGroupToJoin()

@@ -1,9 +1,7 @@
 #include "WindowUnderTest.h"
 
 #include "app/AppearanceSettings.h"
-#include "scanning/ModelScanner.h"
 #include "preferences/PersistenceService.h"
-#include "deletion/ModelDeleter.h"
 #include "support/TempHome.h"
 
 #include <QFile>
