@@ -9,16 +9,17 @@
 set -euo pipefail
 task=${1:-run}
 
+root=$(cd "$(dirname "$0")/.." && pwd)
+
 # Each need is one list; a task is the lists it needs.
+# What the window loads at run time is one list, shared with the package's Depends.
+mapfile -t window_runtime < <(sed 's/#.*//; /^[[:space:]]*$/d; s/[[:space:]]//g' \
+    "$root/packaging/window-runtime-packages.txt")
 build_and_run=(
     cmake g++ make pkg-config
     qt6-base-dev libssl-dev
-    # The window: Qt Quick with its controls, layouts and dialogs, SVG icons, the icon theme.
-    qt6-declarative-dev qt6-declarative-dev-tools libgl-dev
-    qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
-    qml6-module-qtquick-window qml6-module-qtquick-templates qml6-module-qtquick-dialogs
-    qml6-module-qtqml-workerscript qt6-qpa-plugins libqt6svg6 adwaita-icon-theme
-    qml6-module-qt-labs-folderlistmodel # Qt's own folder chooser (no desktop portal) imports it
+    qt6-declarative-dev qt6-declarative-dev-tools libgl-dev # Qt Quick, for the window
+    "${window_runtime[@]}"
 )
 tests=(
     trash-cli   # the desktop's own Trash tools: the tests prove trashed files show up there
