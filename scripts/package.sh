@@ -16,9 +16,8 @@ appstreamcli validate --no-net "$root/data/app.stashwell.Stashwell.metainfo.xml"
 groff -man -ww -z -Tutf8 "$root/data/man/stashwell-cli.1"
 
 "$root/scripts/build.sh" app
-# The rest of what the install rules install; with the tests and benchmarks off that is
-# only the compressed manual page.
-cmake --build "$build" -j"$(nproc)"
+# The rest of what the install rules install: the compressed manual page.
+cmake --build "$build" -j"$(nproc)" --target manual
 cpack --config "$build/CPackConfig.cmake" -B "$root/dist"
 rm -rf "$root/dist/_CPack_Packages" # CPack's staging folder
 ls -l "$root"/dist/stashwell_*.deb
