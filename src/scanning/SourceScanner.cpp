@@ -1,15 +1,23 @@
 #include "scanning/SourceScanner.h"
 
+#include "scanning/ModelFolderResolver.h"
 #include "scanning/OllamaScanner.h"
 #include "scanning/ScanRoutines.h"
+
+#include <QFileInfo>
 
 QStringList SourceScanner::roots() const
 {
     if (m_definition.storesFromOllamaLocator)
         return m_ollama.roots();
+    const QString appHome = ModelFolderResolver::appHome(m_definition.homeFolders);
     QStringList folders;
-    for (const ModelFolder &folder : m_definition.folders)
-        folders.append(folder.path());
+    for (const ModelFolder &folder : m_definition.folders) {
+        const std::optional<QString> path = ModelFolderResolver::resolve(folder, appHome);
+        // A moved folder is only where its setting says: nothing to show or check elsewhere.
+        if (path && (!folder.isRelocation() || QFileInfo(*path).isDir()))
+            folders.append(*path);
+    }
     return ScanRoutines::distinctRoots(folders);
 }
 
