@@ -122,6 +122,16 @@ QList<ModelSourceDefinition> makeDefinitions()
                               Role::macOS}},
                  .appBundleNames = {s(u"Draw Things.app")},
                  .appBundleIdentifiers = {s(u"com.liuliu.draw-things")}});
+
+    // Where transformers, vLLM, diffusers and llama.cpp's -hf downloads keep models.
+    list.append({.tool = K::huggingFace,
+                 .displayName = s(u"Hugging Face"),
+                 .layout = ModelLayout::huggingFaceRepos,
+                 .folders = {variable(s(u"HF_HUB_CACHE")), variable(s(u"HUGGINGFACE_HUB_CACHE")),
+                             variable(s(u"HF_HOME"), s(u"hub")),
+                             {Base::xdgCache, s(u"huggingface/hub"), Role::linuxDefault}},
+                 .libraryCache = true});
+
     return list;
 }
 } // namespace

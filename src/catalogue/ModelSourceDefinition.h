@@ -27,6 +27,7 @@ enum class ModelLayout {
     publisherModelFolders, // publisher/model folders: all regular files below a model folder
     folderPerModel,        // the innermost folder that directly holds files is one model
     ollamaManifests,       // manifests naming the blobs of Ollama's store
+    huggingFaceRepos,      // models--ORG--NAME repositories of blobs and snapshot links
 };
 
 // Everything Stashwell knows about one model application: where it keeps models on
@@ -43,6 +44,9 @@ struct ModelSourceDefinition
     // The application's own folder, for folders based on it: the first candidate that
     // is an existing folder, else the last.
     QList<ModelFolder> homeFolders = {};
+    // A download cache shared by libraries rather than owned by one application: its
+    // models are never orphaned.
+    bool libraryCache = false;
     // The folders come from the Ollama store locator (the user's store, OLLAMA_MODELS,
     // the system service's); `folders` then only says what to show.
     bool storesFromOllamaLocator = false;

@@ -1,5 +1,6 @@
 #include "scanning/SourceScanner.h"
 
+#include "scanning/HuggingFaceCacheScanner.h"
 #include "scanning/ModelFolderResolver.h"
 #include "scanning/OllamaScanner.h"
 #include "scanning/ScanRoutines.h"
@@ -43,6 +44,8 @@ QList<DetectedModel> SourceScanner::walk(const QString &root) const
         return ScanRoutines::scanFilesGroupedByFolder(root, source);
     case ModelLayout::ollamaManifests:
         return OllamaScanner::scanStore(OllamaStore{root});
+    case ModelLayout::huggingFaceRepos:
+        return HuggingFaceCacheScanner::scan(root);
     }
     return {};
 }
