@@ -132,6 +132,14 @@ QList<ModelSourceDefinition> makeDefinitions()
                              {Base::xdgCache, s(u"huggingface/hub"), Role::linuxDefault}},
                  .libraryCache = true});
 
+    // llama.cpp's own downloads: flat files, each with the ETag it was fetched with.
+    list.append({.tool = K::llamaCpp,
+                 .displayName = s(u"llama.cpp"),
+                 .layout = ModelLayout::filePerModel,
+                 .extensions = {s(u"gguf")},
+                 .sidecarSuffixes = {s(u".etag")},
+                 .folders = {variable(s(u"LLAMA_CACHE")), {Base::xdgCache, s(u"llama.cpp"), Role::linuxDefault}},
+                 .linuxMarkers = {.executables = {s(u"llama-server"), s(u"llama-cli")}}});
     return list;
 }
 } // namespace

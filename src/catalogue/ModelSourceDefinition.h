@@ -40,6 +40,8 @@ struct ModelSourceDefinition
     QString displayName;
     ModelLayout layout;
     QStringList extensions = {};     // lower case; the files that count for filePerModel
+    // Appended to a model file's name, files that belong to that model (filePerModel).
+    QStringList sidecarSuffixes = {};
     QList<ModelFolder> folders = {}; // in scan order; every one that exists is scanned
     // The application's own folder, for folders based on it: the first candidate that
     // is an existing folder, else the last.

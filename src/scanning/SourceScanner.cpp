@@ -37,7 +37,7 @@ QList<DetectedModel> SourceScanner::walk(const QString &root) const
     const SourceTool &source = m_definition.tool;
     switch (m_definition.layout) {
     case ModelLayout::filePerModel:
-        return ScanRoutines::scanModelFiles(root, m_definition.extensions, source);
+        return ScanRoutines::scanModelFiles(root, m_definition.extensions, source, m_definition.sidecarSuffixes);
     case ModelLayout::publisherModelFolders:
         return ScanRoutines::scanModelTree(root, source);
     case ModelLayout::folderPerModel:
