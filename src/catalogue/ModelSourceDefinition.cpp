@@ -44,11 +44,11 @@ QList<ModelSourceDefinition> makeDefinitions()
     list.append({.tool = K::lmStudio,
                  .displayName = s(u"LM Studio"),
                  .layout = ModelLayout::publisherModelFolders,
-                 .folders = {jsonSetting(Base::appHome, s(u"settings.json"), s(u"downloadsFolder")),
-                             jsonSetting(Base::xdgConfig, s(u"LM Studio/settings.json"), s(u"downloadsFolder")),
+                 .folders = {{Base::home, s(u".lmstudio/models"), Role::linuxDefault},
+                             {Base::home, s(u".cache/lm-studio/models"), Role::linux}, // older releases
                              {Base::appHome, s(u"models"), Role::linux},
-                             {Base::home, s(u".lmstudio/models"), Role::linuxDefault},
-                             {Base::home, s(u".cache/lm-studio/models"), Role::linux}}, // older releases
+                             jsonSetting(Base::appHome, s(u"settings.json"), s(u"downloadsFolder")),
+                             jsonSetting(Base::xdgConfig, s(u"LM Studio/settings.json"), s(u"downloadsFolder"))},
                  .homeFolders = {pointerFile(Base::home, s(u".lmstudio-home-pointer")),
                                  {Base::home, s(u".cache/lm-studio"), Role::linux},
                                  {Base::home, s(u".lmstudio"), Role::linux}},
