@@ -16,6 +16,9 @@ struct DetectedModel
     QString displayName;
     SourceTool sourceTool;
     QStringList filePaths; // absolute paths; for Ollama the manifest first, then its blobs
+    // The file verification compares when it is not the largest of filePaths: a
+    // Hugging Face repository moves as one folder, but its largest blob is the model.
+    QString hashedFile;
     qint64 sizeBytes = 0;
     QDateTime lastModified;
     bool isOrphaned = false;

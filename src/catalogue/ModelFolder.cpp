@@ -3,23 +3,36 @@
 #include <QDir>
 #include <QStandardPaths>
 
-QString ModelFolder::path() const
+namespace {
+QString joined(const QString &folder, const QString &relative)
+{
+    return relative.isEmpty() ? folder : folder + QLatin1Char('/') + relative;
+}
+} // namespace
+
+QString ModelFolder::location() const
 {
     switch (base) {
     case Base::home:
-        return QDir::homePath() + QLatin1Char('/') + relativePath;
+        return joined(QDir::homePath(), relativePath);
     case Base::xdgData:
-        return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QLatin1Char('/') + relativePath;
+        return joined(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation), relativePath);
+    case Base::xdgConfig:
+        return joined(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation), relativePath);
+    case Base::xdgCache:
+        return joined(QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation), relativePath);
     case Base::absolute:
+        return relativePath;
+    case Base::environment:
+    case Base::appHome:
         break;
     }
-    return relativePath;
+    return {};
 }
 
-QString ModelFolder::shownPath() const
+QString ModelFolder::shown(const QString &absolute)
 {
     const QString home = QDir::homePath() + QLatin1Char('/');
-    const QString absolute = path();
     const QString shown = absolute.startsWith(home) ? QStringLiteral("~/") + absolute.sliced(home.size()) : absolute;
     return shown + QLatin1Char('/');
 }

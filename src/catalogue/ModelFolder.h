@@ -4,24 +4,46 @@
 
 // One place where a model application keeps its models, written relative to a base
 // folder that differs between machines and users, so one table serves every home.
+// Applications that let the user move their folder write the new place into a file
+// of their own or read it from the environment; `setting` says how to read it there.
 struct ModelFolder
 {
     enum class Base {
-        home,     // the user's home folder
-        xdgData,  // $XDG_DATA_HOME, by default ~/.local/share
-        absolute, // a fixed path
+        home,        // the user's home folder
+        xdgData,     // $XDG_DATA_HOME, by default ~/.local/share
+        xdgConfig,   // $XDG_CONFIG_HOME, by default ~/.config
+        xdgCache,    // $XDG_CACHE_HOME, by default ~/.cache
+        absolute,    // a fixed path
+        environment, // the folder named by the environment variable `relativePath`
+        appHome,     // the application's own folder (ModelSourceDefinition::homeFolders)
     };
     // Which desktop the folder belongs to. Every folder is scanned wherever it
     // exists; only Linux ones are shown, and the default one stands in for the
     // application when none of its folders exists.
     enum class Role { macOS, linuxDefault, linux };
+    // How the place found from base and relativePath leads to the folder.
+    enum class Setting {
+        none,        // it is the folder
+        jsonKey,     // a JSON settings file whose top-level string `key` names the folder
+        iniKey,      // an INI settings file whose `key` (top level or [General]) names the folder
+        pointerFile, // a file holding nothing but the folder's path
+    };
 
     Base base;
     QString relativePath;
     Role role;
+    Setting setting = Setting::none;
+    QString key = {};
+    QString suffix = {}; // appended to the folder a setting or variable names
 
-    // The absolute path on this machine, without a trailing "/".
-    QString path() const;
-    // The path as shown to the user: "~/" for the home folder, a trailing "/".
-    QString shownPath() const;
+    // Whether the path depends on what a file or the environment says.
+    bool isRelocation() const { return setting != Setting::none || base == Base::environment; }
+    // The fixed place base and relativePath name (a folder, or the settings file);
+    // empty for an unset variable and for appHome.
+    QString location() const;
+    // The path on this machine of a folder that is not a relocation, without a trailing "/".
+    QString path() const { return location(); }
+    // A path as shown to the user: "~/" for the home folder, a trailing "/".
+    static QString shown(const QString &path);
+    QString shownPath() const { return shown(path()); }
 };

@@ -5,6 +5,25 @@ QString s(const char16_t *text) { return QString::fromUtf16(text); }
 
 using Base = ModelFolder::Base;
 using Role = ModelFolder::Role;
+using Setting = ModelFolder::Setting;
+
+// The folders a user or an application moved models to, each read where the application keeps it.
+ModelFolder jsonSetting(Base base, const QString &file, const QString &key, const QString &suffix = {})
+{
+    return {base, file, Role::linux, Setting::jsonKey, key, suffix};
+}
+ModelFolder iniSetting(Base base, const QString &file, const QString &key)
+{
+    return {base, file, Role::linux, Setting::iniKey, key};
+}
+ModelFolder variable(const QString &name, const QString &suffix = {})
+{
+    return {Base::environment, name, Role::linux, Setting::none, {}, suffix};
+}
+ModelFolder pointerFile(Base base, const QString &file)
+{
+    return {base, file, Role::linux, Setting::pointerFile};
+}
 
 QList<ModelSourceDefinition> makeDefinitions()
 {
@@ -26,7 +45,13 @@ QList<ModelSourceDefinition> makeDefinitions()
                  .displayName = s(u"LM Studio"),
                  .layout = ModelLayout::publisherModelFolders,
                  .folders = {{Base::home, s(u".lmstudio/models"), Role::linuxDefault},
-                             {Base::home, s(u".cache/lm-studio/models"), Role::linux}}, // older releases
+                             {Base::home, s(u".cache/lm-studio/models"), Role::linux}, // older releases
+                             {Base::appHome, s(u"models"), Role::linux},
+                             jsonSetting(Base::appHome, s(u"settings.json"), s(u"downloadsFolder")),
+                             jsonSetting(Base::xdgConfig, s(u"LM Studio/settings.json"), s(u"downloadsFolder"))},
+                 .homeFolders = {pointerFile(Base::home, s(u".lmstudio-home-pointer")),
+                                 {Base::home, s(u".cache/lm-studio"), Role::linux},
+                                 {Base::home, s(u".lmstudio"), Role::linux}},
                  .appBundleNames = {s(u"LM Studio.app"), s(u"Bionic.app")},
                  .appBundleIdentifiers = {s(u"ai.elementlabs.lmstudio"), s(u"ai.elementlabs.bionic")},
                  .linuxMarkers = {.executables = {s(u"lm-studio"), s(u"lmstudio")},
@@ -34,7 +59,9 @@ QList<ModelSourceDefinition> makeDefinitions()
                                                        s(u"LM Studio*.AppImage"), s(u"LMStudio*.AppImage")},
                                   .desktopEntries = {s(u"lm-studio.desktop"), s(u"lmstudio.desktop"),
                                                      s(u"LM Studio.desktop")},
-                                  .homeExecutables = {s(u".lmstudio/bin/lms")}}});
+                                  .homeExecutables = {s(u".lmstudio/bin/lms")},
+                                  .installRecords = {jsonSetting(Base::appHome, s(u".internal/app-install-location.json"),
+                                                                 s(u"path"))}}});
 
     list.append({.tool = K::omlx,
                  .displayName = s(u"oMLX"),
@@ -44,13 +71,22 @@ QList<ModelSourceDefinition> makeDefinitions()
                  .appBundleIdentifiers = {s(u"app.omlx")},
                  .linuxMarkers = {.executables = {s(u"omlx")}}});
 
+    // Jan keeps models in two folders of its data folder, wherever that is.
+    QList<ModelFolder> janFolders{{Base::home, s(u"Library/Application Support/Jan/data/llamacpp/models"), Role::macOS},
+                                  {Base::home, s(u"Library/Application Support/Jan/data/mlx/models"), Role::macOS},
+                                  {Base::xdgData, s(u"Jan/data/llamacpp/models"), Role::linuxDefault},
+                                  {Base::xdgData, s(u"Jan/data/mlx/models"), Role::linux},
+                                  {Base::home, s(u".var/app/ai.jan.Jan/data/Jan/data/llamacpp/models"), Role::linux},
+                                  {Base::home, s(u".var/app/ai.jan.Jan/data/Jan/data/mlx/models"), Role::linux}};
+    for (const QString &models : {s(u"llamacpp/models"), s(u"mlx/models")}) {
+        janFolders += {jsonSetting(Base::xdgData, s(u"Jan/settings.json"), s(u"data_folder"), models),
+                       jsonSetting(Base::home, s(u".config/Jan/settings.json"), s(u"data_folder"), models), // legacy
+                       variable(s(u"JAN_DATA_FOLDER"), models)};
+    }
     list.append({.tool = K::jan,
                  .displayName = s(u"Jan"),
                  .layout = ModelLayout::folderPerModel,
-                 .folders = {{Base::home, s(u"Library/Application Support/Jan/data/llamacpp/models"), Role::macOS},
-                             {Base::home, s(u"Library/Application Support/Jan/data/mlx/models"), Role::macOS},
-                             {Base::xdgData, s(u"Jan/data/llamacpp/models"), Role::linuxDefault},
-                             {Base::xdgData, s(u"Jan/data/mlx/models"), Role::linux}},
+                 .folders = janFolders,
                  .appBundleNames = {s(u"Jan.app")},
                  .linuxMarkers = {.executables = {s(u"jan"), s(u"Jan"), s(u"Jan-Desktop")},
                                   .appImagePatterns = {s(u"jan*.AppImage"), s(u"Jan*.AppImage")},
@@ -65,7 +101,10 @@ QList<ModelSourceDefinition> makeDefinitions()
                  .folders = {{Base::home, s(u"Library/Application Support/") + gpt4All, Role::macOS},
                              {Base::home, s(u".cache/gpt4all"), Role::linux}, // the Python bindings
                              {Base::xdgData, gpt4All, Role::linuxDefault},
-                             {Base::home, s(u".var/app/io.gpt4all.gpt4all/data/") + gpt4All, Role::linux}},
+                             {Base::home, s(u".var/app/io.gpt4all.gpt4all/data/") + gpt4All, Role::linux},
+                             iniSetting(Base::xdgConfig, gpt4All + s(u".ini"), s(u"modelPath")),
+                             iniSetting(Base::home, s(u".var/app/io.gpt4all.gpt4all/config/") + gpt4All + s(u".ini"),
+                                        s(u"modelPath"))},
                  .appBundleNames = {s(u"GPT4All.app")},
                  .linuxMarkers = {.executables = {s(u"gpt4all")},
                                   .appImagePatterns = {s(u"gpt4all*.AppImage"), s(u"GPT4All*.AppImage")},
@@ -83,6 +122,24 @@ QList<ModelSourceDefinition> makeDefinitions()
                               Role::macOS}},
                  .appBundleNames = {s(u"Draw Things.app")},
                  .appBundleIdentifiers = {s(u"com.liuliu.draw-things")}});
+
+    // Where transformers, vLLM, diffusers and llama.cpp's -hf downloads keep models.
+    list.append({.tool = K::huggingFace,
+                 .displayName = s(u"Hugging Face"),
+                 .layout = ModelLayout::huggingFaceRepos,
+                 .folders = {variable(s(u"HF_HUB_CACHE")), variable(s(u"HUGGINGFACE_HUB_CACHE")),
+                             variable(s(u"HF_HOME"), s(u"hub")),
+                             {Base::xdgCache, s(u"huggingface/hub"), Role::linuxDefault}},
+                 .libraryCache = true});
+
+    // llama.cpp's own downloads: flat files, each with the ETag it was fetched with.
+    list.append({.tool = K::llamaCpp,
+                 .displayName = s(u"llama.cpp"),
+                 .layout = ModelLayout::filePerModel,
+                 .extensions = {s(u"gguf")},
+                 .sidecarSuffixes = {s(u".etag")},
+                 .folders = {variable(s(u"LLAMA_CACHE")), {Base::xdgCache, s(u"llama.cpp"), Role::linuxDefault}},
+                 .linuxMarkers = {.executables = {s(u"llama-server"), s(u"llama-cli")}}});
     return list;
 }
 } // namespace
@@ -91,7 +148,7 @@ QStringList ModelSourceDefinition::shownFolders() const
 {
     QStringList shown;
     for (const ModelFolder &folder : folders) {
-        if (folder.role != Role::macOS)
+        if (folder.role != Role::macOS && !folder.isRelocation() && folder.base != Base::appHome)
             shown.append(folder.shownPath());
     }
     // An application without a Linux release still shows where it would keep models.

@@ -15,6 +15,9 @@ struct LinuxAppMarkers
     QStringList flatpakIds = {};        // Flatpak application identifiers
     QStringList snapNames = {};         // Snap package names
     QStringList homeExecutables = {};   // executables an installer puts below the home folder
+    // Files in which the application records where it is installed; it counts as
+    // installed when the path one of them names exists.
+    QList<ModelFolder> installRecords = {};
 };
 
 // How an application arranges the models below one of its model folders; each
@@ -24,6 +27,7 @@ enum class ModelLayout {
     publisherModelFolders, // publisher/model folders: all regular files below a model folder
     folderPerModel,        // the innermost folder that directly holds files is one model
     ollamaManifests,       // manifests naming the blobs of Ollama's store
+    huggingFaceRepos,      // models--ORG--NAME repositories of blobs and snapshot links
 };
 
 // Everything Stashwell knows about one model application: where it keeps models on
@@ -36,7 +40,15 @@ struct ModelSourceDefinition
     QString displayName;
     ModelLayout layout;
     QStringList extensions = {};     // lower case; the files that count for filePerModel
-    QList<ModelFolder> folders = {}; // in scan order
+    // Appended to a model file's name, files that belong to that model (filePerModel).
+    QStringList sidecarSuffixes = {};
+    QList<ModelFolder> folders = {}; // in scan order; every one that exists is scanned
+    // The application's own folder, for folders based on it: the first candidate that
+    // is an existing folder, else the last.
+    QList<ModelFolder> homeFolders = {};
+    // A download cache shared by libraries rather than owned by one application: its
+    // models are never orphaned.
+    bool libraryCache = false;
     // The folders come from the Ollama store locator (the user's store, OLLAMA_MODELS,
     // the system service's); `folders` then only says what to show.
     bool storesFromOllamaLocator = false;
@@ -44,12 +56,12 @@ struct ModelSourceDefinition
     QStringList appBundleIdentifiers = {};
     LinuxAppMarkers linuxMarkers = {};
 
-    // The Linux folders in "~/" form, as the preferences list them.
+    // The fixed Linux folders in "~/" form, as the preferences list them.
     QStringList shownFolders() const;
     // The folder the application uses by default here, as an absolute path.
     QString defaultFolder() const;
 
-    // The six built-in sources, in scan order.
+    // The built-in sources, in scan order.
     static const QList<ModelSourceDefinition> &all();
     // The definition of a source; nothing for custom folders.
     static const ModelSourceDefinition *find(const SourceTool &tool);

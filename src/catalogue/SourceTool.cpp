@@ -19,6 +19,8 @@ QString SourceTool::description() const
     case Kind::jan: return QStringLiteral("Jan");
     case Kind::gpt4All: return QStringLiteral("GPT4All");
     case Kind::drawThings: return QStringLiteral("Draw Things");
+    case Kind::huggingFace: return QStringLiteral("Hugging Face");
+    case Kind::llamaCpp: return QStringLiteral("llama.cpp");
     }
     return {};
 }
@@ -29,7 +31,8 @@ constexpr KindKey kindKeys[] = {
     {SourceTool::Kind::ollama, u"ollama"},     {SourceTool::Kind::lmStudio, u"lmStudio"},
     {SourceTool::Kind::custom, u"custom"},     {SourceTool::Kind::omlx, u"omlx"},
     {SourceTool::Kind::jan, u"jan"},           {SourceTool::Kind::gpt4All, u"gpt4All"},
-    {SourceTool::Kind::drawThings, u"drawThings"},
+    {SourceTool::Kind::drawThings, u"drawThings"}, {SourceTool::Kind::huggingFace, u"huggingFace"},
+    {SourceTool::Kind::llamaCpp, u"llamaCpp"},
 };
 } // namespace
 
@@ -49,8 +52,9 @@ std::optional<SourceTool::Kind> SourceTool::kindFromKey(const QString &key)
 
 const QList<SourceTool::Kind> &SourceTool::builtInKinds()
 {
-    static const QList<Kind> kinds{Kind::ollama, Kind::lmStudio, Kind::omlx,
-                                   Kind::jan,    Kind::gpt4All,  Kind::drawThings};
+    static const QList<Kind> kinds{Kind::ollama,     Kind::lmStudio,    Kind::omlx,
+                                   Kind::jan,        Kind::gpt4All,     Kind::drawThings,
+                                   Kind::huggingFace, Kind::llamaCpp};
     return kinds;
 }
 

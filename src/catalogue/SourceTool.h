@@ -4,13 +4,14 @@
 #include <QString>
 #include <optional>
 
-// Where a model was found: one of the six model applications Stashwell knows,
-// or a folder the user added (identified by its folder name only).
+// Where a model was found: one of the model applications and download caches
+// Stashwell knows, or a folder the user added (identified by its folder name only).
 class SourceTool
 {
 public:
     // The numbering is the hashing discriminator; keep the order.
-    enum class Kind { ollama = 0, lmStudio = 1, custom = 2, omlx = 3, jan = 4, gpt4All = 5, drawThings = 6 };
+    enum class Kind { ollama = 0, lmStudio = 1, custom = 2, omlx = 3, jan = 4, gpt4All = 5, drawThings = 6,
+                      huggingFace = 7, llamaCpp = 8 };
 
     SourceTool() = default;
     SourceTool(Kind kind) : m_kind(kind) {}
@@ -26,7 +27,7 @@ public:
     QString key() const;
     static std::optional<Kind> kindFromKey(const QString &key);
 
-    // The six applications in the order they are scanned and listed.
+    // The built-in sources in the order they are scanned and listed.
     static const QList<Kind> &builtInKinds();
 
     friend bool operator==(const SourceTool &a, const SourceTool &b)

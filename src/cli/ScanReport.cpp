@@ -103,6 +103,8 @@ QJsonObject ScanReport::modelJson(const DetectedModel &model)
     const bool unable = model.duplicateVerificationStatus.state() == DuplicateVerificationStatus::State::unableToVerify;
     object.insert(QStringLiteral("verificationReason"), unable ? QJsonValue(model.duplicateVerificationStatus.reason())
                                                                : QJsonValue(QJsonValue::Null));
+    // Every entry is a model: no unfinished download or unused blob is listed as an entry.
+    object.insert(QStringLiteral("leftover"), QJsonValue(QJsonValue::Null));
     object.insert(QStringLiteral("problem"), model.problem.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(model.problem));
     return object;
 }

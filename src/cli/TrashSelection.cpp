@@ -42,7 +42,7 @@ std::optional<TrashSelection> TrashSelection::parse(const QStringList &arguments
             const QString key = arguments[++i];
             const std::optional<SourceTool::Kind> kind = SourceTool::kindFromKey(key);
             if (!kind) {
-                *error = QStringLiteral("trash: unknown source '%1' (ollama, lmStudio, custom, omlx, jan, gpt4All, drawThings)").arg(key);
+                *error = QStringLiteral("trash: unknown source '%1' (ollama, lmStudio, custom, omlx, jan, gpt4All, drawThings, huggingFace, llamaCpp)").arg(key);
                 return std::nullopt;
             }
             if (selection.m_selectors.isEmpty() || selection.m_selectors.last().name.isEmpty()

@@ -127,6 +127,10 @@ std::variant<QStringList, DuplicateHashError> DuplicateDetector::primaryFiles(co
     for (const DetectedModel &member : members) {
         if (member.filePaths.isEmpty())
             return DuplicateHashError::missingPrimaryFile();
+        if (!member.hashedFile.isEmpty()) {
+            primaries.append(member.hashedFile);
+            continue;
+        }
         QString largest = member.filePaths.first();
         qint64 largestSize = sizeOnDisk(largest);
         for (qsizetype i = 1; i < member.filePaths.size(); ++i) {

@@ -1,6 +1,7 @@
 #include "scanning/AppDetectionService.h"
 
 #include "scanning/DesktopEntry.h"
+#include "scanning/ModelFolderResolver.h"
 
 #include <QDir>
 #include <QFile>
@@ -164,6 +165,12 @@ std::optional<QString> AppDetectionService::appPathInApplicationFolders(
     if (!m_locations.home.isEmpty()) {
         if (const auto inHome = executableIn({m_locations.home}, markers.homeExecutables))
             return inHome;
+    }
+    const QString appHome = ModelFolderResolver::appHome(definition.homeFolders);
+    for (const ModelFolder &record : markers.installRecords) {
+        const std::optional<QString> installed = ModelFolderResolver::resolve(record, appHome);
+        if (installed && QFileInfo::exists(*installed))
+            return installed;
     }
     return std::nullopt;
 }

@@ -18,7 +18,8 @@ class DesktopEntry;
 //  1. Application folders and program folders: an application bundle named after the
 //     definition in /Applications or ~/Applications; the application's executables
 //     on PATH, in /usr/bin, /usr/local/bin, /opt/*/ and /opt/*/bin; its AppImages in
-//     ~/Applications, ~/.local/bin and /opt; executables its installer puts below home.
+//     ~/Applications, ~/.local/bin and /opt; executables its installer puts below home;
+//     an existing path named in one of the application's install records.
 //  2. The desktop's own registry: desktop entries of the application, and Flatpak and
 //     Snap installs.
 //  3. Other places: bundles and AppImages on the Desktop, in Downloads and at the top

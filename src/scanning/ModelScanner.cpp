@@ -49,9 +49,10 @@ ScanResult ModelScanner::scan() const
         status.modelCount = int(source.models.size());
         result.sources.append(status);
 
-        const bool installed = status.installedAppPath.has_value();
+        // A library cache has no application whose removal could leave its models behind.
+        const bool needed = status.installedAppPath.has_value() || source.definition->libraryCache;
         for (DetectedModel model : source.models) {
-            model.isOrphaned = !installed && !model.filePaths.isEmpty();
+            model.isOrphaned = !needed && !model.filePaths.isEmpty();
             result.models.append(model);
         }
         knownFolders += source.roots;

@@ -44,15 +44,49 @@ QString withoutExtension(const QString &fileName)
 }
 } // namespace
 
+namespace {
+// Adds a sidecar file to the model whose file it is named after; false when it names none.
+bool addSidecar(const DirectoryWalker::Entry &entry, const QList<QByteArray> &suffixes,
+                const QHash<QByteArray, qsizetype> &modelOfFile, QList<DetectedModel> &models)
+{
+    for (const QByteArray &suffix : suffixes) {
+        if (!entry.name().endsWith(suffix))
+            continue;
+        const QByteArray native = entry.nativePath();
+        const auto found = modelOfFile.constFind(native.first(native.size() - suffix.size()));
+        if (found == modelOfFile.constEnd())
+            continue;
+        DetectedModel &model = models[*found];
+        const FileAttributes attributes = entry.attributes();
+        model.sizeBytes = addSizes(model.sizeBytes, attributes.size);
+        model.lastModified = std::max(model.lastModified, attributes.modified);
+        if (const std::optional<QString> path = entry.path())
+            model.filePaths.append(*path);
+        else if (model.problem.isEmpty())
+            model.problem = unrepresentableNameProblem(native); // moving the rest would split the model
+        return true;
+    }
+    return false;
+}
+} // namespace
+
 QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &extensions,
-                                    const SourceTool &source)
+                                    const SourceTool &source, const QStringList &sidecarSuffixes)
 {
     QList<QByteArray> accepted;
     for (const QString &extension : extensions)
         accepted.append(extension.toUtf8());
+    QList<QByteArray> sidecars;
+    for (const QString &suffix : sidecarSuffixes)
+        sidecars.append(QFile::encodeName(suffix));
+    // A model file's sidecars sort after it in its folder (its name is their prefix).
+    QHash<QByteArray, qsizetype> modelOfFile;
 
     QList<DetectedModel> models;
     DirectoryWalker::walk(root, [&](const DirectoryWalker::Entry &entry) {
+        if (!sidecars.isEmpty() && entry.type() == DirectoryWalker::EntryType::regular
+            && addSidecar(entry, sidecars, modelOfFile, models))
+            return;
         if (!hasAcceptedExtension(entry.name(), accepted))
             return;
         if (entry.type() != DirectoryWalker::EntryType::regular)
@@ -68,6 +102,8 @@ QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &exte
             return;
         }
         const QString name = withoutExtension(QFileInfo(*path).fileName());
+        if (!sidecars.isEmpty())
+            modelOfFile.insert(entry.nativePath(), models.size());
         models.append(DetectedModel::create(name, source, {*path}, attributes.size, attributes.modified));
     });
     return models;

@@ -20,8 +20,9 @@ QString homePath(const QString &relative);
 
 // One model per regular, non-hidden file below root whose lower-cased extension is
 // one of extensions (given in lower case), named after the file without its extension.
+// A regular file named like a model file plus one of sidecarSuffixes belongs to that model.
 QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &extensions,
-                                    const SourceTool &source);
+                                    const SourceTool &source, const QStringList &sidecarSuffixes = {});
 
 // One model per folder exactly two levels below root (publisher, then model) that
 // holds at least one regular file at any depth.
