@@ -12,11 +12,11 @@ ThemedWindow {
 
     title: "Stashwell Preferences"
     width: 620
-    height: 500
+    height: 680
     minimumWidth: 620
     maximumWidth: 620
-    minimumHeight: 500
-    maximumHeight: 500
+    minimumHeight: 680
+    maximumHeight: 680
     flags: Qt.Dialog
 
     Shortcut {

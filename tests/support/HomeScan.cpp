@@ -1,6 +1,7 @@
 #include "support/HomeScan.h"
 
 #include <QFile>
+#include <QJsonArray>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QProcess>
@@ -111,6 +112,20 @@ QByteArray printable(const QString &line)
     return shown.toUtf8();
 }
 } // namespace
+
+QStringList HomeScan::lines(const QJsonObject &report) const
+{
+    QStringList result;
+    for (const QJsonValue &value : report.value(QStringLiteral("models")).toArray()) {
+        const QJsonObject model = value.toObject();
+        QStringList files;
+        for (const QJsonValue &file : model.value(QStringLiteral("filePaths")).toArray())
+            files << file.toString();
+        result << homeLine(model.value(QStringLiteral("source")).toString(), model.value(QStringLiteral("displayName")).toString(),
+                           model.value(QStringLiteral("sizeBytes")).toInteger(), files);
+    }
+    return result;
+}
 
 bool HomeScan::same(const QStringList &seen, const QStringList &expected)
 {

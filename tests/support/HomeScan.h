@@ -37,6 +37,8 @@ public:
     CliRun runCli(const QStringList &arguments, bool unprivileged = false) const;
     // The report of "scan --json"; an empty object when the program failed.
     QJsonObject cliReport(bool unprivileged = false) const;
+    // A "scan --json" report's models as lines.
+    QStringList lines(const QJsonObject &report) const;
 
     // A line as the scans write it, for stating what is expected; files relative to the home.
     static QString line(const QString &source, const QString &name, qint64 size, QStringList files);
