@@ -1,5 +1,7 @@
 #include "cli/TrashSelection.h"
 
+#include "cli/SourceArgument.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QSet>
@@ -39,10 +41,10 @@ std::optional<TrashSelection> TrashSelection::parse(const QStringList &arguments
             const QString path = arguments[++i];
             selection.m_selectors.append({{}, std::nullopt, QDir::cleanPath(QFileInfo(path).absoluteFilePath())});
         } else if (argument == QLatin1String("--source")) {
-            const QString key = arguments[++i];
-            const std::optional<SourceTool::Kind> kind = SourceTool::kindFromKey(key);
+            const QString value = arguments[++i];
+            const std::optional<SourceTool::Kind> kind = SourceArgument::parse(value);
             if (!kind) {
-                *error = QStringLiteral("trash: unknown source '%1' (ollama, lmStudio, custom, omlx, jan, gpt4All, drawThings, huggingFace, llamaCpp)").arg(key);
+                *error = QStringLiteral("trash: unknown source '%1'; use %2").arg(value, SourceArgument::accepted());
                 return std::nullopt;
             }
             if (selection.m_selectors.isEmpty() || selection.m_selectors.last().name.isEmpty()

@@ -85,7 +85,7 @@ private slots:
         layOut(home);
         const Run result = cli(home, {QStringLiteral("trash"), QStringLiteral("--dry-run"), QStringLiteral("--json"),
                                       QStringLiteral("--name"), QStringLiteral("one:latest"),
-                                      QStringLiteral("--name"), QStringLiteral("two:latest"), QStringLiteral("--source"), QStringLiteral("ollama")});
+                                      QStringLiteral("--name"), QStringLiteral("two:latest"), QStringLiteral("--source"), QStringLiteral("OLLAMA")});
         QCOMPARE(result.exitCode, 0);
         const QJsonObject report = QJsonDocument::fromJson(result.out.toUtf8()).object();
         QStringList paths;
@@ -152,7 +152,7 @@ private slots:
             {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("nothing")},
             {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--source"), QStringLiteral("ollama")},
             {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("two:latest"),
-             QStringLiteral("--source"), QStringLiteral("Ollama")},
+             QStringLiteral("--source"), QStringLiteral("Olama")},
             {QStringLiteral("trash"), QStringLiteral("--yes")}};
         for (const QStringList &arguments : refused) {
             result = cli(home, arguments);
