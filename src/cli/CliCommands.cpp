@@ -215,13 +215,16 @@ int CliCommands::trash(const QStringList &arguments)
         QJsonArray models;
         for (const DetectedModel &model : chosen)
             models.append(ScanReport::modelJson(model));
-        const QJsonObject object{{QStringLiteral("dryRun"), selection->dryRun},
+        // A dry run names what would move, so no script mistakes a plan for a deletion.
+        const bool dryRun = selection->dryRun;
+        const QJsonObject object{{QStringLiteral("dryRun"), dryRun},
                                  {QStringLiteral("models"), models},
                                  {QStringLiteral("requested"), result.requested},
-                                 {QStringLiteral("moved"), result.moved},
+                                 {dryRun ? QStringLiteral("wouldMove") : QStringLiteral("moved"), result.moved},
                                  {QStringLiteral("failures"), failures},
-                                 {QStringLiteral("trashedPaths"), QJsonArray::fromStringList(result.trashedPaths)},
-                                 {QStringLiteral("message"), result.needsAlert() ? result.messageText() : QJsonValue()}};
+                                 {dryRun ? QStringLiteral("wouldTrashPaths") : QStringLiteral("trashedPaths"),
+                                  QJsonArray::fromStringList(result.trashedPaths)},
+                                 {QStringLiteral("message"), result.needsAlert() && !dryRun ? result.messageText() : QJsonValue()}};
         m_out << QJsonDocument(object).toJson(QJsonDocument::Indented);
     } else if (selection->dryRun) {
         m_out << "Would move to the Trash:\n";
