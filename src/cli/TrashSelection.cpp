@@ -24,7 +24,7 @@ std::optional<TrashSelection> TrashSelection::parse(const QStringList &arguments
         const bool takesValue = argument == QLatin1String("--name") || argument == QLatin1String("--source")
             || argument == QLatin1String("--path");
         if (takesValue && i + 1 >= arguments.size()) {
-            *error = QStringLiteral("trash: %1 needs a value").arg(argument);
+            *error = QStringLiteral("%1 needs a value").arg(argument);
             return std::nullopt;
         }
         if (argument == QLatin1String("--dry-run")) {
@@ -44,22 +44,22 @@ std::optional<TrashSelection> TrashSelection::parse(const QStringList &arguments
             const QString value = arguments[++i];
             const std::optional<SourceTool::Kind> kind = SourceArgument::parse(value);
             if (!kind) {
-                *error = QStringLiteral("trash: unknown source '%1'; use %2").arg(value, SourceArgument::accepted());
+                *error = QStringLiteral("unknown source '%1'; use %2").arg(value, SourceArgument::accepted());
                 return std::nullopt;
             }
             if (selection.m_selectors.isEmpty() || selection.m_selectors.last().name.isEmpty()
                 || selection.m_selectors.last().source) {
-                *error = QStringLiteral("trash: --source must follow a --name");
+                *error = QStringLiteral("--source must follow a --name");
                 return std::nullopt;
             }
             selection.m_selectors.last().source = kind;
         } else {
-            *error = QStringLiteral("trash: unknown argument '%1'").arg(argument);
+            *error = QStringLiteral("unknown argument '%1'").arg(argument);
             return std::nullopt;
         }
     }
     if (selection.m_selectors.isEmpty()) {
-        *error = QStringLiteral("trash: name the models with --name NAME or --path PATH");
+        *error = QStringLiteral("name the models with --name NAME or --path PATH");
         return std::nullopt;
     }
     return selection;
