@@ -1,11 +1,14 @@
 #include "cli/CliCommands.h"
 
+#include "cli/CliHelp.h"
 #include "cli/ScanReport.h"
+#include "cli/SourceArgument.h"
 #include "cli/TrashSelection.h"
 #include "cli/VerifyProgressLine.h"
 #include "catalogue/ByteCountFormatter.h"
 #include "core/ModelSummary.h"
 
+#include <QIODevice>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -16,14 +19,112 @@ namespace {
 constexpr int exitSuccess = 0;
 constexpr int exitFailure = 1;
 constexpr int exitUsage = 2;
+
+bool isHelpOption(const QString &argument)
+{
+    return argument == QLatin1String("--help") || argument == QLatin1String("-h");
+}
 } // namespace
 
-QString CliCommands::usage()
+// Arguments are read by hand rather than with QCommandLineParser: trash pairs each
+// --source with the --name before it, an order QCommandLineParser does not keep, and
+// its help and errors would end the process before the output is checked.
+int CliCommands::run(const QStringList &arguments)
 {
-    return QStringLiteral("usage: stashwell-cli scan [--json]\n"
-                          "       stashwell-cli verify [--json]\n"
-                          "       stashwell-cli trash [--dry-run] [--yes] [--json] [--all-matching] (--name NAME [--source KIND] | --path PATH)...\n"
-                          "       stashwell-cli folders list | add PATH | remove PATH\n");
+    const int status = dispatch(arguments);
+    // Every command's output ends here, so a full disk or a closed file is caught once.
+    m_out.flush();
+    if (m_out.status() != QTextStream::Ok) {
+        m_err << "stashwell-cli: cannot write the output: " << m_out.device()->errorString() << "\n";
+        m_err.flush();
+        return exitFailure;
+    }
+    return status;
+}
+
+int CliCommands::dispatch(const QStringList &arguments)
+{
+    if (arguments.isEmpty())
+        return syntaxError({}, QStringLiteral("missing command"));
+    const QString &first = arguments.first();
+    if (isHelpOption(first) || (first == QLatin1String("help") && arguments.size() == 1)) {
+        m_out << CliHelp::overview();
+        return exitSuccess;
+    }
+    if (first == QLatin1String("--version")) {
+        m_out << CliHelp::version();
+        return exitSuccess;
+    }
+    if (first == QLatin1String("help")) {
+        const CliHelp::Command *topic = CliHelp::find(arguments[1]);
+        if (!topic || arguments.size() > 2)
+            return syntaxError({}, QStringLiteral("help: no command '%1'").arg(ScanReport::printable(arguments.mid(1).join(QLatin1Char(' ')))));
+        m_out << CliHelp::help(*topic);
+        return exitSuccess;
+    }
+    const CliHelp::Command *command = CliHelp::find(first);
+    if (!command)
+        return syntaxError({}, QStringLiteral("unknown %1 '%2'")
+                                   .arg(first.startsWith(QLatin1Char('-')) ? QStringLiteral("option") : QStringLiteral("command"),
+                                        ScanReport::printable(first)));
+    const QStringList rest = arguments.mid(1);
+    if (std::any_of(rest.begin(), rest.end(), isHelpOption)) {
+        m_out << CliHelp::help(*command);
+        return exitSuccess;
+    }
+    if (first == QLatin1String("trash"))
+        return trash(rest);
+    if (first == QLatin1String("folders"))
+        return folders(rest);
+    QString error;
+    const std::optional<ReportOptions> options = ReportOptions::parse(rest, &error);
+    if (!options)
+        return syntaxError(first, error);
+    return first == QLatin1String("scan") ? scan(*options) : verify(*options);
+}
+
+std::optional<CliCommands::ReportOptions> CliCommands::ReportOptions::parse(const QStringList &arguments, QString *error)
+{
+    ReportOptions options;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &option = arguments[i];
+        if (option == QLatin1String("--json")) {
+            options.asJson = true;
+        } else if (option == QLatin1String("--paths")) {
+            options.withPaths = true;
+        } else if (option == QLatin1String("--source")) {
+            if (i + 1 >= arguments.size()) {
+                *error = QStringLiteral("--source needs a value");
+                return std::nullopt;
+            }
+            const QString value = arguments[++i];
+            const std::optional<SourceTool::Kind> kind = SourceArgument::parse(value);
+            if (!kind) {
+                *error = QStringLiteral("unknown source '%1'; use %2").arg(ScanReport::printable(value), SourceArgument::accepted());
+                return std::nullopt;
+            }
+            options.sources.append(*kind);
+        } else {
+            *error = QStringLiteral("unknown option '%1'").arg(ScanReport::printable(option));
+            return std::nullopt;
+        }
+    }
+    return options;
+}
+
+bool CliCommands::ReportOptions::shows(const DetectedModel &model) const
+{
+    return sources.isEmpty() || sources.contains(model.sourceTool.kind());
+}
+
+int CliCommands::syntaxError(const QString &command, const QString &message)
+{
+    const QString prefix = command.isEmpty() ? QString() : command + QStringLiteral(": ");
+    const QString helpCommand = command.isEmpty() ? QString() : command + QLatin1Char(' ');
+    m_err << "stashwell-cli: " << prefix << message << "\n"
+          << "Try 'stashwell-cli " << helpCommand << "--help' for more information.\n";
+    m_err.flush();
+    return exitUsage;
 }
 
 int CliCommands::usageError(const QString &message)
@@ -33,44 +134,22 @@ int CliCommands::usageError(const QString &message)
     return exitUsage;
 }
 
-int CliCommands::run(const QStringList &arguments)
+void CliCommands::print(const QList<DetectedModel> &models, const QStringList &unreadableFolders, const ReportOptions &options)
 {
-    if (arguments.isEmpty())
-        return usageError(QStringLiteral("missing command (scan, verify, trash, folders); try --help"));
-    const QString command = arguments.first();
-    const QStringList rest = arguments.mid(1);
-    if (command == QLatin1String("--help") || command == QLatin1String("-h") || command == QLatin1String("help")) {
-        m_out << usage();
-        return exitSuccess;
-    }
-    if (command == QLatin1String("scan") || command == QLatin1String("verify")) {
-        bool asJson = false;
-        for (const QString &option : rest) {
-            if (option != QLatin1String("--json"))
-                return usageError(QStringLiteral("%1: unknown option '%2'").arg(command, option));
-            asJson = true;
-        }
-        return command == QLatin1String("scan") ? scan(asJson) : verify(asJson);
-    }
-    if (command == QLatin1String("trash"))
-        return trash(rest);
-    if (command == QLatin1String("folders"))
-        return folders(rest);
-    return usageError(QStringLiteral("unknown command '%1'; try --help").arg(command));
-}
-
-void CliCommands::print(const ScanReport &report, bool asJson)
-{
-    if (asJson)
+    QList<DetectedModel> shown;
+    std::copy_if(models.begin(), models.end(), std::back_inserter(shown),
+                 [&](const DetectedModel &model) { return options.shows(model); });
+    const ScanReport report{shown, unreadableFolders, options.withPaths};
+    if (options.asJson)
         m_out << QJsonDocument(report.json()).toJson(QJsonDocument::Indented);
     else
         m_out << report.text();
 }
 
-int CliCommands::scan(bool asJson)
+int CliCommands::scan(const ReportOptions &options)
 {
     const ScanResult found = m_core.scan();
-    print({found.models, found.unreadableFolders}, asJson);
+    print(found.models, found.unreadableFolders, options);
     return exitSuccess;
 }
 
@@ -78,7 +157,11 @@ int CliCommands::folders(const QStringList &arguments)
 {
     const QString action = arguments.value(0);
     if (action == QLatin1String("list") && arguments.size() == 1) {
-        for (const QString &folder : m_core.customFolders().folders())
+        const QStringList folders = m_core.customFolders().folders();
+        // The note goes to stderr, so a script reading the list gets no line for it.
+        if (folders.isEmpty())
+            m_err << "No custom folders. Add one with: stashwell-cli folders add PATH\n";
+        for (const QString &folder : folders)
             m_out << ScanReport::printable(folder) << "\n";
         return exitSuccess;
     }
@@ -95,15 +178,16 @@ int CliCommands::folders(const QStringList &arguments)
               << (adding ? "\n" : " (nothing on disk was touched)\n");
         return exitSuccess;
     }
-    return usageError(QStringLiteral("folders: expected 'list', 'add PATH' or 'remove PATH'"));
+    return syntaxError(QStringLiteral("folders"), QStringLiteral("expected 'list', 'add PATH' or 'remove PATH'"));
 }
 
-int CliCommands::verify(bool asJson)
+int CliCommands::verify(const ReportOptions &options)
 {
     ScanResult found = m_core.scan();
+    // The groups of the models shown; a group is still compared with all its members.
     QList<QUuid> groups;
     for (const DetectedModel &model : std::as_const(found.models)) {
-        if (model.duplicateGroup && !groups.contains(*model.duplicateGroup))
+        if (options.shows(model) && model.duplicateGroup && !groups.contains(*model.duplicateGroup))
             groups.append(*model.duplicateGroup);
     }
     // Progress only where a person watches: stderr is a terminal.
@@ -125,9 +209,9 @@ int CliCommands::verify(bool asJson)
     }
     if (progress)
         progress->clear();
-    print({found.models, found.unreadableFolders}, asJson);
+    print(found.models, found.unreadableFolders, options);
     // Groups that dissolved, said in words; JSON readers see them as models in no group.
-    QTextStream &notes = asJson ? m_err : m_out;
+    QTextStream &notes = options.asJson ? m_err : m_out;
     for (const QString &names : std::as_const(notDuplicates))
         notes << "Not duplicates (their contents differ): " << ScanReport::printable(names) << "\n";
     // A group that could not be verified is something the user asked for that failed.
@@ -172,7 +256,7 @@ int CliCommands::trash(const QStringList &arguments)
     QString error;
     const std::optional<TrashSelection> selection = TrashSelection::parse(arguments, &error);
     if (!selection)
-        return usageError(error);
+        return syntaxError(QStringLiteral("trash"), ScanReport::printable(error));
     if (!selection->dryRun && !selection->assumeYes && !::isatty(STDIN_FILENO))
         return usageError(QStringLiteral("trash: no terminal to ask for confirmation; add --yes to move without asking"));
 
@@ -215,13 +299,16 @@ int CliCommands::trash(const QStringList &arguments)
         QJsonArray models;
         for (const DetectedModel &model : chosen)
             models.append(ScanReport::modelJson(model));
-        const QJsonObject object{{QStringLiteral("dryRun"), selection->dryRun},
+        // A dry run names what would move, so no script mistakes a plan for a deletion.
+        const bool dryRun = selection->dryRun;
+        const QJsonObject object{{QStringLiteral("dryRun"), dryRun},
                                  {QStringLiteral("models"), models},
                                  {QStringLiteral("requested"), result.requested},
-                                 {QStringLiteral("moved"), result.moved},
+                                 {dryRun ? QStringLiteral("wouldMove") : QStringLiteral("moved"), result.moved},
                                  {QStringLiteral("failures"), failures},
-                                 {QStringLiteral("trashedPaths"), QJsonArray::fromStringList(result.trashedPaths)},
-                                 {QStringLiteral("message"), result.needsAlert() ? result.messageText() : QJsonValue()}};
+                                 {dryRun ? QStringLiteral("wouldTrashPaths") : QStringLiteral("trashedPaths"),
+                                  QJsonArray::fromStringList(result.trashedPaths)},
+                                 {QStringLiteral("message"), result.needsAlert() && !dryRun ? result.messageText() : QJsonValue()}};
         m_out << QJsonDocument(object).toJson(QJsonDocument::Indented);
     } else if (selection->dryRun) {
         m_out << "Would move to the Trash:\n";

@@ -74,6 +74,8 @@ QString ScanReport::text() const
             if (!model.problem.isEmpty())
                 line += QStringLiteral("  [cannot be moved: ") + model.problem + QLatin1Char(']');
             out += printable(line) + QLatin1Char('\n');
+            for (const QString &path : withPaths ? model.filePaths : QStringList())
+                out += QStringLiteral("      ") + printable(path) + QLatin1Char('\n');
         }
         out += QLatin1Char('\n');
     }

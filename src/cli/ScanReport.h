@@ -10,6 +10,7 @@ struct ScanReport
 {
     QList<DetectedModel> models;
     QStringList unreadableFolders; // known model folders that exist but cannot be read
+    bool withPaths = false;        // the text lists each model's files under its line
 
     // Sections in the window's order, each model with its size, date and duplicate
     // mark, then the totals and the reclaimable space.

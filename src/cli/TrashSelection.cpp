@@ -1,5 +1,7 @@
 #include "cli/TrashSelection.h"
 
+#include "cli/SourceArgument.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QSet>
@@ -22,7 +24,7 @@ std::optional<TrashSelection> TrashSelection::parse(const QStringList &arguments
         const bool takesValue = argument == QLatin1String("--name") || argument == QLatin1String("--source")
             || argument == QLatin1String("--path");
         if (takesValue && i + 1 >= arguments.size()) {
-            *error = QStringLiteral("trash: %1 needs a value").arg(argument);
+            *error = QStringLiteral("%1 needs a value").arg(argument);
             return std::nullopt;
         }
         if (argument == QLatin1String("--dry-run")) {
@@ -39,25 +41,25 @@ std::optional<TrashSelection> TrashSelection::parse(const QStringList &arguments
             const QString path = arguments[++i];
             selection.m_selectors.append({{}, std::nullopt, QDir::cleanPath(QFileInfo(path).absoluteFilePath())});
         } else if (argument == QLatin1String("--source")) {
-            const QString key = arguments[++i];
-            const std::optional<SourceTool::Kind> kind = SourceTool::kindFromKey(key);
+            const QString value = arguments[++i];
+            const std::optional<SourceTool::Kind> kind = SourceArgument::parse(value);
             if (!kind) {
-                *error = QStringLiteral("trash: unknown source '%1' (ollama, lmStudio, custom, omlx, jan, gpt4All, drawThings, huggingFace, llamaCpp)").arg(key);
+                *error = QStringLiteral("unknown source '%1'; use %2").arg(value, SourceArgument::accepted());
                 return std::nullopt;
             }
             if (selection.m_selectors.isEmpty() || selection.m_selectors.last().name.isEmpty()
                 || selection.m_selectors.last().source) {
-                *error = QStringLiteral("trash: --source must follow a --name");
+                *error = QStringLiteral("--source must follow a --name");
                 return std::nullopt;
             }
             selection.m_selectors.last().source = kind;
         } else {
-            *error = QStringLiteral("trash: unknown argument '%1'").arg(argument);
+            *error = QStringLiteral("unknown argument '%1'").arg(argument);
             return std::nullopt;
         }
     }
     if (selection.m_selectors.isEmpty()) {
-        *error = QStringLiteral("trash: name the models with --name NAME or --path PATH");
+        *error = QStringLiteral("name the models with --name NAME or --path PATH");
         return std::nullopt;
     }
     return selection;

@@ -6,6 +6,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QTest>
 
 // Runs the real stashwell-cli over a home folder laid out like a real one.
@@ -147,30 +148,128 @@ private slots:
         QVERIFY(!crafted.contains(QChar(0x1b)));
         QVERIFY(crafted.contains(QStringLiteral("\\x1b[2Jx\\x0aTotal: 0 bytes in 0 models")));
         QCOMPARE(crafted.count(QStringLiteral("\nTotal: ")), 1);
+
+        // --paths puts each model's files under its line, in the order of filePaths.
+        const QStringList lines = QString::fromUtf8(cli(home, {QStringLiteral("scan"), QStringLiteral("--paths")}).out).split(QLatin1Char('\n'));
+        const qsizetype llama = lines.indexOf(QRegularExpression(QStringLiteral("^  llama3:latest  .*")));
+        const QString store = QStringLiteral("      ") + home.filePath(QStringLiteral(".ollama/models/"));
+        QCOMPARE(lines.mid(llama + 1, 4), (QStringList{store + QStringLiteral("manifests/registry.ollama.ai/library/llama3/latest"),
+                                                       store + QStringLiteral("blobs/sha256-ccc"), store + QStringLiteral("blobs/sha256-aaa"),
+                                                       QStringLiteral("  someuser/phi:q4  450 bytes  Modified ") + lines.value(llama + 4).section(QStringLiteral("Modified "), 1)}));
+        QVERIFY(!text.contains(QStringLiteral("      /")));
+    }
+
+    void sourceTakesKindsAndNamesInAnyCase_data()
+    {
+        QTest::addColumn<QStringList>("sources");
+        QTest::addColumn<QStringList>("expected");
+        QTest::newRow("name, lower case") << QStringList{QStringLiteral("lm studio")} << QStringList{QStringLiteral("lmStudio")};
+        QTest::newRow("kind, upper case, twice") << QStringList{QStringLiteral("GPT4ALL"), QStringLiteral("drawThings")}
+                                                 << QStringList{QStringLiteral("gpt4All"), QStringLiteral("drawThings")};
+        QTest::newRow("name with a space, exact") << QStringList{QStringLiteral("Draw Things")} << QStringList{QStringLiteral("drawThings")};
+        QTest::newRow("custom") << QStringList{QStringLiteral("Custom")} << QStringList{QStringLiteral("custom")};
+    }
+
+    void sourceTakesKindsAndNamesInAnyCase()
+    {
+        QFETCH(QStringList, sources);
+        QFETCH(QStringList, expected);
+        TempHome home;
+        layOutRealHome(home);
+        cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("Models 10"))});
+        QStringList arguments{QStringLiteral("scan"), QStringLiteral("--json")};
+        for (const QString &source : sources)
+            arguments << QStringLiteral("--source") << source;
+        const HomeScan::CliRun result = cli(home, arguments);
+        QCOMPARE(result.exitCode, 0);
+        QStringList kinds;
+        for (const QJsonValue &model : QJsonDocument::fromJson(result.out).object().value(QStringLiteral("models")).toArray())
+            kinds << model.toObject().value(QStringLiteral("sourceKind")).toString();
+        QCOMPARE(kinds, expected);
+    }
+
+    void helpAndVersionAnswerOnStdout_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QStringList>("named"); // lines the answer must hold, each a pattern of its start
+        const QStringList sources{QStringLiteral("lmStudio +LM Studio$"), QStringLiteral("huggingFace +Hugging Face$"),
+                                  QStringLiteral("llamaCpp +llama.cpp$"), QStringLiteral("custom "), QStringLiteral("Exit status:$")};
+        QTest::newRow("--help") << QStringList{QStringLiteral("--help")}
+                                << QStringList{QStringLiteral("scan"), QStringLiteral("verify"), QStringLiteral("trash"),
+                                               QStringLiteral("folders"), QStringLiteral("--version")} + sources;
+        QTest::newRow("help") << QStringList{QStringLiteral("help")} << sources;
+        QTest::newRow("scan -h") << QStringList{QStringLiteral("scan"), QStringLiteral("-h")}
+                                 << QStringList{QStringLiteral("--json"), QStringLiteral("--paths"), QStringLiteral("--source KIND")} + sources;
+        QTest::newRow("help verify") << QStringList{QStringLiteral("help"), QStringLiteral("verify")}
+                                     << QStringList{QStringLiteral("--json"), QStringLiteral("--paths"), QStringLiteral("--source KIND")} + sources;
+        QTest::newRow("trash --help") << QStringList{QStringLiteral("trash"), QStringLiteral("--name"), QStringLiteral("x"), QStringLiteral("--help")}
+                                      << QStringList{QStringLiteral("--name NAME"), QStringLiteral("--path PATH"), QStringLiteral("--all-matching"),
+                                                     QStringLiteral("--dry-run"), QStringLiteral("--yes"), QStringLiteral("--json")} + sources;
+        QTest::newRow("folders --help") << QStringList{QStringLiteral("folders"), QStringLiteral("--help")}
+                                        << QStringList{QStringLiteral("list"), QStringLiteral("add PATH"), QStringLiteral("remove PATH"), QStringLiteral("Exit status")};
+        QTest::newRow("--version") << QStringList{QStringLiteral("--version")} << QStringList{QStringLiteral("stashwell-cli " STASHWELL_VERSION "$")};
+    }
+
+    void helpAndVersionAnswerOnStdout()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QStringList, named);
+        TempHome home;
+        const HomeScan::CliRun result = cli(home, arguments);
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.err, QByteArray());
+        const QString text = QString::fromUtf8(result.out);
+        for (const QString &name : named)
+            QVERIFY2(text.contains(QRegularExpression(QStringLiteral("^ *") + name, QRegularExpression::MultilineOption)), qPrintable(name));
+        for (const QString &line : text.split(QLatin1Char('\n')))
+            QVERIFY2(line.size() <= 80, qPrintable(line));
+    }
+
+    void anOutputThatCannotBeWrittenFails()
+    {
+        TempHome home;
+        layOutRealHome(home);
+        const HomeScan shell(home, QStringLiteral("/bin/sh"));
+        for (const char *arguments : {"scan --paths", "verify --json", "--help", "folders add Models"}) {
+            const HomeScan::CliRun result = shell.runCli({QStringLiteral("-c"), QStringLiteral("\"$0\" %1 >/dev/full").arg(QLatin1String(arguments)),
+                                                          QStringLiteral(STASHWELL_CLI_PATH)});
+            QVERIFY2(result.exitCode == 1, arguments);
+            QVERIFY2(result.err.contains("stashwell-cli: cannot write the output: "), result.err.constData());
+        }
     }
 
     void foldersCommandsShareThePreferencesAndRejectBadUsage()
     {
         TempHome home;
         home.makeDir(QStringLiteral("A"));
-        QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("list")}).out, QByteArray());
+        const HomeScan::CliRun none = cli(home, {QStringLiteral("folders"), QStringLiteral("list")});
+        QCOMPARE(none.out, QByteArray());
+        QVERIFY(none.err.startsWith("No custom folders."));
         QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("A"))}).exitCode, 0);
         QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("A/"))}).exitCode, 0);
         QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("list")}).out, QFile::encodeName(home.filePath(QStringLiteral("A"))) + "\n");
         QVERIFY(QFile::exists(home.filePath(QStringLiteral(".config/Stashwell/Stashwell.conf"))));
 
-        const QList<QStringList> badUsages{{},
-                                           {QStringLiteral("scan"), QStringLiteral("--yaml")},
-                                           {QStringLiteral("frobnicate")},
-                                           {QStringLiteral("folders")},
-                                           {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("missing"))},
-                                           {QStringLiteral("folders"), QStringLiteral("remove"), home.filePath(QStringLiteral("B"))}};
-        for (const QStringList &arguments : badUsages) {
+        // Each with the hint that follows the message, or none when the message says it all.
+        const QList<std::pair<QStringList, QByteArray>> badUsages{
+            {{}, "Try 'stashwell-cli --help' for more information.\n"},
+            {{QStringLiteral("--versions")}, "Try 'stashwell-cli --help' for more information.\n"},
+            {{QStringLiteral("help"), QStringLiteral("frobnicate")}, "Try 'stashwell-cli --help' for more information.\n"},
+            {{QStringLiteral("scan"), QStringLiteral("--yaml")}, "Try 'stashwell-cli scan --help' for more information.\n"},
+            {{QStringLiteral("verify"), QStringLiteral("--source"), QStringLiteral("lmstudios")}, "Try 'stashwell-cli verify --help' for more information.\n"},
+            {{QStringLiteral("frobnicate")}, "Try 'stashwell-cli --help' for more information.\n"},
+            {{QStringLiteral("folders")}, "Try 'stashwell-cli folders --help' for more information.\n"},
+            {{QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("missing"))}, ""},
+            {{QStringLiteral("folders"), QStringLiteral("remove"), home.filePath(QStringLiteral("B"))}, ""}};
+        for (const auto &[arguments, hint] : badUsages) {
             const HomeScan::CliRun result = cli(home, arguments);
             QVERIFY2(result.exitCode == 2, qPrintable(arguments.join(QLatin1Char(' '))));
-            QCOMPARE(result.err.count('\n'), 1);
+            QCOMPARE(result.err.count('\n'), hint.isEmpty() ? 1 : 2);
+            QVERIFY(result.err.startsWith("stashwell-cli: ") && result.err.endsWith(hint));
             QVERIFY(result.out.isEmpty());
         }
+        // An unknown source is answered with the accepted ones.
+        QVERIFY(cli(home, {QStringLiteral("scan"), QStringLiteral("--source"), QStringLiteral("x")}).err.contains("llamaCpp"));
         QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("remove"), home.filePath(QStringLiteral("A"))}).exitCode, 0);
         QVERIFY(QDir(home.filePath(QStringLiteral("A"))).exists());
         QCOMPARE(cli(home, {QStringLiteral("folders"), QStringLiteral("list")}).out, QByteArray());

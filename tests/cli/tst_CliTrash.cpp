@@ -85,11 +85,14 @@ private slots:
         layOut(home);
         const Run result = cli(home, {QStringLiteral("trash"), QStringLiteral("--dry-run"), QStringLiteral("--json"),
                                       QStringLiteral("--name"), QStringLiteral("one:latest"),
-                                      QStringLiteral("--name"), QStringLiteral("two:latest"), QStringLiteral("--source"), QStringLiteral("ollama")});
+                                      QStringLiteral("--name"), QStringLiteral("two:latest"), QStringLiteral("--source"), QStringLiteral("OLLAMA")});
         QCOMPARE(result.exitCode, 0);
         const QJsonObject report = QJsonDocument::fromJson(result.out.toUtf8()).object();
+        // A plan is never reported as done.
+        QVERIFY(!report.contains(QStringLiteral("moved")) && !report.contains(QStringLiteral("trashedPaths")));
+        QCOMPARE(report.value(QStringLiteral("wouldMove")).toInt(), 2);
         QStringList paths;
-        for (const QJsonValue &path : report.value(QStringLiteral("trashedPaths")).toArray())
+        for (const QJsonValue &path : report.value(QStringLiteral("wouldTrashPaths")).toArray())
             paths << path.toString().mid(home.path().size() + 1);
         // Model by model, in the order a real deletion moves them.
         QCOMPARE(paths, (QStringList{library + QStringLiteral("one/latest"), store + QStringLiteral("blobs/sha256-own1"),
@@ -152,12 +155,12 @@ private slots:
             {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("nothing")},
             {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--source"), QStringLiteral("ollama")},
             {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("two:latest"),
-             QStringLiteral("--source"), QStringLiteral("Ollama")},
+             QStringLiteral("--source"), QStringLiteral("Olama")},
             {QStringLiteral("trash"), QStringLiteral("--yes")}};
         for (const QStringList &arguments : refused) {
             result = cli(home, arguments);
             QVERIFY2(result.exitCode == 2, qPrintable(arguments.join(QLatin1Char(' '))));
-            QCOMPARE(result.err.count(QLatin1Char('\n')), 1);
+            QVERIFY(result.err.count(QLatin1Char('\n')) <= 2);
         }
         QVERIFY(QFile::exists(home.filePath(library + QStringLiteral("two/latest"))));
     }
