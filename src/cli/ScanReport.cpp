@@ -64,10 +64,14 @@ QString ScanReport::text() const
         for (const qsizetype row : section.modelRows) {
             const DetectedModel &model = models[row];
             QString line = QStringLiteral("  ") + model.displayName;
-            if (section.isOrphans)
+            if (section.isLeftovers)
+                line += QStringLiteral("  [") + model.leftoverDescription() + QStringLiteral(", ") + model.sourceTool.description() + QLatin1Char(']');
+            else if (section.isOrphans)
                 line += QStringLiteral("  [") + model.sourceTool.description() + QLatin1Char(']');
             line += QStringLiteral("  ") + ByteCountFormatter::format(model.sizeBytes) + QStringLiteral("  ")
                 + modifiedText(model.lastModified);
+            if (model.mayStillBeDownloading(QDateTime::currentDateTimeUtc()))
+                line += QStringLiteral("  (may still be downloading)");
             const QString mark = duplicateMark(model);
             if (!mark.isEmpty())
                 line += QStringLiteral("  (") + mark + QLatin1Char(')');
@@ -77,8 +81,11 @@ QString ScanReport::text() const
         }
         out += QLatin1Char('\n');
     }
-    out += QStringLiteral("Total: %1 in %2\n").arg(ByteCountFormatter::format(ModelSummary::totalSize(models)),
-                                                   plural(models.size(), "model"));
+    const qsizetype leftovers = std::count_if(models.cbegin(), models.cend(), [](const DetectedModel &m) { return m.isLeftover(); });
+    QString counted = plural(models.size() - leftovers, "model");
+    if (leftovers > 0)
+        counted += QStringLiteral(" and ") + plural(leftovers, "leftover");
+    out += QStringLiteral("Total: %1 in %2\n").arg(ByteCountFormatter::format(ModelSummary::totalSize(models)), counted);
     out += QStringLiteral("Reclaimable: %1\n").arg(ByteCountFormatter::format(ModelSummary::reclaimableSize(models)));
     return out;
 }
@@ -103,8 +110,7 @@ QJsonObject ScanReport::modelJson(const DetectedModel &model)
     const bool unable = model.duplicateVerificationStatus.state() == DuplicateVerificationStatus::State::unableToVerify;
     object.insert(QStringLiteral("verificationReason"), unable ? QJsonValue(model.duplicateVerificationStatus.reason())
                                                                : QJsonValue(QJsonValue::Null));
-    // Every entry is a model: no unfinished download or unused blob is listed as an entry.
-    object.insert(QStringLiteral("leftover"), QJsonValue(QJsonValue::Null));
+    object.insert(QStringLiteral("leftover"), model.isLeftover() ? QJsonValue(model.leftoverKey()) : QJsonValue(QJsonValue::Null));
     object.insert(QStringLiteral("problem"), model.problem.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(model.problem));
     return object;
 }

@@ -18,7 +18,7 @@ qint64 reclaimableSize(const QList<DetectedModel> &models)
     QHash<QUuid, GroupSizes> groups;
     qint64 reclaimable = 0;
     for (const DetectedModel &model : models) {
-        if (model.isOrphaned)
+        if (model.isOrphaned || model.isLeftover())
             reclaimable = addSizes(reclaimable, model.sizeBytes);
         // Members known to be one file on disk: removing a name frees nothing.
         if (!model.duplicateGroup || model.duplicateVerificationStatus.isOneFileOnDisk())
