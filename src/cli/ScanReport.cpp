@@ -12,11 +12,6 @@ QString modifiedText(const QDateTime &date)
 {
     return QStringLiteral("Modified ") + QLocale(QLocale::English).toString(date.toLocalTime().date(), QStringLiteral("MMM d, yyyy"));
 }
-
-QString plural(qsizetype count, const char *noun)
-{
-    return QStringLiteral("%1 %2%3").arg(count).arg(QLatin1String(noun)).arg(count == 1 ? QString() : QStringLiteral("s"));
-}
 } // namespace
 
 QString ScanReport::printable(const QString &text)
@@ -81,11 +76,8 @@ QString ScanReport::text() const
         }
         out += QLatin1Char('\n');
     }
-    const qsizetype leftovers = std::count_if(models.cbegin(), models.cend(), [](const DetectedModel &m) { return m.isLeftover(); });
-    QString counted = plural(models.size() - leftovers, "model");
-    if (leftovers > 0)
-        counted += QStringLiteral(" and ") + plural(leftovers, "leftover");
-    out += QStringLiteral("Total: %1 in %2\n").arg(ByteCountFormatter::format(ModelSummary::totalSize(models)), counted);
+    out += QStringLiteral("Total: %1 in %2\n").arg(ByteCountFormatter::format(ModelSummary::totalSize(models)),
+                                                   ModelSummary::countText(models));
     out += QStringLiteral("Reclaimable: %1\n").arg(ByteCountFormatter::format(ModelSummary::reclaimableSize(models)));
     return out;
 }

@@ -15,4 +15,7 @@ qint64 totalSize(const QList<DetectedModel> &models);
 // verification found to be one file on disk adds nothing.
 qint64 reclaimableSize(const QList<DetectedModel> &models);
 
+// "1 model", "16 models", or "16 models and 6 leftovers" when there are leftovers.
+QString countText(const QList<DetectedModel> &models);
+
 } // namespace ModelSummary
