@@ -62,7 +62,8 @@ QList<DetectedModel> inFolder(const BlobLedger::SharedFolder &folder)
                 partials.append(leftover);
             }
             addFile(partials[*found], entry);
-        } else if (counted && entry.name().startsWith(blobPrefix) && !ledger.isNamed(name)) {
+        } else if (counted && entry.name().startsWith(blobPrefix) && !entry.name().contains(partialMarker)
+                   && !ledger.isNamed(name)) {
             DetectedModel leftover = DetectedModel::create(name, SourceTool::Kind::ollama, {}, 0, distantPast());
             leftover.leftover = LeftoverKind::unreferencedBlob;
             addFile(leftover, entry);
