@@ -19,6 +19,7 @@ const QString store = u".ollama/models"_s;
 const QString serviceStore = u"service/models"_s; // its blobs folder is a link to the user's
 const QString blobs = store + u"/blobs/"_s;
 const QString repo = u".cache/huggingface/hub/models--org--repo"_s;
+const QString fresh = u".cache/huggingface/hub/models--org--fresh"_s;
 const QString jan = u".local/share/Jan/data/llamacpp/models/"_s;
 const QString gpt4All = u".local/share/nomic.ai/GPT4All/"_s;
 
@@ -54,6 +55,7 @@ void layOutHome(const TempHome &home)
     home.writeFile(repo + u"/blobs/done"_s, 3000);
     writeSparse(home, repo + u"/blobs/next.incomplete"_s, qint64(1) << 30, 4096);
     QVERIFY(::mkfifo(QFile::encodeName(home.filePath(repo + u"/blobs/pipe.incomplete"_s)).constData(), 0600) == 0);
+    home.writeFile(fresh + u"/blobs/first.incomplete"_s, 10); // a repository with nothing finished yet
 
     home.writeFile(gpt4All + u"incomplete-mistral.gguf"_s, 6000);
     home.writeFile(jan + u"phi/model.gguf.tmp"_s, 7000);
@@ -62,7 +64,7 @@ void layOutHome(const TempHome &home)
     home.writeFile(jan + u"qwen/mmproj.gguf.tmp"_s, 100);
     home.writeFile(jan + u"lone/model.gguf.url"_s, "left after a finished download");
     // Only the Ollama download was written to within the hour.
-    for (const QString &file : {repo + u"/blobs/next.incomplete"_s, gpt4All + u"incomplete-mistral.gguf"_s, jan + u"phi/model.gguf.tmp"_s,
+    for (const QString &file : {repo + u"/blobs/next.incomplete"_s, fresh + u"/blobs/first.incomplete"_s, gpt4All + u"incomplete-mistral.gguf"_s, jan + u"phi/model.gguf.tmp"_s,
                                 jan + u"phi/model.gguf.url"_s, jan + u"qwen/mmproj.gguf.tmp"_s})
         TempHome::setModified(home.filePath(file), QDateTime::currentDateTimeUtc().addSecs(-7200));
     // A model named as the "phi" leftover is, of its size: still no duplicate of it.
@@ -120,6 +122,7 @@ private slots:
             u"unreferencedBlob ollama [sha256-unused] "_s + blobs + u"sha256-unused"_s,
             u"model huggingFace [org/repo] "_s + repo,
             u"partialDownload huggingFace [org/repo] "_s + hubBlobs + u"next.incomplete"_s,
+            u"partialDownload huggingFace [org/fresh] "_s + fresh + u"/blobs/first.incomplete"_s,
             u"model gpt4All [phi] "_s + gpt4All + u"phi.gguf"_s,
             u"partialDownload gpt4All [incomplete-mistral.gguf] "_s + gpt4All + u"incomplete-mistral.gguf"_s,
             u"partialDownload jan [phi] "_s + jan + u"phi/model.gguf.tmp | "_s + jan + u"phi/model.gguf.url"_s,
