@@ -46,11 +46,15 @@ void ScreenshotTour::step(int index)
     switch (index) {
     case 0: {
         save(main, QStringLiteral("main-window.png"));
-        // A likely duplicate pair and an orphan: the selection a person tidying up makes.
+        // A likely duplicate, orphans and a download that may still be going on: the
+        // selection a person tidying up makes, and what the confirmation warns of.
         QSet<QUuid> selection;
+        bool download = false;
         for (const DetectedModel &model : viewModel.models()) {
             if ((model.duplicateGroup && selection.size() < 1) || (model.isOrphaned && selection.size() < 3))
                 selection.insert(model.id);
+            if (!download && model.mayStillBeDownloading(QDateTime::currentDateTimeUtc()))
+                download = true, selection.insert(model.id);
         }
         viewModel.setSelectedModelIDs(selection);
         viewModel.setShowDeleteConfirmation(true);

@@ -18,6 +18,32 @@ DetectedModel DetectedModel::create(const QString &displayName, const SourceTool
     return model;
 }
 
+QString DetectedModel::leftoverDescription() const
+{
+    switch (leftover) {
+    case LeftoverKind::none: return {};
+    case LeftoverKind::partialDownload: return QStringLiteral("Unfinished download");
+    case LeftoverKind::unreferencedBlob: return QStringLiteral("Blob no model uses");
+    }
+    return {};
+}
+
+QString DetectedModel::leftoverKey() const
+{
+    switch (leftover) {
+    case LeftoverKind::none: return {};
+    case LeftoverKind::partialDownload: return QStringLiteral("partialDownload");
+    case LeftoverKind::unreferencedBlob: return QStringLiteral("unreferencedBlob");
+    }
+    return {};
+}
+
+bool DetectedModel::mayStillBeDownloading(const QDateTime &now) const
+{
+    return leftover == LeftoverKind::partialDownload && !isDistantPast(lastModified)
+        && lastModified > now.addSecs(-3600);
+}
+
 QString unrepresentableNameProblem(const QByteArray &rawPath)
 {
     // Bytes that do not read as text show as the replacement character; control

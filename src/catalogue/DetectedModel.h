@@ -8,6 +8,13 @@
 #include <QUuid>
 #include <optional>
 
+// What an entry is when it is not a model: files a model application left behind.
+enum class LeftoverKind {
+    none,             // a model
+    partialDownload,  // a download the application has not finished
+    unreferencedBlob, // an Ollama blob that no manifest names
+};
+
 // One model found on disk. A plain value: it names files but holds none open,
 // and those files may vanish at any time.
 struct DetectedModel
@@ -27,6 +34,17 @@ struct DetectedModel
     // Set when a file of the model cannot be addressed exactly (its name is not valid
     // text): the model is shown with this reason and is never moved or hashed.
     QString problem;
+    // Leftovers are listed and trashed like models, but are never orphans, never grouped
+    // as duplicates and never hashed; their size is the space their files take on disk.
+    LeftoverKind leftover = LeftoverKind::none;
+
+    bool isLeftover() const { return leftover != LeftoverKind::none; }
+    // "Unfinished download", "Blob no model uses", or empty for a model.
+    QString leftoverDescription() const;
+    // An unfinished download written to within the hour before `now` may still be going on.
+    bool mayStillBeDownloading(const QDateTime &now) const;
+    // "partialDownload", "unreferencedBlob", or empty for a model.
+    QString leftoverKey() const;
 
     // A new record with a fresh random identity, not orphaned, in no group, unverified.
     static DetectedModel create(const QString &displayName, const SourceTool &source,

@@ -86,6 +86,7 @@ QList<ModelSourceDefinition> makeDefinitions()
     list.append({.tool = K::jan,
                  .displayName = s(u"Jan"),
                  .layout = ModelLayout::folderPerModel,
+                 .unfinishedDownloads = {.suffix = s(u".tmp"), .companionSuffixes = {s(u".url")}},
                  .folders = janFolders,
                  .appBundleNames = {s(u"Jan.app")},
                  .linuxMarkers = {.executables = {s(u"jan"), s(u"Jan"), s(u"Jan-Desktop")},
@@ -98,6 +99,7 @@ QList<ModelSourceDefinition> makeDefinitions()
                  .displayName = s(u"GPT4All"),
                  .layout = ModelLayout::filePerModel,
                  .extensions = {s(u"gguf")},
+                 .unfinishedDownloads = {.prefix = s(u"incomplete-")},
                  .folders = {{Base::home, s(u"Library/Application Support/") + gpt4All, Role::macOS},
                              {Base::home, s(u".cache/gpt4all"), Role::linux}, // the Python bindings
                              {Base::xdgData, gpt4All, Role::linuxDefault},
@@ -127,6 +129,7 @@ QList<ModelSourceDefinition> makeDefinitions()
     list.append({.tool = K::huggingFace,
                  .displayName = s(u"Hugging Face"),
                  .layout = ModelLayout::huggingFaceRepos,
+                 .unfinishedDownloads = {.suffix = s(u".incomplete")},
                  .folders = {variable(s(u"HF_HUB_CACHE")), variable(s(u"HUGGINGFACE_HUB_CACHE")),
                              variable(s(u"HF_HOME"), s(u"hub")),
                              {Base::xdgCache, s(u"huggingface/hub"), Role::linuxDefault}},

@@ -30,6 +30,19 @@ enum class ModelLayout {
     huggingFaceRepos,      // models--ORG--NAME repositories of blobs and snapshot links
 };
 
+// How an application names a download it has not finished in its model folders: a
+// file that begins with `prefix` and ends with `suffix` (either may be empty, not both).
+struct UnfinishedDownloadNames
+{
+    QString prefix = {};
+    QString suffix = {};
+    // Files beside the download, named after it without `suffix` plus one of these, that
+    // belong to it (Jan keeps the address it downloads from in "model.gguf.url").
+    QStringList companionSuffixes = {};
+
+    bool isEmpty() const { return prefix.isEmpty() && suffix.isEmpty(); }
+};
+
 // Everything Stashwell knows about one model application: where it keeps models on
 // every platform, how they are laid out there, and how to tell it is installed.
 // Adding an application is one more entry in the table; fields an entry leaves out
@@ -42,6 +55,8 @@ struct ModelSourceDefinition
     QStringList extensions = {};     // lower case; the files that count for filePerModel
     // Appended to a model file's name, files that belong to that model (filePerModel).
     QStringList sidecarSuffixes = {};
+    // Leftovers of downloads the application did not finish, listed apart from its models.
+    UnfinishedDownloadNames unfinishedDownloads = {};
     QList<ModelFolder> folders = {}; // in scan order; every one that exists is scanned
     // The application's own folder, for folders based on it: the first candidate that
     // is an existing folder, else the last.

@@ -12,11 +12,6 @@ QString modifiedText(const QDateTime &date)
 {
     return QStringLiteral("Modified ") + QLocale(QLocale::English).toString(date.toLocalTime().date(), QStringLiteral("MMM d, yyyy"));
 }
-
-QString plural(qsizetype count, const char *noun)
-{
-    return QStringLiteral("%1 %2%3").arg(count).arg(QLatin1String(noun)).arg(count == 1 ? QString() : QStringLiteral("s"));
-}
 } // namespace
 
 QString ScanReport::printable(const QString &text)
@@ -64,10 +59,14 @@ QString ScanReport::text() const
         for (const qsizetype row : section.modelRows) {
             const DetectedModel &model = models[row];
             QString line = QStringLiteral("  ") + model.displayName;
-            if (section.isOrphans)
+            if (section.isLeftovers)
+                line += QStringLiteral("  [") + model.leftoverDescription() + QStringLiteral(", ") + model.sourceTool.description() + QLatin1Char(']');
+            else if (section.isOrphans)
                 line += QStringLiteral("  [") + model.sourceTool.description() + QLatin1Char(']');
             line += QStringLiteral("  ") + ByteCountFormatter::format(model.sizeBytes) + QStringLiteral("  ")
                 + modifiedText(model.lastModified);
+            if (model.mayStillBeDownloading(QDateTime::currentDateTimeUtc()))
+                line += QStringLiteral("  (may still be downloading)");
             const QString mark = duplicateMark(model);
             if (!mark.isEmpty())
                 line += QStringLiteral("  (") + mark + QLatin1Char(')');
@@ -80,7 +79,7 @@ QString ScanReport::text() const
         out += QLatin1Char('\n');
     }
     out += QStringLiteral("Total: %1 in %2\n").arg(ByteCountFormatter::format(ModelSummary::totalSize(models)),
-                                                   plural(models.size(), "model"));
+                                                   ModelSummary::countText(models));
     out += QStringLiteral("Reclaimable: %1\n").arg(ByteCountFormatter::format(ModelSummary::reclaimableSize(models)));
     return out;
 }
@@ -105,8 +104,7 @@ QJsonObject ScanReport::modelJson(const DetectedModel &model)
     const bool unable = model.duplicateVerificationStatus.state() == DuplicateVerificationStatus::State::unableToVerify;
     object.insert(QStringLiteral("verificationReason"), unable ? QJsonValue(model.duplicateVerificationStatus.reason())
                                                                : QJsonValue(QJsonValue::Null));
-    // Every entry is a model: no unfinished download or unused blob is listed as an entry.
-    object.insert(QStringLiteral("leftover"), QJsonValue(QJsonValue::Null));
+    object.insert(QStringLiteral("leftover"), model.isLeftover() ? QJsonValue(model.leftoverKey()) : QJsonValue(QJsonValue::Null));
     object.insert(QStringLiteral("problem"), model.problem.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(model.problem));
     return object;
 }

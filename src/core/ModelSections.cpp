@@ -8,13 +8,16 @@ QList<ModelSection> ModelSection::build(const QList<DetectedModel> &models)
     ModelSection orphans;
     orphans.isOrphans = true;
     orphans.title = orphansTitle();
+    ModelSection leftovers;
+    leftovers.isLeftovers = true;
+    leftovers.title = leftoversTitle();
 
     QHash<SourceTool, qsizetype> indexOfSource;
     QList<ModelSection> sources;
     for (qsizetype row = 0; row < models.size(); ++row) {
         const DetectedModel &model = models[row];
-        ModelSection *section = &orphans;
-        if (!model.isOrphaned) {
+        ModelSection *section = model.isLeftover() ? &leftovers : &orphans;
+        if (!model.isOrphaned && !model.isLeftover()) {
             auto found = indexOfSource.constFind(model.sourceTool);
             if (found == indexOfSource.constEnd()) {
                 found = indexOfSource.insert(model.sourceTool, sources.size());
@@ -45,8 +48,10 @@ QList<ModelSection> ModelSection::build(const QList<DetectedModel> &models)
     });
 
     QList<ModelSection> sections;
-    if (!orphans.modelRows.isEmpty())
-        sections.append(orphans);
+    for (const ModelSection &attention : {orphans, leftovers}) {
+        if (!attention.modelRows.isEmpty())
+            sections.append(attention);
+    }
     sections += sources;
     return sections;
 }

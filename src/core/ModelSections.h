@@ -4,16 +4,20 @@
 
 #include <QList>
 
-// The list as the user sees it: orphans first, then each application in scan order,
-// then custom folders sorted as a file manager sorts names. Rows keep scan order.
+// The list as the user sees it: orphans first, then leftovers, then each application in
+// scan order, then custom folders sorted as a file manager sorts names. Rows keep scan order.
 struct ModelSection
 {
     bool isOrphans = false;
-    SourceTool source;           // meaningless for the orphan section
-    QString title;               // "Orphaned Models", an application or a folder name
+    bool isLeftovers = false;
+    SourceTool source;           // meaningless for the orphan and leftover sections
+    QString title;               // "Orphaned Models", "Leftovers", an application or a folder name
     QList<qsizetype> modelRows;  // indices into the model list, in scan order
     qint64 totalSize = 0;
 
     static QList<ModelSection> build(const QList<DetectedModel> &models);
     static QString orphansTitle() { return QStringLiteral("Orphaned Models"); }
+    static QString leftoversTitle() { return QStringLiteral("Leftovers"); }
+    // The two sections that ask for the user's attention, under a warning header.
+    bool isWarning() const { return isOrphans || isLeftovers; }
 };

@@ -2,6 +2,8 @@
 
 #include <QHash>
 
+#include <algorithm>
+
 namespace ModelSummary {
 
 qint64 totalSize(const QList<DetectedModel> &models)
@@ -18,7 +20,7 @@ qint64 reclaimableSize(const QList<DetectedModel> &models)
     QHash<QUuid, GroupSizes> groups;
     qint64 reclaimable = 0;
     for (const DetectedModel &model : models) {
-        if (model.isOrphaned)
+        if (model.isOrphaned || model.isLeftover())
             reclaimable = addSizes(reclaimable, model.sizeBytes);
         // Members known to be one file on disk: removing a name frees nothing.
         if (!model.duplicateGroup || model.duplicateVerificationStatus.isOneFileOnDisk())
@@ -31,6 +33,16 @@ qint64 reclaimableSize(const QList<DetectedModel> &models)
     for (const GroupSizes &group : std::as_const(groups))
         reclaimable = addSizes(reclaimable, group.sum - group.largest);
     return reclaimable;
+}
+
+QString countText(const QList<DetectedModel> &models)
+{
+    const auto plural = [](qsizetype count, const QString &noun) {
+        return QStringLiteral("%1 %2%3").arg(count).arg(noun, count == 1 ? QString() : QStringLiteral("s"));
+    };
+    const qsizetype leftovers = std::count_if(models.cbegin(), models.cend(), [](const DetectedModel &m) { return m.isLeftover(); });
+    const QString counted = plural(models.size() - leftovers, QStringLiteral("model"));
+    return leftovers == 0 ? counted : counted + QStringLiteral(" and ") + plural(leftovers, QStringLiteral("leftover"));
 }
 
 } // namespace ModelSummary

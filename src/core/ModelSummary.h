@@ -9,10 +9,13 @@ namespace ModelSummary {
 
 qint64 totalSize(const QList<DetectedModel> &models);
 
-// The orphans' sizes, plus for each duplicate group every member but its largest.
+// The orphans' and leftovers' sizes, plus for each duplicate group every member but its largest.
 // A model that is both an orphan and a smaller group member counts twice, on purpose:
 // both ways of reclaiming the space are offered to the user. A group whose members
 // verification found to be one file on disk adds nothing.
 qint64 reclaimableSize(const QList<DetectedModel> &models);
+
+// "1 model", "16 models", or "16 models and 6 leftovers" when there are leftovers.
+QString countText(const QList<DetectedModel> &models);
 
 } // namespace ModelSummary

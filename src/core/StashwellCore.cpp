@@ -1,5 +1,6 @@
 #include "core/StashwellCore.h"
 
+#include "core/OllamaLeftovers.h"
 #include "deletion/FreedSpace.h"
 #include "deletion/ModelDeleter.h"
 #include "duplicates/DuplicateDetector.h"
@@ -25,7 +26,11 @@ ModelScanner StashwellCore::scanner() const
 
 ScanResult StashwellCore::scan() const
 {
-    return scanner().scan();
+    const QList<OllamaStore> stores = m_machine.ollamaStores();
+    ScanResult result = ModelScanner(AppDetectionService(m_machine.appLocations), OllamaScanner(stores)).scan();
+    // Whether a blob is unused is the deletion's reference count's answer, over every store.
+    result.models += OllamaLeftovers::find(stores);
+    return result;
 }
 
 QStringList StashwellCore::unreadableModelFolders() const

@@ -25,6 +25,28 @@ QList<OllamaStore> withDistinctManifests(const QList<OllamaStore> &stores)
 }
 } // namespace
 
+std::optional<BlobLedger::FolderKey> BlobLedger::keyOf(const QString &folder)
+{
+    struct stat info {};
+    if (::stat(QFile::encodeName(folder).constData(), &info) != 0)
+        return std::nullopt;
+    return FolderKey{info.st_dev, info.st_ino};
+}
+
+std::map<QString, BlobLedger::SharedFolder> BlobLedger::byBlobsFolder(const QList<OllamaStore> &stores)
+{
+    std::map<QString, SharedFolder> groups;
+    for (const OllamaStore &store : stores) {
+        const std::optional<FolderKey> key = keyOf(store.blobsDir());
+        const QString name = key ? QStringLiteral("%1:%2").arg(quint64(key->first), 20, 10, QLatin1Char('0')).arg(quint64(key->second))
+                                 : QStringLiteral("path:") + store.blobsDir();
+        SharedFolder &group = groups[name];
+        group.key = key;
+        group.stores.append(store);
+    }
+    return groups;
+}
+
 BlobLedger::BlobLedger(QList<OllamaStore> stores) : m_stores(std::move(stores))
 {
 }

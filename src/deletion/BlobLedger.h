@@ -6,8 +6,10 @@
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <map>
 #include <optional>
 #include <variant>
+#include <sys/types.h>
 
 // The blob references of every Ollama store that keeps its blobs in one real folder
 // (stores may reach one blobs folder through a link, a bind mount or another path),
@@ -16,6 +18,18 @@
 class BlobLedger
 {
 public:
+    // A blobs folder as the drive knows it: every path that reaches it gives the same key.
+    using FolderKey = std::pair<dev_t, ino_t>;
+    struct SharedFolder
+    {
+        std::optional<FolderKey> key; // none when the blobs folder does not exist
+        QList<OllamaStore> stores;
+    };
+    // The stores grouped by the real folder of their blobs. The map's order is fixed, so
+    // every deletion takes the groups' locks in the same order and two never wait on each other.
+    static std::map<QString, SharedFolder> byBlobsFolder(const QList<OllamaStore> &stores);
+    static std::optional<FolderKey> keyOf(const QString &folder);
+
     // `stores` share one blobs folder; a manifests folder reached twice is counted once.
     explicit BlobLedger(QList<OllamaStore> stores);
 
@@ -33,6 +47,9 @@ public:
     std::variant<Claim, QString> claim(const OllamaStore &store, const QStringList &manifests) const;
     // The claim's manifests have moved: their references no longer hold anything.
     void release(const Claim &claim);
+
+    // True when a counted manifest names the blob file of that name.
+    bool isNamed(const QString &blobName) const { return m_counts.value(blobName) > 0; }
 
 private:
     QList<OllamaStore> m_stores;

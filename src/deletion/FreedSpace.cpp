@@ -2,6 +2,7 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <filesystem>
 #include <limits>
 #include <map>
@@ -22,7 +23,8 @@ void note(std::map<std::pair<dev_t, ino_t>, FileNames> &files, const std::string
     if (::lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
         return;
     FileNames &file = files[{info.st_dev, info.st_ino}];
-    file.size = info.st_size;
+    // A sparse file (an unfinished Ollama download) gives back only what it takes on disk.
+    file.size = std::min<qint64>(info.st_size, qint64(info.st_blocks) * 512);
     file.links = info.st_nlink;
     file.names.insert(path);
 }

@@ -5,6 +5,7 @@
 #include "deletion/StoreLock.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <map>
 #include <memory>
@@ -16,41 +17,32 @@ QString noManifestReason()
     return QStringLiteral("No Ollama manifest file was found.");
 }
 
-// A blobs folder as the drive knows it: every path that reaches it gives the same key.
-using FolderKey = std::pair<dev_t, ino_t>;
-
-std::optional<FolderKey> keyOf(const QString &folder)
-{
-    struct stat info {};
-    if (::stat(QFile::encodeName(folder).constData(), &info) != 0)
-        return std::nullopt;
-    return FolderKey{info.st_dev, info.st_ino};
-}
-
 // The stores that keep their blobs in one folder, with that folder's ledger and lock.
 struct SharedBlobs
 {
     QList<OllamaStore> stores;
-    std::optional<FolderKey> key; // none when the blobs folder does not exist
+    std::optional<BlobLedger::FolderKey> key; // none when the blobs folder does not exist
     std::unique_ptr<StoreLock> lock;
     std::unique_ptr<BlobLedger> ledger;
     std::optional<QString> problem; // why none of its models may move
 };
 
-// Groups the stores by blobs folder. std::map keeps the keys in order, so every
-// deletion takes its locks in the same order and two never wait on each other.
 std::map<QString, SharedBlobs> groupByBlobs(const QList<OllamaStore> &stores)
 {
     std::map<QString, SharedBlobs> groups;
-    for (const OllamaStore &store : stores) {
-        const std::optional<FolderKey> key = keyOf(store.blobsDir());
-        const QString name = key ? QStringLiteral("%1:%2").arg(quint64(key->first), 20, 10, QLatin1Char('0')).arg(quint64(key->second))
-                                 : QStringLiteral("path:") + store.blobsDir();
-        SharedBlobs &group = groups[name];
-        group.key = key;
-        group.stores.append(store);
-    }
+    for (auto &[name, folder] : BlobLedger::byBlobsFolder(stores))
+        groups[name] = SharedBlobs{folder.stores, folder.key, {}, {}, {}};
     return groups;
+}
+
+QString blobNamedNowReason()
+{
+    return QStringLiteral("An Ollama model uses this blob now: a manifest names it, so it stays.");
+}
+
+QString blobOutsideStoresReason()
+{
+    return QStringLiteral("This file is not a blob of a known Ollama store.");
 }
 
 // The store holding a model's manifests and those manifests, or nothing when the model
@@ -100,17 +92,34 @@ DeletionResult ModelDeleter::plan(const QList<DetectedModel> &models) const
     return run(models, Mode::planOnly);
 }
 
-DeletionResult ModelDeleter::run(const QList<DetectedModel> &models, Mode mode) const
+DeletionResult ModelDeleter::run(const QList<DetectedModel> &selection, Mode mode) const
 {
+    // Leftovers move first: an unfinished download inside a Hugging Face repository leaves
+    // before the repository folder does, so both moves succeed.
+    QList<DetectedModel> models = selection;
+    std::stable_partition(models.begin(), models.end(), [](const DetectedModel &model) { return model.isLeftover(); });
     DeletionResult result;
     result.requested = int(models.size());
     std::map<QString, SharedBlobs> groups = groupByBlobs(m_stores);
 
     // Every group the selection touches is locked and counted before anything moves.
+    const auto isOllama = [](const DetectedModel &model) {
+        return model.problem.isEmpty() && model.sourceTool.kind() == SourceTool::Kind::ollama;
+    };
     QList<std::optional<std::pair<OllamaStore, QStringList>>> manifests;
-    for (const DetectedModel &model : models) {
-        const bool ollama = model.problem.isEmpty() && model.sourceTool.kind() == SourceTool::Kind::ollama;
-        manifests.append(ollama ? manifestsOf(m_stores, model) : std::nullopt);
+    QList<SharedBlobs *> blobGroups; // the group an unused blob lies in, checked again before it moves
+    for (const DetectedModel &model : std::as_const(models)) {
+        const bool blob = isOllama(model) && model.leftover == LeftoverKind::unreferencedBlob;
+        manifests.append(isOllama(model) && !model.isLeftover() ? manifestsOf(m_stores, model) : std::nullopt);
+        SharedBlobs *group = nullptr;
+        if (blob && model.filePaths.size() == 1) {
+            const std::optional<BlobLedger::FolderKey> key = BlobLedger::keyOf(QFileInfo(model.filePaths.first()).path());
+            for (auto &[name, shared] : groups) {
+                if (key && shared.key == key)
+                    group = &shared;
+            }
+        }
+        blobGroups.append(group);
     }
     const auto groupOf = [&](const OllamaStore &store) {
         return std::find_if(groups.begin(), groups.end(), [&](const auto &entry) { return entry.second.stores.contains(store); });
@@ -118,6 +127,10 @@ DeletionResult ModelDeleter::run(const QList<DetectedModel> &models, Mode mode) 
     for (const auto &found : std::as_const(manifests)) {
         if (found)
             open(groupOf(found->first)->second);
+    }
+    for (SharedBlobs *group : std::as_const(blobGroups)) {
+        if (group)
+            open(*group);
     }
 
     for (qsizetype i = 0; i < models.size(); ++i) {
@@ -128,7 +141,18 @@ DeletionResult ModelDeleter::run(const QList<DetectedModel> &models, Mode mode) 
         }
         BlobLedger *ledger = nullptr;
         BlobLedger::Claim claim{model.filePaths, {}};
-        if (model.sourceTool.kind() == SourceTool::Kind::ollama) {
+        if (isOllama(model) && model.leftover == LeftoverKind::unreferencedBlob) {
+            // Counted afresh under the lock: a model pulled since the scan may name it now.
+            const SharedBlobs *group = blobGroups[i];
+            const std::optional<QString> problem = !group ? blobOutsideStoresReason()
+                : group->problem                           ? group->problem
+                : group->ledger->isNamed(QFileInfo(model.filePaths.first()).fileName()) ? blobNamedNowReason()
+                                                                                       : std::optional<QString>();
+            if (problem) {
+                result.failures.append({model.displayName, *problem});
+                continue;
+            }
+        } else if (isOllama(model) && !model.isLeftover()) {
             const auto &found = manifests[i];
             if (!found) {
                 result.failures.append({model.displayName, noManifestReason()});

@@ -105,8 +105,11 @@ void DuplicateDetector::markDuplicates(QList<DetectedModel> &models) const
     // number of models. Identities are fresh per scan, so a position stands for its model.
     QHash<QString, QList<qsizetype>> positionsByKey;
     positionsByKey.reserve(models.size());
-    for (qsizetype i = 0; i < models.size(); ++i)
-        positionsByKey[groupKey(models.at(i))].append(i);
+    for (qsizetype i = 0; i < models.size(); ++i) {
+        // A leftover is no copy of a model: it is never grouped, so never hashed either.
+        if (!models.at(i).isLeftover())
+            positionsByKey[groupKey(models.at(i))].append(i);
+    }
 
     for (const QList<qsizetype> &positions : std::as_const(positionsByKey)) {
         if (positions.size() < 2)

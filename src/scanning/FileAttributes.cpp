@@ -16,10 +16,11 @@ FileAttributes FileAttributes::read(const QString &path)
 FileAttributes FileAttributes::fromStat(const struct stat &info)
 {
     const qint64 msecs = qint64(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1000000;
-    return {qint64(info.st_size), QDateTime::fromMSecsSinceEpoch(msecs, Qt::UTC)};
+    // st_blocks counts 512-byte units whatever the file system's block size.
+    return {qint64(info.st_size), QDateTime::fromMSecsSinceEpoch(msecs, Qt::UTC), qint64(info.st_blocks) * 512};
 }
 
 FileAttributes FileAttributes::unreadable()
 {
-    return {0, distantPast()};
+    return {0, distantPast(), 0};
 }

@@ -11,6 +11,8 @@ struct FileAttributes
 {
     qint64 size = 0;
     QDateTime modified;
+    // The space the file takes on disk: less than its size when it is sparse.
+    qint64 allocated = 0;
 
     // Never follows a symbolic link: a link is described by itself.
     static FileAttributes read(const QString &path);

@@ -1,6 +1,7 @@
 #include "scanning/HuggingFaceCacheScanner.h"
 
 #include "scanning/DirectoryWalker.h"
+#include "scanning/UnfinishedDownloads.h"
 
 #include <QFile>
 
@@ -19,18 +20,20 @@ bool isRealFolder(const QString &path)
     return ::lstat(QFile::encodeName(path).constData(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-std::optional<DetectedModel> repositoryModel(const QString &repository, const QString &name)
+// The repository's model, when it has a finished blob, then its unfinished downloads.
+QList<DetectedModel> repositoryModels(const QString &repository, const QString &name, const UnfinishedDownloadNames &unfinished)
 {
     const QString blobs = repository + QStringLiteral("/blobs");
     if (!isRealFolder(blobs))
-        return std::nullopt;
+        return {};
+    UnfinishedDownloads downloads(unfinished, SourceTool::Kind::huggingFace);
     qint64 total = 0;
     QDateTime latest = distantPast();
     QString largest;
     qint64 largestSize = -1;
     DirectoryWalker::walk(blobs, [&](const DirectoryWalker::Entry &entry) {
         // An unfinished download is no part of the model; links and special files are never opened.
-        if (entry.type() != DirectoryWalker::EntryType::regular || entry.name().endsWith(".incomplete"))
+        if (downloads.take(entry, name) || entry.type() != DirectoryWalker::EntryType::regular)
             return;
         const FileAttributes attributes = entry.attributes();
         total = addSizes(total, attributes.size);
@@ -42,10 +45,10 @@ std::optional<DetectedModel> repositoryModel(const QString &repository, const QS
         }
     });
     if (largest.isEmpty())
-        return std::nullopt;
+        return downloads.leftovers();
     DetectedModel model = DetectedModel::create(name, SourceTool::Kind::huggingFace, {repository}, total, latest);
     model.hashedFile = largest;
-    return model;
+    return QList<DetectedModel>{model} + downloads.leftovers();
 }
 } // namespace
 
@@ -60,7 +63,7 @@ std::optional<QString> repositoryName(const QString &folderName)
     return name;
 }
 
-QList<DetectedModel> scan(const QString &cacheRoot)
+QList<DetectedModel> scan(const QString &cacheRoot, const UnfinishedDownloadNames &unfinished)
 {
     QList<DetectedModel> models;
     const auto entries = DirectoryWalker::list(cacheRoot);
@@ -72,8 +75,7 @@ QList<DetectedModel> scan(const QString &cacheRoot)
         const std::optional<QString> name = repositoryName(entry.path.sliced(entry.path.lastIndexOf(QLatin1Char('/')) + 1));
         if (!name)
             continue;
-        if (std::optional<DetectedModel> model = repositoryModel(entry.path, *name))
-            models.append(*model);
+        models += repositoryModels(entry.path, *name, unfinished);
     }
     return models;
 }

@@ -46,13 +46,15 @@ ScanResult ModelScanner::scan() const
             status.folders.append(source.definition->defaultFolder());
         status.installedAppPath = appDetectionService.installedAppPath(*source.definition);
         status.iconName = appDetectionService.desktopEntryIconName(*source.definition).value_or(QString());
-        status.modelCount = int(source.models.size());
+        status.modelCount = int(std::count_if(source.models.cbegin(), source.models.cend(),
+                                              [](const DetectedModel &model) { return !model.isLeftover(); }));
         result.sources.append(status);
 
         // A library cache has no application whose removal could leave its models behind.
         const bool needed = status.installedAppPath.has_value() || source.definition->libraryCache;
         for (DetectedModel model : source.models) {
-            model.isOrphaned = !needed && !model.filePaths.isEmpty();
+            // Leftovers are listed apart whatever became of the application.
+            model.isOrphaned = !needed && !model.filePaths.isEmpty() && !model.isLeftover();
             result.models.append(model);
         }
         knownFolders += source.roots;

@@ -1,6 +1,7 @@
 #include "scanning/ScanRoutines.h"
 
 #include "scanning/DirectoryWalker.h"
+#include "scanning/UnfinishedDownloads.h"
 
 #include <QDir>
 #include <QFile>
@@ -71,8 +72,10 @@ bool addSidecar(const DirectoryWalker::Entry &entry, const QList<QByteArray> &su
 } // namespace
 
 QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &extensions,
-                                    const SourceTool &source, const QStringList &sidecarSuffixes)
+                                    const SourceTool &source, const QStringList &sidecarSuffixes,
+                                    const UnfinishedDownloadNames &unfinished)
 {
+    UnfinishedDownloads downloads(unfinished, source);
     QList<QByteArray> accepted;
     for (const QString &extension : extensions)
         accepted.append(extension.toUtf8());
@@ -84,6 +87,8 @@ QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &exte
 
     QList<DetectedModel> models;
     DirectoryWalker::walk(root, [&](const DirectoryWalker::Entry &entry) {
+        if (downloads.take(entry, QString::fromUtf8(entry.name())))
+            return;
         if (!sidecars.isEmpty() && entry.type() == DirectoryWalker::EntryType::regular
             && addSidecar(entry, sidecars, modelOfFile, models))
             return;
@@ -106,7 +111,7 @@ QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &exte
             modelOfFile.insert(entry.nativePath(), models.size());
         models.append(DetectedModel::create(name, source, {*path}, attributes.size, attributes.modified));
     });
-    return models;
+    return models + downloads.leftovers();
 }
 
 QList<DetectedModel> scanModelTree(const QString &root, const SourceTool &source)
@@ -168,8 +173,10 @@ struct FolderFiles
 };
 } // namespace
 
-QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceTool &source)
+QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceTool &source,
+                                              const UnfinishedDownloadNames &unfinished)
 {
+    UnfinishedDownloads downloads(unfinished, source);
     QList<FolderFiles> folders;
     QHash<QByteArray, qsizetype> folderIndex;
     QByteArray rootPath = QFile::encodeName(root);
@@ -180,6 +187,8 @@ QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceT
         if (entry.type() == DirectoryWalker::EntryType::directory)
             return;
         if (entry.folderNativePath() == rootPath)
+            return;
+        if (downloads.take(entry, QFileInfo(QString::fromUtf8(entry.folderNativePath())).fileName()))
             return;
         auto found = folderIndex.constFind(entry.folderNativePath());
         if (found == folderIndex.constEnd()) {
@@ -207,7 +216,7 @@ QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceT
         model.problem = folder.problem;
         models.append(model);
     }
-    return models;
+    return models + downloads.leftovers();
 }
 
 QStringList distinctRoots(const QStringList &roots)

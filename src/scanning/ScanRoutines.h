@@ -1,6 +1,7 @@
 #pragma once
 
 #include "catalogue/DetectedModel.h"
+#include "catalogue/ModelSourceDefinition.h"
 
 #include <QList>
 #include <QString>
@@ -21,8 +22,10 @@ QString homePath(const QString &relative);
 // One model per regular, non-hidden file below root whose lower-cased extension is
 // one of extensions (given in lower case), named after the file without its extension.
 // A regular file named like a model file plus one of sidecarSuffixes belongs to that model.
+// Unfinished downloads follow the models as leftovers, each named after its file.
 QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &extensions,
-                                    const SourceTool &source, const QStringList &sidecarSuffixes = {});
+                                    const SourceTool &source, const QStringList &sidecarSuffixes = {},
+                                    const UnfinishedDownloadNames &unfinished = {});
 
 // One model per folder exactly two levels below root (publisher, then model) that
 // holds at least one regular file at any depth.
@@ -33,8 +36,10 @@ std::optional<DetectedModel> makeDirectoryModel(const QString &directory, const 
 
 // One model per folder below root that directly holds non-folder entries (links and
 // special files count too); entries directly in root belong to no model. Folders
-// come in the order the walk first meets them.
-QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceTool &source);
+// come in the order the walk first meets them. Unfinished downloads follow the models as
+// leftovers, each named after the folder it lies in.
+QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceTool &source,
+                                              const UnfinishedDownloadNames &unfinished = {});
 
 // Roots that lead to the same real folder are walked once: keeps the first of each.
 QStringList distinctRoots(const QStringList &roots);

@@ -37,15 +37,16 @@ QList<DetectedModel> SourceScanner::walk(const QString &root) const
     const SourceTool &source = m_definition.tool;
     switch (m_definition.layout) {
     case ModelLayout::filePerModel:
-        return ScanRoutines::scanModelFiles(root, m_definition.extensions, source, m_definition.sidecarSuffixes);
+        return ScanRoutines::scanModelFiles(root, m_definition.extensions, source, m_definition.sidecarSuffixes,
+                                            m_definition.unfinishedDownloads);
     case ModelLayout::publisherModelFolders:
         return ScanRoutines::scanModelTree(root, source);
     case ModelLayout::folderPerModel:
-        return ScanRoutines::scanFilesGroupedByFolder(root, source);
+        return ScanRoutines::scanFilesGroupedByFolder(root, source, m_definition.unfinishedDownloads);
     case ModelLayout::ollamaManifests:
         return OllamaScanner::scanStore(OllamaStore{root});
     case ModelLayout::huggingFaceRepos:
-        return HuggingFaceCacheScanner::scan(root);
+        return HuggingFaceCacheScanner::scan(root, m_definition.unfinishedDownloads);
     }
     return {};
 }

@@ -1,6 +1,7 @@
 #include "state/AppViewModel.h"
 
 #include "catalogue/ByteCountFormatter.h"
+#include "catalogue/ModelSourceDefinition.h"
 #include "core/ModelSummary.h"
 #include "state/BackgroundTask.h"
 
@@ -254,20 +255,39 @@ QVariantList AppViewModel::selectedModelSummaries() const
     for (const DetectedModel &model : selectedModels()) {
         summaries.append(QVariantMap{{QStringLiteral("name"), model.displayName},
                                      {QStringLiteral("source"), model.sourceTool.description()},
-                                     {QStringLiteral("sizeText"), ByteCountFormatter::format(model.sizeBytes)}});
+                                     {QStringLiteral("sizeText"), ByteCountFormatter::format(model.sizeBytes)},
+                                     {QStringLiteral("kind"), model.leftoverDescription()},
+                                     {QStringLiteral("note"), ModelListModel::note(model)}});
     }
     return summaries;
+}
+
+QString AppViewModel::noModelsMessage()
+{
+    QStringList names;
+    for (const ModelSourceDefinition &definition : ModelSourceDefinition::all())
+        names.append(definition.displayName);
+    const QString listed = names.size() < 2 ? names.join(QString())
+                                            : names.first(names.size() - 1).join(QStringLiteral(", ")) + QStringLiteral(", and ") + names.last();
+    return QStringLiteral("Stashwell scans %1 automatically. Add a custom folder to include additional model files.").arg(listed);
 }
 
 QVariantList AppViewModel::builtInSources() const
 {
     QVariantList sources;
     for (const SourceStatus &source : m_sources) {
+        // A library cache belongs to no one application that could be missing.
+        const ModelSourceDefinition *definition = ModelSourceDefinition::find(source.tool);
+        const QString status = source.installedAppPath ? QStringLiteral("App installed")
+            : definition && definition->libraryCache   ? QStringLiteral("Library cache")
+                                                       : QStringLiteral("App not found");
         sources.append(QVariantMap{{QStringLiteral("displayName"), source.displayName},
                                    {QStringLiteral("sourceKind"), source.tool.key()},
                                    {QStringLiteral("path"), source.folders.value(0)},
                                    {QStringLiteral("folders"), source.folders},
                                    {QStringLiteral("installed"), source.installedAppPath.has_value()},
+                                   {QStringLiteral("statusText"), status},
+                                   {QStringLiteral("libraryCache"), definition && definition->libraryCache},
                                    {QStringLiteral("modelCount"), source.modelCount},
                                    {QStringLiteral("iconName"), source.iconName}});
     }

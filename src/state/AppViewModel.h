@@ -1,6 +1,7 @@
 #pragma once
 
 #include "catalogue/DetectedModel.h"
+#include "core/ModelSummary.h"
 #include "core/StashwellCore.h"
 #include "deletion/DeletionResult.h"
 #include "preferences/PersistenceService.h"
@@ -28,6 +29,8 @@ class AppViewModel : public QObject
     Q_PROPERTY(QString scanErrorMessage READ scanErrorMessage NOTIFY scanStateChanged)
     Q_PROPERTY(ModelListModel *modelList READ modelList CONSTANT)
     Q_PROPERTY(int modelCount READ modelCount NOTIFY modelsChanged)
+    // "16 models", or "16 models and 6 leftovers".
+    Q_PROPERTY(QString countText READ countText NOTIFY modelsChanged)
     Q_PROPERTY(double totalSize READ totalSizeValue NOTIFY modelsChanged)
     Q_PROPERTY(double reclaimableSize READ reclaimableSizeValue NOTIFY modelsChanged)
     Q_PROPERTY(QString totalSizeText READ totalSizeText NOTIFY modelsChanged)
@@ -47,6 +50,8 @@ class AppViewModel : public QObject
     Q_PROPERTY(bool showWelcomeScreen READ showWelcomeScreen WRITE setShowWelcomeScreen NOTIFY showWelcomeScreenChanged)
     Q_PROPERTY(bool permissionDenied READ permissionDenied NOTIFY permissionChanged)
     Q_PROPERTY(QStringList unreadableFolders READ unreadableFolders NOTIFY permissionChanged)
+    // What the window says when a scan finds nothing: every source it looks in, by name.
+    Q_PROPERTY(QString noModelsMessage READ noModelsMessage CONSTANT)
 
 public:
     enum class ScanState { idle, scanning, complete, error };
@@ -69,6 +74,7 @@ public:
     const QList<DetectedModel> &models() const { return m_models; }
     ModelListModel *modelList() { return &m_modelList; }
     int modelCount() const { return int(m_models.size()); }
+    QString countText() const { return ModelSummary::countText(m_models); }
 
     QList<DetectedModel> orphanedModels() const;
     QList<DetectedModel> nonOrphanedModels() const;
@@ -86,7 +92,9 @@ public:
     QList<QUuid> selectedDuplicateGroupIDs() const;
     int selectedCount() const { return int(m_selection.size()); }
     QString selectedTotalSizeText() const;
-    QVariantList selectedModelSummaries() const; // [{ name, source, sizeText }] for the confirmation
+    // [{ name, source, sizeText, kind, note }] for the confirmation: `kind` says what a
+    // leftover is, `note` when a download may still be going on.
+    QVariantList selectedModelSummaries() const;
     bool canVerify() const { return !m_verifying && !selectedDuplicateGroupIDs().isEmpty(); }
 
     bool showDeleteConfirmation() const { return m_showDeleteConfirmation; }
@@ -101,8 +109,10 @@ public:
     bool permissionDenied() const { return !m_unreadableFolders.isEmpty(); }
     QStringList unreadableFolders() const { return m_unreadableFolders; }
 
+    static QString noModelsMessage();
+
     // Every built-in source as the last scan found it, for the preferences:
-    // { displayName, sourceKind, path, folders, installed, modelCount, iconName }.
+    // { displayName, sourceKind, path, folders, installed, statusText, libraryCache, modelCount, iconName }.
     Q_INVOKABLE QVariantList builtInSources() const;
     // The icon the last scan found for a source key ("ollama", ...): a theme name or a
     // path; empty when there is none.

@@ -57,6 +57,18 @@ QString ModelListModel::modifiedText(const QDateTime &date)
     return QStringLiteral("Modified ") + QLocale().toString(date.toLocalTime().date(), QStringLiteral("MMM d, yyyy"));
 }
 
+QString ModelListModel::subtitle(const DetectedModel &model)
+{
+    if (model.isLeftover())
+        return model.leftoverDescription() + QStringLiteral(" \u00b7 ") + model.sourceTool.description();
+    return model.isOrphaned ? model.sourceTool.description() : QString();
+}
+
+QString ModelListModel::note(const DetectedModel &model)
+{
+    return model.mayStillBeDownloading(QDateTime::currentDateTimeUtc()) ? QStringLiteral("May still be downloading") : QString();
+}
+
 int ModelListModel::rowCount(const QModelIndex &parent) const
 {
     return parent.isValid() ? 0 : int(m_rows.size());
@@ -72,7 +84,8 @@ QHash<int, QByteArray> ModelListModel::roleNames() const
             {ModifiedTextRole, "modifiedText"}, {BadgeRole, "badge"},
             {BadgeReasonRole, "badgeReason"}, {DuplicateGroupRole, "duplicateGroup"},
             {SelectedRole, "selected"},       {FirstFilePathRole, "firstFilePath"},
-            {ShowSourceLabelRole, "showSourceLabel"}, {ProblemRole, "problem"}};
+            {ShowSourceLabelRole, "showSourceLabel"}, {ProblemRole, "problem"},
+            {SubtitleRole, "subtitle"},       {NoteRole, "note"}};
 }
 
 QVariant ModelListModel::data(const QModelIndex &index, int role) const
@@ -110,8 +123,10 @@ QVariant ModelListModel::data(const QModelIndex &index, int role) const
     case DuplicateGroupRole: return model.duplicateGroup ? model.duplicateGroup->toString(QUuid::WithoutBraces) : QString();
     case SelectedRole: return m_selection && m_selection->contains(model.id);
     case FirstFilePathRole: return model.filePaths.value(0);
-    case ShowSourceLabelRole: return model.isOrphaned;
+    case ShowSourceLabelRole: return model.isOrphaned || model.isLeftover();
     case ProblemRole: return model.problem;
+    case SubtitleRole: return subtitle(model);
+    case NoteRole: return note(model);
     default: return {};
     }
 }
@@ -173,9 +188,9 @@ void ModelListModel::rebuildRows()
         header.count = shown.size();
         for (const qsizetype index : shown)
             header.totalSize = addSizes(header.totalSize, (*m_models)[index].sizeBytes);
-        header.warning = section.isOrphans;
+        header.warning = section.isWarning();
         header.source = section.source;
-        if (!section.isOrphans && section.source.isCustom())
+        if (!section.isWarning() && section.source.isCustom())
             header.folderPath = folderOf(section, *m_models, m_customFolders);
         m_rows.append(header);
         for (const qsizetype index : shown) {

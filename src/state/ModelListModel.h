@@ -36,6 +36,8 @@ public:
         FirstFilePathRole,
         ShowSourceLabelRole,
         ProblemRole,        // why the model cannot be moved or checked; empty when it can
+        SubtitleRole,       // under the name: an orphan's source; what a leftover is and its store
+        NoteRole,           // a leftover download that may still be going on says so; else empty
     };
     Q_ENUM(Role)
 
@@ -52,6 +54,10 @@ public:
     void refreshSelection();
 
     static QString modifiedText(const QDateTime &date);
+    // "Unfinished download · Ollama" for a leftover, the source for an orphan, else empty.
+    static QString subtitle(const DetectedModel &model);
+    // "May still be downloading" for a download changed within the hour before now, else empty.
+    static QString note(const DetectedModel &model);
 
     QString filterText() const { return m_filterText; }
     void setFilterText(const QString &text);

@@ -9,6 +9,7 @@ Item {
     property string scanState: "idle"
     property string errorMessage
     property int modelCount: 0
+    property string noModelsMessage
     readonly property Item current: loader.item
 
     signal removeFolderRequested(string path)
@@ -55,7 +56,7 @@ Item {
                 anchors.centerIn: parent
                 symbol: "magnifyingglass"
                 title: "No Models Found"
-                message: "Stashwell scans Ollama, LM Studio, oMLX, Jan, GPT4All, and Draw Things automatically. Add a custom folder to include additional model files."
+                message: region.noModelsMessage
             }
         }
     }

@@ -23,7 +23,7 @@ Sheet {
         AppViewModel.deleteSelectedModels()
     }
 
-    width: 460
+    width: 520
     onAboutToShow: isDeleting = false
     onClosed: AppViewModel.showDeleteConfirmation = false
 
@@ -87,20 +87,35 @@ Sheet {
             delegate: Rectangle {
                 required property var modelData
                 width: ListView.view.width
-                height: nameLabel.implicitHeight + 20
+                height: nameLabel.parent.implicitHeight + 20
                 radius: 12
                 color: Theme.quaternaryFill
                 RowLayout {
                     anchors.fill: parent
                     anchors.margins: 10
                     spacing: 10
-                    Label {
-                        id: nameLabel
+                    ColumnLayout {
+                        // Fills what the source and size leave, however long its lines are.
                         Layout.fillWidth: true
-                        text: modelData.name
-                        elide: Text.ElideMiddle
-                        font.pixelSize: Theme.calloutSize + 1
-                        color: Theme.text
+                        Layout.preferredWidth: 100
+                        spacing: 1
+                        Label {
+                            id: nameLabel
+                            Layout.fillWidth: true
+                            text: modelData.name
+                            elide: Text.ElideMiddle
+                            font.pixelSize: Theme.calloutSize + 1
+                            color: Theme.text
+                        }
+                        Label {
+                            objectName: "deleteRowNote"
+                            Layout.fillWidth: true
+                            elide: Text.ElideRight
+                            visible: text !== ""
+                            text: [modelData.kind, modelData.note].filter(t => t !== "").join(" \u00b7 ")
+                            font.pixelSize: Theme.calloutSize
+                            color: modelData.note !== "" ? Theme.orange : Theme.tertiaryText
+                        }
                     }
                     Label {
                         objectName: "deleteRowSource"

@@ -102,6 +102,7 @@ ThemedWindow {
             scanState: AppViewModel.scanState
             errorMessage: AppViewModel.scanErrorMessage
             modelCount: AppViewModel.modelCount
+            noModelsMessage: AppViewModel.noModelsMessage
             onRemoveFolderRequested: (path) => window.folderPendingRemoval = path
         }
         Rectangle {

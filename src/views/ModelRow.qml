@@ -3,8 +3,8 @@ import Stashwell
 import QtQuick.Controls
 import QtQuick.Layouts
 
-// One model: a checkbox, its name (cut in the middle when long), the source for an
-// orphan, its size, its date and its duplicate badge.
+// One model: a checkbox, its name (cut in the middle when long), under it the source of
+// an orphan or what a leftover is, its size, its date and its duplicate badge.
 Rectangle {
     id: row
     property var entry
@@ -50,10 +50,17 @@ Rectangle {
             Label {
                 objectName: "sourceLabel"
                 visible: row.entry?.showSourceLabel ?? false
-                text: row.entry?.sourceText ?? ""
+                text: row.entry?.subtitle ?? ""
                 font.pixelSize: Theme.subheadlineSize
                 font.weight: Font.Medium
                 color: Theme.secondaryText
+            }
+            Label {
+                objectName: "downloadNote"
+                visible: text !== ""
+                text: row.entry?.note ?? ""
+                font.pixelSize: Theme.subheadlineSize
+                color: Theme.orange
             }
         }
         Label {

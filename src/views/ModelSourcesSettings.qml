@@ -74,6 +74,7 @@ ScrollView {
                             sourceSize.height: 56
                             fillMode: Image.PreserveAspectFit
                             source: modelData.installed && iconSource !== "" ? iconSource
+                                    : modelData.libraryCache ? Theme.symbol("externaldrive", Theme.secondaryText)
                                     : Theme.symbol("questionmark.app.dashed", Theme.secondaryText)
                         }
                         ColumnLayout {
@@ -102,7 +103,7 @@ ScrollView {
                         }
                         Label {
                             objectName: "installStatus"
-                            text: modelData.installed ? "App installed" : "App not found"
+                            text: modelData.statusText
                             font.pixelSize: Theme.calloutSize
                             color: modelData.installed ? Theme.secondaryText : Theme.tertiaryText
                         }

@@ -19,7 +19,7 @@ RowLayout {
     Chip {
         objectName: "countChip"
         symbol: "cpu"
-        text: AppViewModel.modelCount + (AppViewModel.modelCount === 1 ? " model" : " models")
+        text: AppViewModel.countText
     }
     Chip {
         objectName: "reclaimableChip"

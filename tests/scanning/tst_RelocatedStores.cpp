@@ -49,7 +49,6 @@ void layOutHuggingFace(const TempHome &home)
     }
     home.writeFile(hub + u"models--gpt2/blobs/g"_s, 10);
     home.writeFile(hub + u"datasets--org--data/blobs/d"_s, 10);
-    home.writeFile(hub + u"models--nothing-yet/blobs/e.incomplete"_s, 10);
 }
 } // namespace
 

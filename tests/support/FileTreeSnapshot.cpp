@@ -89,9 +89,10 @@ QStringList FileTreeSnapshot::problemsAfterTrashing(const FileTreeSnapshot &befo
     QList<QByteArray> movedRelative;
     for (const QString &path : moved) {
         movedRelative << relative(path);
-        // Records name the real folder the item was in.
+        // Records name the real folder the item was in (as given once that folder moved too).
         const QFileInfo item(path);
-        const QByteArray original = QFile::encodeName(QFileInfo(item.path()).canonicalFilePath() + u'/' + item.fileName());
+        const QString folder = QFileInfo(item.path()).canonicalFilePath();
+        const QByteArray original = QFile::encodeName((folder.isEmpty() ? item.path() : folder) + u'/' + item.fileName());
         const auto record = records.find(original);
         const auto was = before.m_entries.find(relative(path));
         const auto now = m_entries.find(trashRelative + "/files/" + (record == records.end() ? "" : record->second));

@@ -1,0 +1,60 @@
+#include "scanning/UnfinishedDownloads.h"
+
+#include <QFile>
+
+#include <sys/stat.h>
+
+bool UnfinishedDownloads::isDownloadName(QByteArrayView name, const UnfinishedDownloadNames &names)
+{
+    if (names.isEmpty())
+        return false;
+    const QByteArray prefix = QFile::encodeName(names.prefix), suffix = QFile::encodeName(names.suffix);
+    return name.size() > prefix.size() + suffix.size() && name.startsWith(prefix) && name.endsWith(suffix);
+}
+
+bool UnfinishedDownloads::take(const DirectoryWalker::Entry &entry, const QString &displayName)
+{
+    if (m_names.isEmpty())
+        return false;
+    if (isDownloadName(entry.name(), m_names)) {
+        if (entry.type() == DirectoryWalker::EntryType::regular)
+            add(entry, entry.nativePath(), displayName);
+        return true;
+    }
+    if (entry.type() != DirectoryWalker::EntryType::regular)
+        return false;
+    for (const QString &companion : m_names.companionSuffixes) {
+        const QByteArray suffix = QFile::encodeName(companion);
+        if (!entry.name().endsWith(suffix))
+            continue;
+        // It belongs to a download only while that download is there beside it.
+        const QByteArray native = entry.nativePath();
+        const QByteArray download = native.first(native.size() - suffix.size()) + QFile::encodeName(m_names.suffix);
+        struct stat info {};
+        if (!isDownloadName(QByteArrayView(download).sliced(download.lastIndexOf('/') + 1), m_names)
+            || ::lstat(download.constData(), &info) != 0 || !S_ISREG(info.st_mode))
+            continue;
+        add(entry, download, displayName);
+        return true;
+    }
+    return false;
+}
+
+void UnfinishedDownloads::add(const DirectoryWalker::Entry &entry, const QByteArray &downloadPath, const QString &displayName)
+{
+    auto found = m_indexOfDownload.constFind(downloadPath);
+    if (found == m_indexOfDownload.constEnd()) {
+        found = m_indexOfDownload.insert(downloadPath, m_leftovers.size());
+        DetectedModel leftover = DetectedModel::create(displayName, m_source, {}, 0, distantPast());
+        leftover.leftover = LeftoverKind::partialDownload;
+        m_leftovers.append(leftover);
+    }
+    DetectedModel &leftover = m_leftovers[*found];
+    const FileAttributes attributes = entry.attributes();
+    leftover.sizeBytes = addSizes(leftover.sizeBytes, attributes.allocated);
+    leftover.lastModified = std::max(leftover.lastModified, attributes.modified);
+    if (const std::optional<QString> path = entry.path())
+        leftover.filePaths.append(*path);
+    else if (leftover.problem.isEmpty())
+        leftover.problem = unrepresentableNameProblem(entry.nativePath());
+}
