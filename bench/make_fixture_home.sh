@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Builds a pretend home folder for looking at the window and timing it: the six model
 # applications (Ollama, LM Studio and Jan installed with icons; GPT4All and Draw Things
-# uninstalled, so their models are orphans), likely duplicates, two custom folders
+# uninstalled, so their models are orphans), the Hugging Face and llama.cpp caches,
+# likely duplicates, a few leftovers (about 1.1 GB really allocated), two custom folders
 # ("Models 9", "Models 10") and, with --bulk N, N more models in a third custom folder.
 # Model files are sparse: gigabytes on paper, nothing on disk.
 #
 #   bench/make_fixture_home.sh DIR [--bulk N]
 # then run Stashwell with HOME=DIR XDG_DATA_HOME=DIR/.local/share XDG_CONFIG_HOME=DIR/.config
+# XDG_CACHE_HOME=DIR/.cache
 # and DIR/bin first on PATH.
 set -euo pipefail
 home=${1:?usage: make_fixture_home.sh DIR [--bulk N]}
@@ -18,7 +20,7 @@ cli=${STASHWELL_CLI:-${STASHWELL_BUILD_DIR:-$root/build}/src/cli/stashwell-cli}
 rm -rf "$home"
 mkdir -p "$home"
 home=$(cd "$home" && pwd)
-export HOME=$home XDG_DATA_HOME=$home/.local/share XDG_CONFIG_HOME=$home/.config
+export HOME=$home XDG_DATA_HOME=$home/.local/share XDG_CONFIG_HOME=$home/.config XDG_CACHE_HOME=$home/.cache
 
 sparse() { # sparse SIZE FILE...
     local size=$1; shift
@@ -82,12 +84,32 @@ sparse 3825819648 "$home/Models 9/deepseek-coder-6.7b-instruct.Q4_K_M.gguf"
 sparse 14969004032 "$home/Models 10/Mixtral-8x7B-Instruct-v0.1.Q2_K.gguf"
 sparse 4108916384 "$home/Models 10/Meta-Llama-3-8B-Instruct.Q4_0.gguf"
 
+# The Hugging Face hub cache: one repository whose snapshots link into its blobs, a copy
+# of LM Studio's Llama download (a likely duplicate); and llama.cpp's own cache.
+hf_repo=$home/.cache/huggingface/hub/models--bartowski--Meta-Llama-3.1-8B-Instruct-GGUF
+sparse 4920734016 "$hf_repo/blobs/5f0e1a"
+mkdir -p "$hf_repo/refs" "$hf_repo/snapshots/0a1b2c"
+printf '0a1b2c' > "$hf_repo/refs/main"
+ln -s ../../blobs/5f0e1a "$hf_repo/snapshots/0a1b2c/Meta-Llama-3.1-8B-Instruct-Q4_K_M.gguf"
+sparse 1929903264 "$home/.cache/llama.cpp/Qwen2.5-3B-Instruct-Q4_K_M.gguf"
+
+# Leftovers: an Ollama download that stopped, a blob of a model removed since, and an
+# unfinished GPT4All download. They take real space on disk, so they are allocated.
+allocated() { # allocated SIZE FILE
+    mkdir -p "$(dirname "$2")"
+    fallocate -l "$1" "$2" 2>/dev/null || head -c "$1" /dev/zero > "$2"
+}
+allocated 300M "$store/blobs/sha256-e5-partial"
+allocated 16M "$store/blobs/sha256-e5-partial-0"
+allocated 600M "$store/blobs/sha256-f6"
+allocated 200M "$home/.cache/gpt4all/incomplete-mistral-7b-openorca.Q4_0.gguf"
+
 # Files downloaded over the past year and a half.
 days=0
 while IFS= read -r -d '' file; do
     touch -h -d "2026-11-01 -$((days * 23 % 540)) days" "$file"
     days=$((days + 7))
-done < <(find "$home" -type f \( -name '*.gguf' -o -name '*.ckpt' -o -path '*/manifests/*' \) -print0 | sort -z)
+done < <(find "$home" -type f \( -name '*.gguf' -o -name '*.ckpt' -o -path '*/manifests/*' -o -path '*/blobs/*' \) ! -name '*-partial*' -print0 | sort -z)
 folders=("$home/Models 9" "$home/Models 10")
 
 if [ "$bulk" -gt 0 ]; then
