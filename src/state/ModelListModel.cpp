@@ -2,6 +2,7 @@
 
 #include "scanning/CustomFolderScanner.h"
 #include "catalogue/ByteCountFormatter.h"
+#include "catalogue/ModelSourceDefinition.h"
 #include "core/ModelSections.h"
 
 #include <QDir>
@@ -85,7 +86,8 @@ QHash<int, QByteArray> ModelListModel::roleNames() const
             {BadgeReasonRole, "badgeReason"}, {DuplicateGroupRole, "duplicateGroup"},
             {SelectedRole, "selected"},       {FirstFilePathRole, "firstFilePath"},
             {ShowSourceLabelRole, "showSourceLabel"}, {ProblemRole, "problem"},
-            {SubtitleRole, "subtitle"},       {NoteRole, "note"}};
+            {SubtitleRole, "subtitle"},       {NoteRole, "note"},
+            {LibraryCacheRole, "libraryCache"}};
 }
 
 QVariant ModelListModel::data(const QModelIndex &index, int role) const
@@ -104,6 +106,10 @@ QVariant ModelListModel::data(const QModelIndex &index, int role) const
         case SourceKindRole: return row.warning ? QString() : row.source.key();
         case SourceTextRole: return row.warning ? QString() : row.source.description();
         case FolderPathRole: return row.folderPath;
+        case LibraryCacheRole: {
+            const ModelSourceDefinition *definition = row.warning ? nullptr : ModelSourceDefinition::find(row.source);
+            return definition && definition->libraryCache;
+        }
         default: return {};
         }
     }

@@ -38,6 +38,7 @@ public:
         ProblemRole,        // why the model cannot be moved or checked; empty when it can
         SubtitleRole,       // under the name: an orphan's source; what a leftover is and its store
         NoteRole,           // a leftover download that may still be going on says so; else empty
+        LibraryCacheRole,   // a header of a library's cache, which has no application icon
     };
     Q_ENUM(Role)
 

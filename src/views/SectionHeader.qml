@@ -19,7 +19,9 @@ Item {
         if (isCustom)
             return Theme.symbol("folder", Theme.secondaryText)
         const app = AppIcons.iconSource(entry.sourceKind)
-        return app !== "" ? app : Theme.symbol("questionmark.app.dashed", Theme.secondaryText)
+        if (app !== "")
+            return app
+        return Theme.symbol(entry.libraryCache ? "externaldrive" : "questionmark.app.dashed", Theme.secondaryText)
     }
 
     signal contextMenuRequested(string folderPath)
