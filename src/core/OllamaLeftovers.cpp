@@ -2,6 +2,7 @@
 
 #include "deletion/BlobLedger.h"
 #include "scanning/DirectoryWalker.h"
+#include "scanning/ScanRoutines.h"
 
 #include <QFile>
 #include <QHash>
@@ -29,15 +30,10 @@ std::optional<QByteArray> downloadOf(QByteArrayView name)
     return name.first(marker + partialMarker.size()).toByteArray();
 }
 
+// A leftover takes the space its files take on disk: a partial download is sparse.
 void addFile(DetectedModel &entry, const DirectoryWalker::Entry &file)
 {
-    const FileAttributes attributes = file.attributes();
-    entry.sizeBytes = addSizes(entry.sizeBytes, attributes.allocated);
-    entry.lastModified = std::max(entry.lastModified, attributes.modified);
-    if (const std::optional<QString> path = file.path())
-        entry.filePaths.append(*path);
-    else if (entry.problem.isEmpty())
-        entry.problem = unrepresentableNameProblem(file.nativePath());
+    ScanRoutines::addWalkedFile(entry, file, file.attributes().allocated);
 }
 
 QList<DetectedModel> inFolder(const BlobLedger::SharedFolder &folder)

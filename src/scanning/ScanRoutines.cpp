@@ -57,14 +57,7 @@ bool addSidecar(const DirectoryWalker::Entry &entry, const QList<QByteArray> &su
         const auto found = modelOfFile.constFind(native.first(native.size() - suffix.size()));
         if (found == modelOfFile.constEnd())
             continue;
-        DetectedModel &model = models[*found];
-        const FileAttributes attributes = entry.attributes();
-        model.sizeBytes = addSizes(model.sizeBytes, attributes.size);
-        model.lastModified = std::max(model.lastModified, attributes.modified);
-        if (const std::optional<QString> path = entry.path())
-            model.filePaths.append(*path);
-        else if (model.problem.isEmpty())
-            model.problem = unrepresentableNameProblem(native); // moving the rest would split the model
+        addWalkedFile(models[*found], entry, entry.attributes().size);
         return true;
     }
     return false;
@@ -217,6 +210,16 @@ QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceT
         models.append(model);
     }
     return models + downloads.leftovers();
+}
+
+void addWalkedFile(DetectedModel &model, const DirectoryWalker::Entry &file, qint64 bytes)
+{
+    model.sizeBytes = addSizes(model.sizeBytes, bytes);
+    model.lastModified = std::max(model.lastModified, file.attributes().modified);
+    if (const std::optional<QString> path = file.path())
+        model.filePaths.append(*path);
+    else if (model.problem.isEmpty())
+        model.problem = unrepresentableNameProblem(file.nativePath());
 }
 
 QStringList distinctRoots(const QStringList &roots)

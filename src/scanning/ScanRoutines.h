@@ -2,6 +2,7 @@
 
 #include "catalogue/DetectedModel.h"
 #include "catalogue/ModelSourceDefinition.h"
+#include "scanning/DirectoryWalker.h"
 
 #include <QList>
 #include <QString>
@@ -40,6 +41,10 @@ std::optional<DetectedModel> makeDirectoryModel(const QString &directory, const 
 // leftovers, each named after the folder it lies in.
 QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceTool &source,
                                               const UnfinishedDownloadNames &unfinished = {});
+
+// Adds a walked file to model: bytes to its size, its date when later, its path. A file
+// whose name is not text makes the whole model unmovable, as moving the rest would split it.
+void addWalkedFile(DetectedModel &model, const DirectoryWalker::Entry &file, qint64 bytes);
 
 // Roots that lead to the same real folder are walked once: keeps the first of each.
 QStringList distinctRoots(const QStringList &roots);

@@ -1,5 +1,7 @@
 #include "scanning/UnfinishedDownloads.h"
 
+#include "scanning/ScanRoutines.h"
+
 #include <QFile>
 
 #include <sys/stat.h>
@@ -49,12 +51,5 @@ void UnfinishedDownloads::add(const DirectoryWalker::Entry &entry, const QByteAr
         leftover.leftover = LeftoverKind::partialDownload;
         m_leftovers.append(leftover);
     }
-    DetectedModel &leftover = m_leftovers[*found];
-    const FileAttributes attributes = entry.attributes();
-    leftover.sizeBytes = addSizes(leftover.sizeBytes, attributes.allocated);
-    leftover.lastModified = std::max(leftover.lastModified, attributes.modified);
-    if (const std::optional<QString> path = entry.path())
-        leftover.filePaths.append(*path);
-    else if (leftover.problem.isEmpty())
-        leftover.problem = unrepresentableNameProblem(entry.nativePath());
+    ScanRoutines::addWalkedFile(m_leftovers[*found], entry, entry.attributes().allocated);
 }
