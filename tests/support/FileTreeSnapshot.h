@@ -16,7 +16,6 @@ class FileTreeSnapshot
 public:
     explicit FileTreeSnapshot(const QString &root);
 
-    qsizetype entryCount() const { return qsizetype(m_entries.size()); }
     // Paths below the root (raw bytes shown as escaped text) that were added, removed or
     // changed since `before`, one line each; empty when nothing changed.
     QStringList differencesFrom(const FileTreeSnapshot &before) const;
@@ -28,8 +27,6 @@ public:
     // lock folder come into being; folders that lost or gained an entry change their time.
     QStringList problemsAfterTrashing(const FileTreeSnapshot &before, const QStringList &moved,
                                       const QString &trash) const;
-
-    friend bool operator==(const FileTreeSnapshot &, const FileTreeSnapshot &) = default;
 
     // Raw path bytes as text: control and non-ASCII bytes escaped as \xNN.
     static QString shown(const QByteArray &raw);
