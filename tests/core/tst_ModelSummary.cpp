@@ -58,14 +58,16 @@ private slots:
             model(QStringLiteral("l1"), K::lmStudio, 1),
             model(QStringLiteral("o2"), K::ollama, 3),
             model(QStringLiteral("l2"), K::lmStudio, 4),
+            model(QStringLiteral("h1"), K::huggingFace, 1),
+            model(QStringLiteral("h2"), K::llamaCpp, 1),
         };
         const QList<ModelSection> sections = ModelSection::build(models);
         QStringList titles;
         for (const ModelSection &section : sections)
             titles << section.title;
         QCOMPARE(titles, (QStringList{QStringLiteral("Orphaned Models"), QStringLiteral("Ollama"), QStringLiteral("LM Studio"),
-                                      QStringLiteral("Draw Things"), QStringLiteral("Models 9"), QStringLiteral("Models 10"),
-                                      QStringLiteral("ollama")}));
+                                      QStringLiteral("Draw Things"), QStringLiteral("Hugging Face"), QStringLiteral("llama.cpp"),
+                                      QStringLiteral("Models 9"), QStringLiteral("Models 10"), QStringLiteral("ollama")}));
         QCOMPARE(sections[2].modelRows, (QList<qsizetype>{5, 7}));
         QCOMPARE(sections[2].totalSize, 5);
         QVERIFY(sections[0].isOrphans && !sections[1].isOrphans);

@@ -68,7 +68,11 @@ private slots:
         const QList<OllamaFixture::Blob> shared{{"sha256:cfg", 100}, {"sha256:weights", 4'000'000'000}, {"sha256:missing", 20}, {"sha256:weights", 7}};
         const QString latest = ollama.addModel(QStringLiteral("library/m/latest"), shared, false);
         const QString small = ollama.addModel(QStringLiteral("library/m/small"), shared, false);
-        const QString pruned = ollama.addModel(QStringLiteral("library/pruned/latest"), {{"sha256:gone", 11}, {"sha256:gone2", 13}}, false);
+        // Digests that would name files outside the blobs folder are never listed.
+        home.writeFile(QStringLiteral(".ollama/models/outside"), 1);
+        home.writeFile(QStringLiteral(".ollama/models/blobs/sha256-..x"), 1);
+        const QString pruned = ollama.addModel(QStringLiteral("library/pruned/latest"),
+                                               {{"sha256:gone", 11}, {"sha256:../outside", 6}, {"../outside", 7}, {"sha256:..x", 0}}, false);
         const QDateTime when(QDate(2024, 5, 17), QTime(8, 30), Qt::UTC);
         TempHome::setModified(latest, when);
 
@@ -78,7 +82,7 @@ private slots:
             QCOMPARE(model.sourceTool, SourceTool(SourceTool::Kind::ollama));
             QVERIFY(!model.isOrphaned && !model.duplicateGroup);
             if (model.displayName == QStringLiteral("pruned:latest")) {
-                QCOMPARE(model.filePaths, QStringList{pruned});
+                QCOMPARE(model.filePaths, (QStringList{pruned, blobs + QStringLiteral("sha256-..x")}));
                 QCOMPARE(model.sizeBytes, qint64(24));
                 continue;
             }
