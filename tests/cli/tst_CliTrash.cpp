@@ -1,4 +1,4 @@
-#include "support/TempHome.h"
+#include "support/OllamaFixture.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -20,10 +20,10 @@ struct Run
 
 QByteArray manifest(const QList<QByteArray> &layers)
 {
-    QByteArray text = R"({"config":{"digest":"sha256:cfg","mediaType":"c","size":1},"layers":[)";
-    for (qsizetype i = 0; i < layers.size(); ++i)
-        text += (i ? "," : "") + QByteArray(R"({"mediaType":"m","size":1000,"digest":"sha256:)") + layers[i] + "\"}";
-    return text + "]}";
+    QList<OllamaFixture::Blob> blobs{{"sha256:cfg", 1}};
+    for (const QByteArray &layer : layers)
+        blobs.append({"sha256:" + layer, 1000});
+    return OllamaFixture::manifest(blobs);
 }
 
 QProcessEnvironment environmentFor(const TempHome &home)
@@ -183,27 +183,6 @@ private slots:
                                          .arg(QStringLiteral("2 KB"), QString::number(manifestSize + 400 + 13))), qPrintable(result.out));
         QVERIFY(result.out.contains(QStringLiteral("Nothing was moved.")));
         QVERIFY(QFile::exists(home.filePath(library + QStringLiteral("one/latest"))));
-    }
-
-    void verifyConfirmsOrDissolvesGroups()
-    {
-        TempHome home;
-        home.writeFile(QStringLiteral("A/phi.gguf"), 5000, 'p');
-        home.writeFile(QStringLiteral("B/phi.gguf"), 5000, 'p');
-        home.writeFile(QStringLiteral("A/qwen.gguf"), 5000, 'q');
-        home.writeFile(QStringLiteral("B/qwen.gguf"), 5000, 'Q');
-        cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("A"))});
-        cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("B"))});
-        const Run result = cli(home, {QStringLiteral("verify"), QStringLiteral("--json")});
-        QCOMPARE(result.exitCode, 0);
-        const QJsonObject report = QJsonDocument::fromJson(result.out.toUtf8()).object();
-        for (const QJsonValue &value : report.value(QStringLiteral("models")).toArray()) {
-            const QJsonObject model = value.toObject();
-            const bool phi = model.value(QStringLiteral("displayName")).toString() == QLatin1String("phi");
-            QCOMPARE(model.value(QStringLiteral("verification")).toString(), phi ? QStringLiteral("verified") : QStringLiteral("unverified"));
-            QCOMPARE(model.value(QStringLiteral("duplicateGroup")).isNull(), !phi);
-        }
-        QCOMPARE(report.value(QStringLiteral("reclaimableSize")).toInteger(), 5000);
     }
 };
 
