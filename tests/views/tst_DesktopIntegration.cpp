@@ -132,72 +132,43 @@ private slots:
         PrivateBus bus;
         if (!bus.isRunning())
             QSKIP("dbus-daemon is not installed");
+        // No portal yet: the palette decides.
+        DesktopColorScheme alone(bus.connect(QStringLiteral("alone")));
+        QTest::qWait(200); // the portal's absence is answered by the bus
+        QCOMPARE(alone.preference(), DesktopColorScheme::Preference::none);
+        QGuiApplication::setPalette(paletteWithWindow(QColor(0x20, 0x20, 0x20), QColor(0xee, 0xee, 0xee)));
+        QVERIFY(AppearanceSettings(&alone).isDark());
+        QGuiApplication::setPalette(paletteWithWindow(Qt::white, Qt::black));
+
         QDBusConnection desktop = bus.connect(QStringLiteral("desktop"));
         FakePortalSettings portal;
         QVERIFY(offer(desktop, QStringLiteral("org.freedesktop.portal.Desktop"), QStringLiteral("/org/freedesktop/portal/desktop"), &portal));
-
         DesktopColorScheme scheme(bus.connect(QStringLiteral("stashwell")));
         AppearanceSettings appearance(&scheme);
         QSignalSpy darkChanges(&appearance, &AppearanceSettings::darkChanged);
         QTRY_COMPARE(scheme.preference(), DesktopColorScheme::Preference::dark);
         QVERIFY(appearance.isDark());
 
-        // The desktop switches to light while Stashwell runs.
-        portal.colorScheme = 2;
-        emit portal.SettingChanged(QStringLiteral("org.freedesktop.appearance"), QStringLiteral("color-scheme"),
-                                   QDBusVariant(QVariant::fromValue(2u)));
+        // The desktop changes while Stashwell runs; another namespace's change does not
+        // count, a value that is no scheme is no preference, a forced mode ignores both.
+        const auto change = [&](const char *nameSpace, const QVariant &value) {
+            emit portal.SettingChanged(QString::fromLatin1(nameSpace), QStringLiteral("color-scheme"), QDBusVariant(value));
+        };
+        change("org.freedesktop.appearance", QVariant::fromValue(QDBusVariant(QVariant::fromValue(2u)))); // wrapped twice
         QTRY_COMPARE(scheme.preference(), DesktopColorScheme::Preference::light);
         QVERIFY(!appearance.isDark());
         QCOMPARE(darkChanges.size(), 2);
-
-        // Another namespace's change is none of Stashwell's business.
-        emit portal.SettingChanged(QStringLiteral("org.gnome.desktop.interface"), QStringLiteral("color-scheme"),
-                                   QDBusVariant(QVariant::fromValue(1u)));
+        change("org.gnome.desktop.interface", QVariant::fromValue(1u));
         QTest::qWait(100);
         QCOMPARE(scheme.preference(), DesktopColorScheme::Preference::light);
-
-        // A forced mode ignores the desktop.
+        change("org.freedesktop.appearance", QVariant(QStringLiteral("dark")));
+        QTRY_COMPARE(scheme.preference(), DesktopColorScheme::Preference::none);
         appearance.setModeKey(QStringLiteral("dark"));
-        emit portal.SettingChanged(QStringLiteral("org.freedesktop.appearance"), QStringLiteral("color-scheme"),
-                                   QDBusVariant(QVariant::fromValue(2u)));
+        change("org.freedesktop.appearance", QVariant::fromValue(2u));
         QTest::qWait(100);
         QVERIFY(appearance.isDark());
         appearance.setModeKey(QStringLiteral("system"));
         QVERIFY(!appearance.isDark());
-    }
-
-    void withoutAPortalThePaletteDecides()
-    {
-        TempHome home;
-        PrivateBus bus;
-        if (!bus.isRunning())
-            QSKIP("dbus-daemon is not installed");
-        DesktopColorScheme scheme(bus.connect(QStringLiteral("stashwell")));
-        QTest::qWait(200); // the portal's absence is answered by the bus
-        QCOMPARE(scheme.preference(), DesktopColorScheme::Preference::none);
-        QVERIFY(!scheme.prefersDark());
-
-        QGuiApplication::setPalette(paletteWithWindow(QColor(0x20, 0x20, 0x20), QColor(0xee, 0xee, 0xee)));
-        QVERIFY(scheme.prefersDark());
-        AppearanceSettings appearance(&scheme);
-        QVERIFY(appearance.isDark());
-        QGuiApplication::setPalette(paletteWithWindow(Qt::white, Qt::black));
-    }
-
-    void portalValuesMapToPreferences_data()
-    {
-        QTest::addColumn<QVariant>("value");
-        QTest::addColumn<int>("preference");
-        QTest::newRow("unknown number") << QVariant::fromValue(7u) << int(DesktopColorScheme::Preference::none);
-        QTest::newRow("not a number") << QVariant(QStringLiteral("dark")) << int(DesktopColorScheme::Preference::none);
-        QTest::newRow("wrapped twice") << QVariant::fromValue(QDBusVariant(QVariant::fromValue(QDBusVariant(QVariant::fromValue(1u)))))
-                                       << int(DesktopColorScheme::Preference::dark);
-    }
-    void portalValuesMapToPreferences()
-    {
-        QFETCH(QVariant, value);
-        QFETCH(int, preference);
-        QCOMPARE(int(DesktopColorScheme::fromPortalValue(value)), preference);
     }
 
     // With a file manager on the bus it selects the item; without one, or without a
