@@ -46,9 +46,9 @@ void replaceKeepingStamp(const QString &path, const QByteArray &content)
     QCOMPARE(::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, AT_SYMLINK_NOFOLLOW), 0);
 }
 
-DetectedModel member(const QUuid &group, const QStringList &files, const QString &name = QStringLiteral("m"))
+DetectedModel member(const QUuid &group, const QStringList &files)
 {
-    DetectedModel model = DetectedModel::create(name, SourceTool::Kind::lmStudio, files, 0, distantPast());
+    DetectedModel model = DetectedModel::create(QStringLiteral("m"), SourceTool::Kind::lmStudio, files, 0, distantPast());
     model.duplicateGroup = group;
     return model;
 }
@@ -64,11 +64,6 @@ QList<DetectedModel> groupOf(const QUuid &group, const QStringList &files)
     return models;
 }
 
-QString systemReason(int error)
-{
-    return QString::fromLocal8Bit(std::strerror(error));
-}
-
 // Bytes this thread has read from any file so far, as the kernel counts them: proof
 // that a check read no model file, whatever the code under test reports.
 qint64 bytesReadByThisThread()
@@ -81,8 +76,7 @@ qint64 bytesReadByThisThread()
     return text.mid(start, text.indexOf('\n', start) - start).toLongLong();
 }
 
-template<typename Check>
-qint64 bytesReadDuring(Check check)
+qint64 bytesReadDuring(const std::function<void()> &check)
 {
     const qint64 before = bytesReadByThisThread();
     check();
@@ -146,7 +140,7 @@ private slots:
         // Alike in every sample, different a megabyte in.
         const QString zeros = sparseFile(home, QStringLiteral("zeros"), 8 << 20, -1);
         const QString marked = sparseFile(home, QStringLiteral("marked"), 8 << 20, 1 << 20);
-        const VerificationOutcome goneFails = VerificationOutcome::failed(QStringLiteral("gone: ") + systemReason(ENOENT));
+        const VerificationOutcome goneFails = VerificationOutcome::failed(QStringLiteral("gone: ") + QString::fromLocal8Bit(std::strerror(ENOENT)));
         const QUuid group = QUuid::createUuid();
 
         // Same bytes under different names.
