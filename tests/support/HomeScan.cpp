@@ -1,7 +1,5 @@
 #include "support/HomeScan.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QProcess>
 
 #include <cstdio>
@@ -39,29 +37,6 @@ HomeScan::CliRun HomeScan::runCli(const QStringList &arguments) const
     }
     const int exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     return {exitCode, process.readAllStandardOutput(), process.readAllStandardError()};
-}
-
-QJsonObject HomeScan::cliReport() const
-{
-    const CliRun run = runCli({QStringLiteral("scan"), QStringLiteral("--json")});
-    if (run.exitCode != 0) {
-        std::fprintf(stderr, "stashwell-cli scan --json exited with %d: %s\n", run.exitCode, run.err.constData());
-        return {};
-    }
-    return QJsonDocument::fromJson(run.out).object();
-}
-
-QStringList HomeScan::lines(const QJsonObject &report) const
-{
-    QStringList result;
-    for (const QJsonValue &value : report.value(QStringLiteral("models")).toArray()) {
-        QStringList files;
-        for (const QJsonValue &file : value[QStringLiteral("filePaths")].toArray())
-            files << file.toString();
-        result << homeLine(value[QStringLiteral("source")].toString(), value[QStringLiteral("displayName")].toString(),
-                           value[QStringLiteral("sizeBytes")].toInteger(), files);
-    }
-    return result;
 }
 
 bool HomeScan::same(const QStringList &seen, const QStringList &expected)

@@ -6,7 +6,6 @@
 #include "support/TempHome.h"
 
 #include <QByteArray>
-#include <QJsonObject>
 #include <QStringList>
 
 // Scans a temporary home the two ways a person can: through ModelScanner over the
@@ -35,11 +34,6 @@ public:
     };
     // HOME and the XDG folders inside the home, PATH only the home's "bin". Gives up after a minute.
     CliRun runCli(const QStringList &arguments) const;
-    // The report of "scan --json"; an empty object when the program failed.
-    QJsonObject cliReport() const;
-    // A "scan --json" report's models as lines.
-    QStringList lines(const QJsonObject &report) const;
-
     // A line as the scans write it, for stating what is expected; files relative to the home.
     static QString line(const QString &source, const QString &name, qint64 size, QStringList files);
 
