@@ -167,40 +167,6 @@ private slots:
         QCOMPARE(detector.verifyGroup(group, twoFileMembers), VerificationOutcome::identical());
     }
 
-    void samplesSettleADifferenceWithoutReadingWholeFiles_data()
-    {
-        QTest::addColumn<qint64>("differenceAt");
-        QTest::addColumn<bool>("settledBySamples");
-        constexpr qint64 size = 64 << 20;
-        QTest::newRow("first byte") << qint64(0) << true;
-        QTest::newRow("middle") << size / 2 << true;
-        QTest::newRow("last byte") << size - 1 << true;
-        QTest::newRow("between samples") << size / 4 << false;
-    }
-    void samplesSettleADifferenceWithoutReadingWholeFiles()
-    {
-        QFETCH(qint64, differenceAt);
-        QFETCH(bool, settledBySamples);
-        TempHome home;
-        DuplicateDetector detector;
-        constexpr qint64 size = 64 << 20;
-        const QUuid group = QUuid::createUuid();
-        const QList<DetectedModel> models = groupOf(group, {sparseFile(home, QStringLiteral("a"), size, -1),
-                                                            sparseFile(home, QStringLiteral("b"), size, differenceAt)});
-        QList<VerificationProgress> steps;
-        const qint64 read = bytesReadDuring([&] {
-            QCOMPARE(detector.verifyGroup(group, models, [&](VerificationProgress p) { steps.append(p); }),
-                     VerificationOutcome::different());
-        });
-        if (settledBySamples) {
-            QVERIFY2(read < size / 16, qPrintable(QString::number(read)));
-            QVERIFY(steps.isEmpty());
-        } else {
-            QVERIFY(read >= 2 * size);
-            QCOMPARE(steps.last().bytesDone, 2 * size);
-        }
-    }
-
     void groupsThatCannotBeCompared()
     {
         TempHome home;

@@ -1,6 +1,5 @@
 #include "scanning/OllamaScanner.h"
 #include "scanning/OllamaStoreLocator.h"
-#include "scanning/ServiceUnitEnvironment.h"
 #include "support/OllamaFixture.h"
 
 #include <QDir>
@@ -100,40 +99,14 @@ private slots:
         QCOMPARE(latestModel->lastModified, when);
     }
 
-    void readsServiceUnitEnvironmentLikeSystemd()
-    {
-        QHash<QString, QString> environment;
-        ServiceUnitEnvironment::apply("[Unit]\n"
-                                      "Environment=OLLAMA_MODELS=/unit/section\n"
-                                      "[Service]\n"
-                                      "# Environment=OLLAMA_MODELS=/commented\n"
-                                      "Environment=\"OLLAMA_HOST=0.0.0.0\" \"OLLAMA_MODELS=/srv/first\"\n"
-                                      "Environment=OLLAMA_MODELS=/srv/second OLLAMA_KEEP=%%1 OLLAMA_HOME=%h/models 1BAD=x\n"
-                                      "Environment=PATH=/usr/bin \\\n"
-                                      "  OLLAMA_DEBUG=1 \"B=two words\" C=\"x y\"z 'D=\\'q\\'' E=a\\ b \"F=unterminated G=3\n"
-                                      "[Install]\n"
-                                      "Environment=OLLAMA_MODELS=/install/section\n",
-                                      environment);
-        QCOMPARE(environment, (QHash<QString, QString>{{QStringLiteral("OLLAMA_HOST"), QStringLiteral("0.0.0.0")},
-                                                       {QStringLiteral("OLLAMA_MODELS"), QStringLiteral("/srv/second")},
-                                                       {QStringLiteral("OLLAMA_KEEP"), QStringLiteral("%1")},
-                                                       {QStringLiteral("PATH"), QStringLiteral("/usr/bin")},
-                                                       {QStringLiteral("OLLAMA_DEBUG"), QStringLiteral("1")},
-                                                       {QStringLiteral("B"), QStringLiteral("two words")},
-                                                       {QStringLiteral("C"), QStringLiteral("x yz")},
-                                                       {QStringLiteral("D"), QStringLiteral("'q'")},
-                                                       {QStringLiteral("E"), QStringLiteral("a b")}}));
-        ServiceUnitEnvironment::apply("[Service]\nEnvironment=\nEnvironment=OLLAMA_DEBUG=0\n", environment);
-        QCOMPARE(environment, (QHash<QString, QString>{{QStringLiteral("OLLAMA_DEBUG"), QStringLiteral("0")}}));
-    }
-
     void findsEveryStoreAndScansThemInOrder()
     {
         TempHome home;
         OllamaStoreLocator::Inputs inputs = inputsIn(home);
         inputs.environmentModelsDir = home.filePath(QStringLiteral("env/models"));
         home.writeFile(QStringLiteral("etc/ollama.service"),
-                       "[Service]\nUser=ollama\nEnvironment=\"OLLAMA_MODELS=/unit/models\"\n");
+                       "[Unit]\nEnvironment=OLLAMA_MODELS=/unit/section\n[Service]\nUser=ollama\n"
+                       "# Environment=OLLAMA_MODELS=/commented\nEnvironment=\"OLLAMA_MODELS=/unit/models\"\n");
         home.writeFile(QStringLiteral("etc/ollama.service.d/20-later.conf"),
                        QByteArray("[Service]\nEnvironment=\"OLLAMA_MODELS=") + QFile::encodeName(home.path())
                            + "/unit models\" OLLAMA_HOST=127.0.0.1\n");
