@@ -155,14 +155,7 @@ private slots:
         ControlledScans scans;
         AppViewModel viewModel(coreIn(home));
         scans.attach(viewModel);
-        QSignalSpy welcome(&viewModel, &AppViewModel::showWelcomeScreenChanged);
-        viewModel.windowAppeared();
-        QVERIFY(viewModel.showWelcomeScreen());
-        viewModel.dismissWelcomeScreen();
-        QVERIFY(!viewModel.showWelcomeScreen());
-        QVERIFY(PersistenceService().hasSeenWelcomeScreen());
-        scans.finish(0, {model(QStringLiteral("kept"), 1)});
-        QTRY_VERIFY(viewModel.scanState() == AppViewModel::ScanState::complete);
+        publish(viewModel, scans, {model(QStringLiteral("kept"), 1)});
 
         // The window follows the core's rule: existing folders only, each once, and a
         // word when one holds a folder Stashwell scans already.
