@@ -105,11 +105,12 @@ private slots:
         OllamaStoreLocator::Inputs inputs = inputsIn(home);
         inputs.environmentModelsDir = home.filePath(QStringLiteral("env/models"));
         home.writeFile(QStringLiteral("etc/ollama.service"),
-                       "[Unit]\nEnvironment=OLLAMA_MODELS=/unit/section\n[Service]\nUser=ollama\n"
-                       "# Environment=OLLAMA_MODELS=/commented\nEnvironment=\"OLLAMA_MODELS=/unit/models\"\n");
+                       "[Service]\nUser=ollama\nEnvironment=\"OLLAMA_MODELS=/unit/models\"\n");
+        // The last word counts, but only from the Service section and never from a comment.
         home.writeFile(QStringLiteral("etc/ollama.service.d/20-later.conf"),
                        QByteArray("[Service]\nEnvironment=\"OLLAMA_MODELS=") + QFile::encodeName(home.path())
-                           + "/unit models\" OLLAMA_HOST=127.0.0.1\n");
+                           + "/unit models\" OLLAMA_HOST=127.0.0.1\n# Environment=OLLAMA_MODELS=/commented\n"
+                             "[Install]\nEnvironment=OLLAMA_MODELS=/install/section\n");
         home.writeFile(QStringLiteral("etc/ollama.service.d/10-earlier.conf"),
                        "[Service]\nEnvironment=OLLAMA_MODELS=/earlier/models\n");
         home.writeFile(QStringLiteral("etc/ollama.service.d/30-ignored.conf.disabled"),
