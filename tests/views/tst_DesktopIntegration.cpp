@@ -1,23 +1,18 @@
 #include "app/AppearanceSettings.h"
 #include "app/ApplicationShell.h"
 #include "app/DesktopColorScheme.h"
-#include "app/FileManagerReveal.h"
-#include "app/FolderAccessHelp.h"
 #include "support/TempHome.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusVariant>
-#include <QDesktopServices>
 #include <QGuiApplication>
 #include <QPalette>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
-#include <QUrl>
 
-#include <grp.h>
 #include <unistd.h>
 
 namespace {
@@ -74,31 +69,6 @@ public slots:
     }
 signals:
     void SettingChanged(const QString &nameSpace, const QString &key, const QDBusVariant &value);
-};
-
-class FakeFileManager : public QObject
-{
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.FileManager1")
-public:
-    QList<QStringList> shown;
-public slots:
-    void ShowItems(const QStringList &uris, const QString &startupId)
-    {
-        Q_UNUSED(startupId);
-        shown.append(uris);
-    }
-};
-
-class UrlCatcher : public QObject
-{
-    Q_OBJECT
-public:
-    UrlCatcher() { QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "open"); }
-    ~UrlCatcher() override { QDesktopServices::unsetUrlHandler(QStringLiteral("file")); }
-    QList<QUrl> opened;
-public slots:
-    void open(const QUrl &url) { opened.append(url); }
 };
 
 bool offer(QDBusConnection &desktop, const QString &service, const QString &path, QObject *object)
@@ -171,52 +141,6 @@ private slots:
         QVERIFY(!appearance.isDark());
     }
 
-    // With a file manager on the bus it selects the item; without one, or without a
-    // bus at all, the item's folder opens.
-    void revealSelectsTheItemOrOpensItsFolder()
-    {
-        UrlCatcher catcher;
-        PrivateBus bus;
-        if (bus.isRunning()) {
-            FileManagerReveal reveal(bus.connect(QStringLiteral("stashwell")));
-            QSignalSpy revealed(&reveal, &FileManagerReveal::revealed);
-            reveal.reveal(QStringLiteral("/tmp/models/a.gguf"));
-            QTRY_COMPARE(revealed.size(), 1);
-            QCOMPARE(revealed.first().at(1).toBool(), false);
-            QCOMPARE(catcher.opened, QList<QUrl>{QUrl::fromLocalFile(QStringLiteral("/tmp/models"))});
-
-            QDBusConnection desktop = bus.connect(QStringLiteral("desktop"));
-            FakeFileManager fileManager;
-            QVERIFY(offer(desktop, QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"), &fileManager));
-            const QString path = QStringLiteral("/tmp/My Models/$(touch pwned) #1%.gguf");
-            reveal.reveal(path);
-            QTRY_COMPARE(revealed.size(), 2);
-            QCOMPARE(revealed.last().at(1).toBool(), true);
-            QCOMPARE(fileManager.shown.size(), 1);
-            QCOMPARE(fileManager.shown.first().size(), 1);
-            QCOMPARE(QUrl(fileManager.shown.first().first()).toLocalFile(), path); // the path, exactly, as a URL
-            QCOMPARE(catcher.opened.size(), 1);
-        }
-        catcher.opened.clear();
-        FileManagerReveal offline(QDBusConnection(QStringLiteral("no-such-bus")));
-        offline.reveal(QStringLiteral("/srv/llms/b.gguf"));
-        QCOMPARE(catcher.opened, QList<QUrl>{QUrl::fromLocalFile(QStringLiteral("/srv/llms"))});
-    }
-
-    void accessHelpNamesTheGroupToJoin()
-    {
-        TempHome home;
-        FolderAccessHelp help;
-        const QString store = home.makeDir(QStringLiteral("service/.ollama/models"));
-        const group *own = getgrgid(getgid());
-        QVERIFY(own);
-        const QString ownGroup = QString::fromLocal8Bit(own->gr_name);
-        const QString expected = ownGroup == QLatin1String("root") ? QString() : ownGroup;
-        QCOMPARE(help.owningGroup(store), expected);
-        // A folder that cannot be seen into is judged by the nearest folder that can.
-        QCOMPARE(help.owningGroup(store + QStringLiteral("/not/there")), expected);
-        QCOMPARE(help.joinGroupCommand(store), expected.isEmpty() ? QString() : QStringLiteral("sudo usermod -aG %1 $USER").arg(expected));
-    }
 };
 
 QTEST_MAIN(TestDesktopIntegration)

@@ -68,9 +68,7 @@ private slots:
 
         // The next start reads the stored mode.
         ui.click(QStringLiteral("appearance_dark"), Qt::LeftButton, ui.preferences());
-        WindowUnderTest next(home.machine());
-        QCOMPARE(next.shell.appearance().modeKey(), QStringLiteral("dark"));
-        QCOMPARE(next.window()->color(), ui.window()->color());
+        QCOMPARE(WindowUnderTest(home.machine()).shell.appearance().modeKey(), QStringLiteral("dark"));
     }
 
     void restoreToDefaultsAsksThenResetsEverything()
@@ -114,7 +112,7 @@ private slots:
         QTRY_VERIFY(ui.isOpen(QStringLiteral("welcomeSheet")));
     }
 
-    void modelTabCountsEachSourceAndManagesFolders()
+    void modelTabCountsEachSourceAndAddsFolders()
     {
         TempHome home;
         PersistenceService().setHasSeenWelcomeScreen(true);
@@ -144,18 +142,6 @@ private slots:
         QCOMPARE(ui.viewModel.modelCount(), 4);
         QTRY_VERIFY(!ui.shown(QStringLiteral("noCustomFolders"), ui.preferences()));
         QCOMPARE(ui.text(QStringLiteral("folderName"), ui.preferences()), QStringLiteral("LLMs"));
-
-        // Remove it again, after a question that names it; the files stay.
-        ui.click(QStringLiteral("removeFolderButton"), Qt::LeftButton, ui.preferences());
-        QObject *question = ui.find(QStringLiteral("removeFolderDialog"), ui.preferences());
-        QTRY_VERIFY(ui.isOpen(question));
-        QCOMPARE(ui.text(QStringLiteral("alertTitle"), question), QStringLiteral("Remove \"LLMs\"?"));
-        ui.click(QStringLiteral("alertConfirm"), Qt::LeftButton, question);
-        QVERIFY(ui.viewModel.customFolders().isEmpty());
-        QVERIFY(ui.waitForScan());
-        QTRY_VERIFY(ui.shown(QStringLiteral("noCustomFolders"), ui.preferences()));
-        QVERIFY(QFile::exists(home.filePath(QStringLiteral("LLMs/c.gguf"))));
-        QCOMPARE(ui.viewModel.modelCount(), 3);
     }
 };
 
