@@ -32,18 +32,13 @@ private slots:
         };
         QCOMPARE(ModelSummary::totalSize(models), 127);
         QCOMPARE(ModelSummary::reclaimableSize(models), 8 + 4 + 4);
-    }
 
-    void sizesPastSixtyFourBitsStopAtTheLargestCount()
-    {
         // Two sparse files of 5 EB each (or manifests claiming as much) add up past 2^63.
-        const qint64 huge = 5'000'000'000'000'000'000;
-        const QUuid group = QUuid::createUuid();
-        const QList<DetectedModel> models{model(QStringLiteral("a"), SourceTool::Kind::jan, huge, true, group),
-                                          model(QStringLiteral("b"), SourceTool::Kind::jan, huge, true, group)};
-        QCOMPARE(ModelSummary::totalSize(models), std::numeric_limits<qint64>::max());
-        QCOMPARE(ModelSummary::reclaimableSize(models), std::numeric_limits<qint64>::max());
-        QCOMPARE(ModelSection::build(models).first().totalSize, std::numeric_limits<qint64>::max());
+        const QList<DetectedModel> huge{model(QStringLiteral("a"), K::jan, 5'000'000'000'000'000'000, true, g1),
+                                        model(QStringLiteral("b"), K::jan, 5'000'000'000'000'000'000, true, g1)};
+        QCOMPARE(ModelSummary::totalSize(huge), std::numeric_limits<qint64>::max());
+        QCOMPARE(ModelSummary::reclaimableSize(huge), std::numeric_limits<qint64>::max());
+        QCOMPARE(ModelSection::build(huge).first().totalSize, std::numeric_limits<qint64>::max());
     }
 
     void sectionsFollowTheWindowOrder()

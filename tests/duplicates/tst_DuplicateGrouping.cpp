@@ -29,10 +29,7 @@ private slots:
         QTest::newRow("two hyphenated suffixes") << "Llama-Q8_0-Q4_0" << "llama";
         QTest::newRow("suffix only at the end") << "q4_0-model" << "q4-0-model";
         QTest::newRow("user prefix dropped") << "someuser/phi3" << "phi3";
-        QTest::newRow("only the first slash") << "a/b/c" << "b/c";
         QTest::newRow("suffix removed before the slash rule") << "org/model-q4_k_m" << "model";
-        QTest::newRow("separators only") << "--__" << "";
-        QTest::newRow("empty") << "" << "";
         QTest::newRow("extension kept") << "model.gguf" << "model-gguf";
         QTest::newRow("separator runs collapse") << "Llama3: (8B)__instruct . v2" << "llama3-8b-instruct-v2";
         QTest::newRow("tag colon") << "Llama3:Latest" << "llama3-latest";

@@ -109,15 +109,6 @@ QJsonObject cacheEntry(const QString &path, const QByteArray &digest)
 
 } // namespace
 
-// Lets a failed comparison show which outcome arrived.
-char *toString(const VerificationOutcome &outcome)
-{
-    static const char *const kinds[] = {"identical", "different", "failed"};
-    const QString text = QString::fromLatin1(kinds[int(outcome.kind)])
-        + (outcome.message.isEmpty() ? QString() : QStringLiteral("(") + outcome.message + QLatin1Char(')'));
-    return qstrdup(text.toUtf8().constData());
-}
-
 class TestDuplicateVerification : public QObject
 {
     Q_OBJECT

@@ -75,25 +75,17 @@ private slots:
         QCOMPARE(b->sourceTool, SourceTool::custom(QStringLiteral("M")));
         QVERIFY(!b->isOrphaned && b->problem.isEmpty());
         QVERIFY(CustomFolderScanner().scan({}).isEmpty());
+        // Folders of one name are one source; a folder listed twice is scanned twice.
+        home.writeFile(QStringLiteral("B/M/y.gguf"), 1);
+        const auto twice = CustomFolderScanner().scan({folder + u'/', home.filePath(QStringLiteral("B/M")), folder});
+        QCOMPARE(twice.size(), 2 * models.size() + 1);
+        QCOMPARE(twice[models.size()].sourceTool, b->sourceTool);
+        QVERIFY(twice.first().filePaths == twice[models.size() + 1].filePaths && twice.first().id != twice[models.size() + 1].id);
 
         // The folder the user named may itself be a link: that one is followed.
         makeSymlink(home.filePath(QStringLiteral("outside")), home.filePath(QStringLiteral("named-link")));
         QCOMPARE(names(CustomFolderScanner().scan({home.filePath(QStringLiteral("named-link"))})),
                  QStringList{QStringLiteral("real")});
-    }
-
-    void sameNamedFoldersAreOneSourceAndRepeatsAreKept()
-    {
-        TempHome home;
-        home.writeFile(QStringLiteral("A/Models/x.gguf"), 1);
-        home.writeFile(QStringLiteral("B/Models/y.gguf"), 1);
-        const QString a = home.filePath(QStringLiteral("A/Models/"));
-        const auto models = CustomFolderScanner().scan({a, home.filePath(QStringLiteral("B/Models")), a});
-        QCOMPARE(models.size(), 3);
-        QCOMPARE(models[0].sourceTool, models[1].sourceTool);
-        QCOMPARE(models[0].sourceTool.description(), QStringLiteral("Models"));
-        QCOMPARE(models[0].filePaths, models[2].filePaths);
-        QVERIFY(models[0].id != models[2].id);
     }
 
     void modelsComeInByteOrderWhateverOrderTheyWereMadeIn()

@@ -46,9 +46,7 @@ private slots:
         QCOMPARE(big->layers[1].size, std::numeric_limits<qint64>::max());
         // Claims past 64 bits in total stop at the largest count instead of stopping Stashwell.
         QCOMPARE(big->manifestSize(), std::numeric_limits<qint64>::max());
-
-        // Written with a fraction or an exponent but exactly whole: accepted.
-        QCOMPARE(OllamaManifest::decode(withSize("1e3"))->layers[0].size, qint64(1000));
+        // Written with an exponent but exactly whole: accepted.
         QCOMPARE(OllamaManifest::decode(withSize("2.50E1"))->layers[0].size, qint64(25));
     }
 
@@ -59,18 +57,11 @@ private slots:
         const QByteArray layers = R"("layers":[])";
         const QByteArray config = R"("config":{"digest":"sha256:c","mediaType":"m","size":1})";
         QTest::newRow("not JSON") << QByteArray("sha256:abc") << QStringLiteral("not valid JSON");
-        QTest::newRow("array") << QByteArray("[]") << QStringLiteral("JSON object");
         QTest::newRow("no config") << "{" + layers + "}" << QStringLiteral("no \"config\"");
         QTest::newRow("no layers") << "{" + config + "}" << QStringLiteral("no \"layers\"");
-        QTest::newRow("layers object") << "{" + config + R"(,"layers":{}})" << QStringLiteral("not a JSON array");
-        QTest::newRow("config array") << R"({"config":[],)" + layers + "}" << QStringLiteral("the config is not");
         QTest::newRow("layer string") << "{" + config + R"(,"layers":["sha256:a"]})" << QStringLiteral("layer 1 is not");
         QTest::newRow("no digest") << R"({"config":{"mediaType":"m","size":1},)" + layers + "}"
                                    << QStringLiteral("the config has no \"digest\"");
-        QTest::newRow("digest number") << R"({"config":{"digest":5,"mediaType":"m","size":1},)" + layers + "}"
-                                       << QStringLiteral("\"digest\" of the config is not a string");
-        QTest::newRow("mediaType null") << R"({"config":{"digest":"d","mediaType":null,"size":1},)" + layers + "}"
-                                        << QStringLiteral("\"mediaType\" of the config");
         QTest::newRow("no size") << "{" + config + R"(,"layers":[{"digest":"a","mediaType":"m"}]})"
                                  << QStringLiteral("layer 1 has no \"size\"");
         const QString notWhole = QStringLiteral("\"size\" of layer 1 is not a whole number");

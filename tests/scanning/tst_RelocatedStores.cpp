@@ -81,18 +81,12 @@ private slots:
             << QStringList{u".lmstudio-home-pointer"_s, u"@/LMS"_s, u"LMS/models/keep"_s, u""_s} << QByteArray() << u"LMS/models"_s;
         QTest::newRow("pointer naming a file") << K::lmStudio
             << QStringList{u".lmstudio-home-pointer"_s, u"@/Moved/hub/file"_s, u"Moved/hub/file"_s, u""_s} << QByteArray() << u""_s;
-        QTest::newRow("pointer naming nothing") << K::lmStudio << QStringList{u".lmstudio-home-pointer"_s, u""_s} << QByteArray() << u""_s;
         QTest::newRow("damaged JSON") << K::lmStudio << QStringList{u".lmstudio/settings.json"_s, lmsJson.chopped(2)} << QByteArray() << u""_s;
-        QTest::newRow("JSON array") << K::lmStudio << QStringList{u".lmstudio/settings.json"_s, u"[\"@/Moved\"]"_s} << QByteArray() << u""_s;
         QTest::newRow("JSON relative path") << K::lmStudio << QStringList{u".lmstudio/settings.json"_s, QString::fromUtf8(R"({"downloadsFolder": "."})")} << QByteArray() << u""_s;
         QTest::newRow("huge JSON") << K::lmStudio << QStringList{u".lmstudio/settings.json"_s, big} << QByteArray() << u""_s;
         QTest::newRow("Jan settings") << K::jan << QStringList{u".local/share/Jan/settings.json"_s, QString::fromUtf8(R"({"data_folder": "@/Moved"})")}
             << QByteArray() << u"Moved/mlx/models"_s;
-        QTest::newRow("Jan legacy settings") << K::jan << QStringList{u".config/Jan/settings.json"_s, QString::fromUtf8(R"({"data_folder": "@/Moved"})")}
-            << QByteArray() << u"Moved/llamacpp/models"_s;
         QTest::newRow("Jan variable") << K::jan << QStringList{} << QByteArray("JAN_DATA_FOLDER") << u"Moved/llamacpp/models"_s;
-        QTest::newRow("GPT4All INI at top level") << K::gpt4All << QStringList{u".config/nomic.ai/GPT4All.ini"_s, u"modelPath=@/Moved\n"_s}
-            << QByteArray() << u"Moved"_s;
         QTest::newRow("GPT4All Flatpak INI under General") << K::gpt4All
             << QStringList{u".var/app/io.gpt4all.gpt4all/config/nomic.ai/GPT4All.ini"_s, u"[General]\nmodelPath=@/Moved\n"_s} << QByteArray() << u"Moved"_s;
         QTest::newRow("INI list, not a path") << K::gpt4All << QStringList{u".config/nomic.ai/GPT4All.ini"_s, u"modelPath=@/Moved, @/Moved\n"_s}
