@@ -32,18 +32,13 @@ private slots:
         };
         QCOMPARE(ModelSummary::totalSize(models), 127);
         QCOMPARE(ModelSummary::reclaimableSize(models), 8 + 4 + 4);
-    }
 
-    void sizesPastSixtyFourBitsStopAtTheLargestCount()
-    {
         // Two sparse files of 5 EB each (or manifests claiming as much) add up past 2^63.
-        const qint64 huge = 5'000'000'000'000'000'000;
-        const QUuid group = QUuid::createUuid();
-        const QList<DetectedModel> models{model(QStringLiteral("a"), SourceTool::Kind::jan, huge, true, group),
-                                          model(QStringLiteral("b"), SourceTool::Kind::jan, huge, true, group)};
-        QCOMPARE(ModelSummary::totalSize(models), std::numeric_limits<qint64>::max());
-        QCOMPARE(ModelSummary::reclaimableSize(models), std::numeric_limits<qint64>::max());
-        QCOMPARE(ModelSection::build(models).first().totalSize, std::numeric_limits<qint64>::max());
+        const QList<DetectedModel> huge{model(QStringLiteral("a"), K::jan, 5'000'000'000'000'000'000, true, g1),
+                                        model(QStringLiteral("b"), K::jan, 5'000'000'000'000'000'000, true, g1)};
+        QCOMPARE(ModelSummary::totalSize(huge), std::numeric_limits<qint64>::max());
+        QCOMPARE(ModelSummary::reclaimableSize(huge), std::numeric_limits<qint64>::max());
+        QCOMPARE(ModelSection::build(huge).first().totalSize, std::numeric_limits<qint64>::max());
     }
 
     void sectionsFollowTheWindowOrder()
@@ -58,14 +53,16 @@ private slots:
             model(QStringLiteral("l1"), K::lmStudio, 1),
             model(QStringLiteral("o2"), K::ollama, 3),
             model(QStringLiteral("l2"), K::lmStudio, 4),
+            model(QStringLiteral("h1"), K::huggingFace, 1),
+            model(QStringLiteral("h2"), K::llamaCpp, 1),
         };
         const QList<ModelSection> sections = ModelSection::build(models);
         QStringList titles;
         for (const ModelSection &section : sections)
             titles << section.title;
         QCOMPARE(titles, (QStringList{QStringLiteral("Orphaned Models"), QStringLiteral("Ollama"), QStringLiteral("LM Studio"),
-                                      QStringLiteral("Draw Things"), QStringLiteral("Models 9"), QStringLiteral("Models 10"),
-                                      QStringLiteral("ollama")}));
+                                      QStringLiteral("Draw Things"), QStringLiteral("Hugging Face"), QStringLiteral("llama.cpp"),
+                                      QStringLiteral("Models 9"), QStringLiteral("Models 10"), QStringLiteral("ollama")}));
         QCOMPARE(sections[2].modelRows, (QList<qsizetype>{5, 7}));
         QCOMPARE(sections[2].totalSize, 5);
         QVERIFY(sections[0].isOrphans && !sections[1].isOrphans);

@@ -3,6 +3,7 @@
 #include "deletion/StoreLock.h"
 #include "deletion/TrashService.h"
 #include "support/FileTreeSnapshot.h"
+#include "support/OllamaFixture.h"
 #include "support/TempHome.h"
 #include "support/UnprivilegedRun.h"
 
@@ -18,43 +19,28 @@
 
 namespace {
 const QString userStore = QStringLiteral(".ollama/models");
-const QString serviceStore = QStringLiteral("service/models"); // its blobs folder is a link to the user's
+const QString serviceStore = QStringLiteral("system/ollama/.ollama/models"); // its blobs folder is a link to the user's
 
-// An Ollama model in a store of the home: a manifest naming the digests (the first as
-// its config) and a blob of 100 bytes for each name that is a plain digest.
-void writeOllamaModel(const TempHome &home, const QString &store, const QString &name, const QList<QByteArray> &digests)
+void addModel(const TempHome &home, const QString &store, const QString &name, const QList<QByteArray> &digests)
 {
-    QByteArray text = R"({"config":{"mediaType":"c","digest":")" + digests.first() + R"(","size":100},"layers":[)";
-    for (qsizetype i = 1; i < digests.size(); ++i)
-        text += (i > 1 ? "," : "") + QByteArray(R"({"mediaType":"m","size":100,"digest":")") + digests[i] + "\"}";
-    home.writeFile(store + QStringLiteral("/manifests/registry.ollama.ai/library/") + name + QStringLiteral("/latest"), text + "]}");
-    for (const QByteArray &digest : digests) {
-        if (!digest.contains('/'))
-            home.writeFile(store + QStringLiteral("/blobs/") + QString::fromLatin1(digest).replace(u':', u'-'), 100, digest.back());
-    }
-}
-
-StashwellCore::Machine twoStores(const TempHome &home)
-{
-    StashwellCore::Machine machine = home.machine();
-    machine.ollamaStores = [&home] {
-        return QList<OllamaStore>{{home.filePath(userStore)}, {home.filePath(serviceStore)}};
-    };
-    return machine;
+    QList<OllamaFixture::Blob> blobs;
+    for (const QByteArray &digest : digests)
+        blobs.append({digest, 100});
+    OllamaFixture(home, store).addModel(QStringLiteral("library/%1/latest").arg(name), blobs);
 }
 
 // The user's store, and the service's store reaching the same blobs folder by a link.
 void layOutStores(const TempHome &home)
 {
-    writeOllamaModel(home, userStore, QStringLiteral("one"), {"sha256:cfg", "sha256:shared", "sha256:own1"});
-    writeOllamaModel(home, userStore, QStringLiteral("two"), {"sha256:cfg", "sha256:shared", "sha256:own2"});
-    writeOllamaModel(home, userStore, QStringLiteral("pair1"), {"sha256:pcfg", "sha256:pair", "sha256:p1"});
-    writeOllamaModel(home, userStore, QStringLiteral("pair2"), {"sha256:pcfg", "sha256:pair", "sha256:p2"});
-    writeOllamaModel(home, userStore, QStringLiteral("evil"), {"sha256:ecfg", "../../../secret", "sha256:../../../secret", "sha256:/etc/passwd"});
+    addModel(home, userStore, QStringLiteral("one"), {"sha256:cfg", "sha256:shared", "sha256:own1"});
+    addModel(home, userStore, QStringLiteral("two"), {"sha256:cfg", "sha256:shared", "sha256:own2"});
+    addModel(home, userStore, QStringLiteral("pair1"), {"sha256:pcfg", "sha256:pair", "sha256:p1"});
+    addModel(home, userStore, QStringLiteral("pair2"), {"sha256:pcfg", "sha256:pair", "sha256:p2"});
+    addModel(home, userStore, QStringLiteral("evil"), {"sha256:ecfg", "../../../secret", "sha256:../../../secret", "sha256:/etc/passwd"});
     home.writeFile(QStringLiteral("secret"), "not a blob");
     QDir().mkpath(home.filePath(serviceStore));
     QVERIFY(QFile::link(home.filePath(userStore + QStringLiteral("/blobs")), home.filePath(serviceStore + QStringLiteral("/blobs"))));
-    writeOllamaModel(home, serviceStore, QStringLiteral("svc"), {"sha256:svccfg", "sha256:shared"});
+    addModel(home, serviceStore, QStringLiteral("svc"), {"sha256:svccfg", "sha256:shared"});
 }
 
 QList<DetectedModel> named(const QList<DetectedModel> &models, const QStringList &names)
@@ -135,7 +121,7 @@ private slots:
         QFETCH(QString, alert);
         TempHome home;
         layOutStores(home);
-        StashwellCore core(twoStores(home));
+        StashwellCore core(home.machine());
         const QList<DetectedModel> chosen = named(core.scan().models, models);
         QCOMPARE(chosen.size(), models.size());
         const QString library = home.filePath(serviceStore + QStringLiteral("/manifests/registry.ollama.ai/library/"));
@@ -219,7 +205,7 @@ private slots:
         QList<QByteArray> digests{"sha256:cfg"};
         for (int i = 0; i < 400; ++i)
             digests << "sha256:b" + QByteArray::number(i);
-        writeOllamaModel(home, userStore, QStringLiteral("big"), digests);
+        addModel(home, userStore, QStringLiteral("big"), digests);
         const QString info = TrashService::homeTrashPath() + QStringLiteral("/info/");
         // What a killed run left: a temporary record of a process that is gone, and one
         // of a run still going (this test), which must stay.
@@ -289,7 +275,7 @@ private slots:
         home.makeDir(QStringLiteral("B"));
         QCOMPARE(::link(QFile::encodeName(file).constData(), QFile::encodeName(home.filePath(QStringLiteral("B/name.gguf"))).constData()), 0);
         home.writeFile(QStringLiteral("B/plain.gguf"), 7000);
-        StashwellCore core(twoStores(home));
+        StashwellCore core(home.machine());
         QVERIFY(core.addCustomFolder(home.filePath(QStringLiteral("A"))).accepted);
         QVERIFY(core.addCustomFolder(home.filePath(QStringLiteral("B"))).accepted);
         const QList<DetectedModel> chosen = named(core.scan().models, models);

@@ -5,15 +5,6 @@
 #include <QFile>
 #include <QTest>
 
-namespace QTest {
-// Failure messages show which path came back, or that none did.
-template<>
-char *toString(const std::optional<QString> &path)
-{
-    return path ? QTest::toString(*path) : qstrdup("nothing");
-}
-} // namespace QTest
-
 namespace {
 QString q(const char *text) { return QString::fromUtf8(text); }
 

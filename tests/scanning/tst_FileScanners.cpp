@@ -10,9 +10,7 @@
 #include <QProcess>
 #include <QTest>
 
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
@@ -43,8 +41,8 @@ class TestFileScanners : public QObject
     Q_OBJECT
 private slots:
     // What the walker lists of a custom folder: model extensions in any case, no hidden
-    // entry, no link but the named folder itself, no pipe or socket (opening one would
-    // hang the scan), and a file whose name is not text listed without a path.
+    // entry, no link but the named folder itself, no pipe (opening one would hang the
+    // scan), and a file whose name is not text listed without a path.
     void customFolderListsOnlyModelFilesItMayAddress()
     {
         TempHome home;
@@ -63,16 +61,9 @@ private slots:
         makeSymlink(home.filePath(QStringLiteral("M")), home.filePath(QStringLiteral("M/loop")));
         makeSymlink(QStringLiteral("self.gguf"), home.filePath(QStringLiteral("M/self.gguf")));
         QCOMPARE(::mkfifo(QFile::encodeName(home.filePath(QStringLiteral("M/pipe.gguf"))).constData(), 0600), 0);
-        const int sock = ::socket(AF_UNIX, SOCK_STREAM, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        const QByteArray socketPath = QFile::encodeName(home.filePath(QStringLiteral("M/sock.bin")));
-        qstrncpy(address.sun_path, socketPath.constData(), sizeof(address.sun_path));
-        QCOMPARE(::bind(sock, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
 
         const QString folder = home.filePath(QStringLiteral("M"));
         const auto models = CustomFolderScanner().scan({folder, home.filePath(QStringLiteral("missing"))});
-        ::close(sock);
         // A folder's files, then its subfolders, each in byte order.
         QCOMPARE(names(models), texts({"a", "c", "caf\xef\xbf\xbd", "llama-3-8b.Q4_K_M", "w", "b"}));
         QCOMPARE(models[2].filePaths, QStringList());
@@ -84,25 +75,17 @@ private slots:
         QCOMPARE(b->sourceTool, SourceTool::custom(QStringLiteral("M")));
         QVERIFY(!b->isOrphaned && b->problem.isEmpty());
         QVERIFY(CustomFolderScanner().scan({}).isEmpty());
+        // Folders of one name are one source; a folder listed twice is scanned twice.
+        home.writeFile(QStringLiteral("B/M/y.gguf"), 1);
+        const auto twice = CustomFolderScanner().scan({folder + u'/', home.filePath(QStringLiteral("B/M")), folder});
+        QCOMPARE(twice.size(), 2 * models.size() + 1);
+        QCOMPARE(twice[models.size()].sourceTool, b->sourceTool);
+        QVERIFY(twice.first().filePaths == twice[models.size() + 1].filePaths && twice.first().id != twice[models.size() + 1].id);
 
         // The folder the user named may itself be a link: that one is followed.
         makeSymlink(home.filePath(QStringLiteral("outside")), home.filePath(QStringLiteral("named-link")));
         QCOMPARE(names(CustomFolderScanner().scan({home.filePath(QStringLiteral("named-link"))})),
                  QStringList{QStringLiteral("real")});
-    }
-
-    void sameNamedFoldersAreOneSourceAndRepeatsAreKept()
-    {
-        TempHome home;
-        home.writeFile(QStringLiteral("A/Models/x.gguf"), 1);
-        home.writeFile(QStringLiteral("B/Models/y.gguf"), 1);
-        const QString a = home.filePath(QStringLiteral("A/Models/"));
-        const auto models = CustomFolderScanner().scan({a, home.filePath(QStringLiteral("B/Models")), a});
-        QCOMPARE(models.size(), 3);
-        QCOMPARE(models[0].sourceTool, models[1].sourceTool);
-        QCOMPARE(models[0].sourceTool.description(), QStringLiteral("Models"));
-        QCOMPARE(models[0].filePaths, models[2].filePaths);
-        QVERIFY(models[0].id != models[2].id);
     }
 
     void modelsComeInByteOrderWhateverOrderTheyWereMadeIn()

@@ -7,6 +7,8 @@
 
 #include <QDir>
 #include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -69,7 +71,7 @@ private slots:
         TempHome home;
         layOutHome(home);
         const HomeScan scan(home, QStringLiteral(STASHWELL_CLI_PATH));
-        const QJsonObject report = scan.cliReport();
+        const QJsonObject report = QJsonDocument::fromJson(scan.runCli({u"scan"_s, u"--json"_s}).out).object();
 
         QStringList seen;
         qint64 total = 0, reclaimable = 0;

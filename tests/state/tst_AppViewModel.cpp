@@ -1,7 +1,8 @@
 #include "scanning/ModelScanner.h"
 #include "state/AppViewModel.h"
 #include "support/ControlledScans.h"
-#include "support/OllamaFixture.h"
+#include "preferences/PersistenceService.h"
+#include "support/TempHome.h"
 
 #include <QDir>
 #include <QFile>
@@ -24,12 +25,6 @@ class TestAppViewModel : public QObject
     static std::shared_ptr<StashwellCore> coreIn(const TempHome &home)
     {
         return std::make_shared<StashwellCore>(home.machine());
-    }
-
-    static void scanAndWait(AppViewModel &viewModel)
-    {
-        viewModel.startScan();
-        QTRY_VERIFY(viewModel.scanState() == AppViewModel::ScanState::complete);
     }
 
     // Starts a controlled scan and ends it at once with these models.
@@ -154,51 +149,13 @@ private slots:
         QVERIFY(!viewModel.isVerifyingDuplicates());
     }
 
-    void failuresAreReportedInTheAlertsWords()
-    {
-        TempHome home;
-        const QString store = QStringLiteral(".ollama/models/");
-        OllamaFixture(home).addModel(QStringLiteral("library/m/latest"), {{"sha256:a", 10}});
-        const QString kept = home.writeFile(QStringLiteral("Models/kept.gguf"), 3);
-        const QString vanishing = home.writeFile(QStringLiteral("Models/vanishing.gguf"), 3);
-        PersistenceService().save({home.filePath(QStringLiteral("Models"))});
-        AppViewModel viewModel(coreIn(home));
-        scanAndWait(viewModel);
-        QCOMPARE(viewModel.modelCount(), 3);
-
-        // Between scan and deletion: a file vanishes and a stray file lands among the manifests.
-        QVERIFY(QFile::remove(vanishing));
-        home.writeFile(store + QStringLiteral("manifests/registry.ollama.ai/library/m/notes.txt"), QByteArray("not json"));
-        QSet<QUuid> all;
-        for (const DetectedModel &m : viewModel.models())
-            all.insert(m.id);
-        viewModel.setSelectedModelIDs(all);
-        QSignalSpy alerts(&viewModel, &AppViewModel::deletionAlert);
-        viewModel.deleteSelectedModels();
-        QTRY_COMPARE(alerts.count(), 1);
-        QCOMPARE(alerts.first().at(0).toString(), QStringLiteral("1 of 3 models moved to Trash. 2 failed."));
-        const QStringList lines = alerts.first().at(1).toString().split(QLatin1Char('\n'));
-        QCOMPARE(lines.size(), 2);
-        QVERIFY2(lines[0].startsWith(QStringLiteral("m:latest - The Ollama manifest")), qPrintable(lines[0]));
-        QCOMPARE(lines[1], QStringLiteral("vanishing - Failed to move vanishing.gguf to Trash: No such file or directory"));
-        QVERIFY(!QFile::exists(kept));
-        QVERIFY(QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-a")))); // nothing of the Ollama model moved
-    }
-
     void foldersWelcomeAndReset()
     {
         TempHome home;
         ControlledScans scans;
         AppViewModel viewModel(coreIn(home));
         scans.attach(viewModel);
-        QSignalSpy welcome(&viewModel, &AppViewModel::showWelcomeScreenChanged);
-        viewModel.windowAppeared();
-        QVERIFY(viewModel.showWelcomeScreen());
-        viewModel.dismissWelcomeScreen();
-        QVERIFY(!viewModel.showWelcomeScreen());
-        QVERIFY(PersistenceService().hasSeenWelcomeScreen());
-        scans.finish(0, {model(QStringLiteral("kept"), 1)});
-        QTRY_VERIFY(viewModel.scanState() == AppViewModel::ScanState::complete);
+        publish(viewModel, scans, {model(QStringLiteral("kept"), 1)});
 
         // The window follows the core's rule: existing folders only, each once, and a
         // word when one holds a folder Stashwell scans already.

@@ -8,12 +8,11 @@
 #include <fts.h>
 #include <sys/stat.h>
 
-
 FileTreeSnapshot::FileTreeSnapshot(const QString &root) : m_root(QFile::encodeName(root))
 {
     // fts walks by changing into each folder, so paths longer than the system allows
     // and trees thousands of levels deep are recorded like any other.
-    QByteArray rootPath = QFile::encodeName(root);
+    QByteArray rootPath = m_root;
     char *roots[] = {rootPath.data(), nullptr};
     FTS *walk = ::fts_open(roots, FTS_PHYSICAL, nullptr);
     if (!walk)
@@ -25,30 +24,12 @@ FileTreeSnapshot::FileTreeSnapshot(const QString &root) : m_root(QFile::encodeNa
         State state;
         if (entry->fts_statp && entry->fts_info != FTS_NS && entry->fts_info != FTS_ERR) {
             const struct stat &info = *entry->fts_statp;
-            state = {unsigned(info.st_mode), qint64(info.st_size),
-                     qint64(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec,
+            state = {unsigned(info.st_mode), qint64(info.st_size), qint64(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec,
                      static_cast<unsigned long long>(info.st_ino)};
         }
         m_entries[relative.isEmpty() ? QByteArray("/") : relative] = state;
     }
     ::fts_close(walk);
-}
-
-QStringList FileTreeSnapshot::differencesFrom(const FileTreeSnapshot &before) const
-{
-    QStringList differences;
-    for (const auto &[path, state] : before.m_entries) {
-        const auto now = m_entries.find(path);
-        if (now == m_entries.end())
-            differences << QStringLiteral("removed ") + shown(path);
-        else if (!(now->second == state))
-            differences << QStringLiteral("changed ") + shown(path);
-    }
-    for (const auto &[path, state] : m_entries) {
-        if (!before.m_entries.count(path))
-            differences << QStringLiteral("added ") + shown(path);
-    }
-    return differences;
 }
 
 QByteArray FileTreeSnapshot::relative(const QString &path) const
@@ -60,18 +41,17 @@ QByteArray FileTreeSnapshot::relative(const QString &path) const
 QStringList FileTreeSnapshot::readRecords(const QByteArray &trash, std::map<QByteArray, QByteArray> &records) const
 {
     QStringList problems;
+    const QByteArray info = trash + "/info/";
     for (const auto &[path, state] : m_entries) {
-        if (!path.startsWith(trash + "/info/") || path.indexOf('/', trash.size() + 6) >= 0)
+        if (!path.startsWith(info) || path.indexOf('/', info.size()) >= 0)
             continue;
         QFile file(QFile::decodeName(m_root + path));
         const QList<QByteArray> lines = file.open(QIODevice::ReadOnly) ? file.readAll().split('\n') : QList<QByteArray>();
-        const QByteArray name = path.mid(trash.size() + 6);
-        if (!name.endsWith(".trashinfo") || lines.value(0) != "[Trash Info]" || !lines.value(1).startsWith("Path=/")
-            || !lines.value(2).startsWith("DeletionDate=")) {
+        if (!path.endsWith(".trashinfo") || lines.value(0) != "[Trash Info]" || !lines.value(1).startsWith("Path=/")
+            || !lines.value(2).startsWith("DeletionDate="))
             problems << QStringLiteral("not a whole record: ") + shown(path);
-            continue;
-        }
-        records[QByteArray::fromPercentEncoding(lines[1].mid(5))] = name.chopped(10);
+        else
+            records[QByteArray::fromPercentEncoding(lines[1].mid(5))] = path.mid(info.size()).chopped(10);
     }
     return problems;
 }
@@ -81,11 +61,12 @@ QStringList FileTreeSnapshot::problemsAfterTrashing(const FileTreeSnapshot &befo
 {
     const QByteArray trashRelative = relative(trash);
     const QByteArray lockRelative = relative(StoreLock::folder());
-    std::map<QByteArray, QByteArray> records; // original -> entry
+    std::map<QByteArray, QByteArray> records; // original -> entry, of records that were not there before
     QStringList problems = readRecords(trashRelative, records);
-    std::erase_if(records, [&](const auto &record) { // records that were there already
+    std::erase_if(records, [&](const auto &record) {
         return before.m_entries.count(trashRelative + "/info/" + record.second + ".trashinfo") > 0;
     });
+    const auto isBelow = [](const QByteArray &path, const QByteArray &folder) { return path == folder || path.startsWith(folder + '/'); };
     QList<QByteArray> movedRelative;
     for (const QString &path : moved) {
         movedRelative << relative(path);
@@ -96,28 +77,21 @@ QStringList FileTreeSnapshot::problemsAfterTrashing(const FileTreeSnapshot &befo
         const auto record = records.find(original);
         const auto was = before.m_entries.find(relative(path));
         const auto now = m_entries.find(trashRelative + "/files/" + (record == records.end() ? "" : record->second));
-        if (record == records.end() || was == before.m_entries.end() || now == m_entries.end()
-            || now->second.inode != was->second.inode)
+        if (record == records.end() || was == before.m_entries.end() || now == m_entries.end() || now->second.inode != was->second.inode)
             problems << QStringLiteral("not in the Trash with its record: ") + path;
         else
             records.erase(record);
     }
     for (const auto &[original, entry] : records)
         problems << QStringLiteral("recorded but not meant to move: ") + shown(original);
-    const auto isBelow = [](const QByteArray &path, const QByteArray &folder) {
-        return path == folder || path.startsWith(folder + '/');
-    };
-    const auto wasMoved = [&](const QByteArray &path) {
-        return std::any_of(movedRelative.cbegin(), movedRelative.cend(), [&](const QByteArray &item) { return isBelow(path, item); });
-    };
     for (const auto &[path, state] : before.m_entries) {
         const auto now = m_entries.find(path);
-        if (now == m_entries.end() && !wasMoved(path))
-            problems << QStringLiteral("removed ") + shown(path);
+        const bool wasMoved = std::any_of(movedRelative.cbegin(), movedRelative.cend(), [&](const QByteArray &item) { return isBelow(path, item); });
+        // Folders that lost or gained an entry change their time, nothing else.
         const bool folderTime = now != m_entries.end() && S_ISDIR(state.mode) && now->second.mode == state.mode
             && now->second.inode == state.inode;
-        if (now != m_entries.end() && !(now->second == state) && !folderTime)
-            problems << QStringLiteral("changed ") + shown(path);
+        if (now == m_entries.end() ? !wasMoved : !(now->second == state) && !folderTime)
+            problems << (now == m_entries.end() ? QStringLiteral("removed ") : QStringLiteral("changed ")) + shown(path);
     }
     for (const auto &[path, state] : m_entries) {
         if (!before.m_entries.count(path) && !isBelow(path, trashRelative) && !isBelow(path, lockRelative)
@@ -135,10 +109,7 @@ QString FileTreeSnapshot::shown(const QByteArray &raw)
     QString text;
     for (const char c : raw) {
         const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte >= 0x7f)
-            text += QStringLiteral("\\x%1").arg(byte, 2, 16, QLatin1Char('0'));
-        else
-            text += QLatin1Char(c);
+        text += byte < 0x20 || byte >= 0x7f ? QStringLiteral("\\x%1").arg(byte, 2, 16, QLatin1Char('0')) : QString(QLatin1Char(c));
     }
     return text;
 }

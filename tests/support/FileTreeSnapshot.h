@@ -10,16 +10,11 @@
 // modification time, as it was at one moment. Links are recorded, never followed; names
 // are kept as raw bytes, so names that are not valid text are compared too, and trees
 // too deep for one path are walked all the same. Take one before and one after an
-// operation that must not change anything, and compare.
+// operation, and ask what changed but the moves to the Trash.
 class FileTreeSnapshot
 {
 public:
     explicit FileTreeSnapshot(const QString &root);
-
-    qsizetype entryCount() const { return qsizetype(m_entries.size()); }
-    // Paths below the root (raw bytes shown as escaped text) that were added, removed or
-    // changed since `before`, one line each; empty when nothing changed.
-    QStringList differencesFrom(const FileTreeSnapshot &before) const;
 
     // After a deletion that should have moved exactly `moved` (absolute paths below the
     // root) into the Trash at `trash` (below the root): one line per thing that is not so.
@@ -28,8 +23,6 @@ public:
     // lock folder come into being; folders that lost or gained an entry change their time.
     QStringList problemsAfterTrashing(const FileTreeSnapshot &before, const QStringList &moved,
                                       const QString &trash) const;
-
-    friend bool operator==(const FileTreeSnapshot &, const FileTreeSnapshot &) = default;
 
     // Raw path bytes as text: control and non-ASCII bytes escaped as \xNN.
     static QString shown(const QByteArray &raw);

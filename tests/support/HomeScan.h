@@ -6,23 +6,23 @@
 #include "support/TempHome.h"
 
 #include <QByteArray>
-#include <QJsonObject>
 #include <QStringList>
 
-// Scans a temporary home the two ways a person can: through ModelScanner, with every
-// place installed-app detection searches and every Ollama store inside the home, and
-// through the real stashwell-cli started with the home as its environment. A scan's
-// models become lines, one per model, so that one expectation states what the user sees:
+// Scans a temporary home the two ways a person can: through ModelScanner over the
+// home's machine (TempHome::machine), and through the real stashwell-cli started with the
+// home as its environment. A scan's models become lines, one per model, so that one
+// expectation states what the user sees:
 //   "<source> [<displayName>] <sizeBytes>: <file> | <file> ..."
 // with the files relative to the home, compared sorted.
 class HomeScan
 {
 public:
-    HomeScan(const TempHome &home, const QString &cliProgram) : m_home(home), m_cliProgram(cliProgram) {}
+    explicit HomeScan(const TempHome &home, const QString &cliProgram = QStringLiteral(STASHWELL_CLI_PATH))
+        : m_home(home), m_cliProgram(cliProgram)
+    {
+    }
 
-    // The home's app search locations and its two Ollama stores, the user's own and a
-    // system service's below system/ollama.
-    StashwellCore::Machine machine() const;
+    StashwellCore::Machine machine() const { return m_home.machine(); }
     ModelScanner scanner() const;
     QStringList scannerLines() const;
 
@@ -32,14 +32,8 @@ public:
         QByteArray out;
         QByteArray err;
     };
-    // HOME and the XDG folders inside the home, PATH only the home's "bin"; as the
-    // unprivileged user when asked (and the tests run as root). Gives up after a minute.
-    CliRun runCli(const QStringList &arguments, bool unprivileged = false) const;
-    // The report of "scan --json"; an empty object when the program failed.
-    QJsonObject cliReport(bool unprivileged = false) const;
-    // A "scan --json" report's models as lines.
-    QStringList lines(const QJsonObject &report) const;
-
+    // HOME and the XDG folders inside the home, PATH only the home's "bin". Gives up after a minute.
+    CliRun runCli(const QStringList &arguments) const;
     // A line as the scans write it, for stating what is expected; files relative to the home.
     static QString line(const QString &source, const QString &name, qint64 size, QStringList files);
 
@@ -47,7 +41,6 @@ public:
     static bool same(const QStringList &seen, const QStringList &expected);
 
 private:
-    QString relative(const QString &path) const;
     QString homeLine(const QString &source, const QString &name, qint64 size, const QStringList &files) const;
 
     const TempHome &m_home;

@@ -1,6 +1,7 @@
 #include "support/TempHome.h"
 
 #include "scanning/AppSearchLocations.h"
+#include "scanning/OllamaStoreLocator.h"
 
 #include <QDir>
 #include <QFile>
@@ -51,8 +52,10 @@ TempHome::~TempHome()
 
 StashwellCore::Machine TempHome::machine() const
 {
-    const OllamaStore store{filePath(QStringLiteral(".ollama/models"))};
-    return {appSearchLocations(), [store] { return QList<OllamaStore>{store}; }};
+    OllamaStoreLocator::Inputs stores;
+    stores.userModelsDir = filePath(QStringLiteral(".ollama/models"));
+    stores.serviceModelsDir = filePath(QStringLiteral("system/ollama/.ollama/models"));
+    return {appSearchLocations(), [stores] { return OllamaStoreLocator(stores).stores(); }};
 }
 
 QString TempHome::filePath(const QString &relative) const
@@ -101,6 +104,7 @@ AppSearchLocations TempHome::appSearchLocations() const
     locations.home = path();
     locations.applicationFolders = {filePath(QStringLiteral("Applications"))};
     locations.executableFolders = {filePath(QStringLiteral("bin"))};
+    locations.appImageFolders = {filePath(QStringLiteral("Applications"))};
     locations.desktopEntryFolders = {filePath(QStringLiteral(".local/share/applications"))};
     locations.otherRoots = {filePath(QStringLiteral("Desktop")), filePath(QStringLiteral("Downloads"))};
     return locations;

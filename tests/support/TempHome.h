@@ -31,8 +31,8 @@ public:
     // Every place installed-app detection looks, inside this home only, so nothing
     // installed on the machine running the tests counts.
     AppSearchLocations appSearchLocations() const;
-    // The machine as the core sees it: this home's search locations and its one
-    // Ollama store, ~/.ollama/models.
+    // The machine as the core sees it: this home's search locations and its two Ollama
+    // stores, the user's ~/.ollama/models and a system service's below system/ollama.
     StashwellCore::Machine machine() const;
     // Sets a file's modification time without following a link.
     static void setModified(const QString &path, const QDateTime &when);

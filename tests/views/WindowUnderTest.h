@@ -70,12 +70,6 @@ public:
         return nullptr;
     }
 
-    QList<QObject *> findAll(const QString &name, QObject *from = nullptr) const
-    {
-        QSet<QObject *> seen;
-        return findAll(name, from ? from : window(), seen);
-    }
-
     QQuickItem *item(const QString &name, QObject *from = nullptr) const { return find<QQuickItem>(name, from); }
 
     // The shown text of a label, button or chip found by name.

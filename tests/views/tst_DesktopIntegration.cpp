@@ -1,23 +1,18 @@
 #include "app/AppearanceSettings.h"
 #include "app/ApplicationShell.h"
 #include "app/DesktopColorScheme.h"
-#include "app/FileManagerReveal.h"
-#include "app/FolderAccessHelp.h"
 #include "support/TempHome.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusVariant>
-#include <QDesktopServices>
 #include <QGuiApplication>
 #include <QPalette>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
-#include <QUrl>
 
-#include <grp.h>
 #include <unistd.h>
 
 namespace {
@@ -76,31 +71,6 @@ signals:
     void SettingChanged(const QString &nameSpace, const QString &key, const QDBusVariant &value);
 };
 
-class FakeFileManager : public QObject
-{
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.FileManager1")
-public:
-    QList<QStringList> shown;
-public slots:
-    void ShowItems(const QStringList &uris, const QString &startupId)
-    {
-        Q_UNUSED(startupId);
-        shown.append(uris);
-    }
-};
-
-class UrlCatcher : public QObject
-{
-    Q_OBJECT
-public:
-    UrlCatcher() { QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "open"); }
-    ~UrlCatcher() override { QDesktopServices::unsetUrlHandler(QStringLiteral("file")); }
-    QList<QUrl> opened;
-public slots:
-    void open(const QUrl &url) { opened.append(url); }
-};
-
 bool offer(QDBusConnection &desktop, const QString &service, const QString &path, QObject *object)
 {
     return desktop.registerObject(path, object, QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals)
@@ -132,146 +102,45 @@ private slots:
         PrivateBus bus;
         if (!bus.isRunning())
             QSKIP("dbus-daemon is not installed");
+        // No portal yet: the palette decides.
+        DesktopColorScheme alone(bus.connect(QStringLiteral("alone")));
+        QTest::qWait(200); // the portal's absence is answered by the bus
+        QCOMPARE(alone.preference(), DesktopColorScheme::Preference::none);
+        QGuiApplication::setPalette(paletteWithWindow(QColor(0x20, 0x20, 0x20), QColor(0xee, 0xee, 0xee)));
+        QVERIFY(AppearanceSettings(&alone).isDark());
+        QGuiApplication::setPalette(paletteWithWindow(Qt::white, Qt::black));
+
         QDBusConnection desktop = bus.connect(QStringLiteral("desktop"));
         FakePortalSettings portal;
         QVERIFY(offer(desktop, QStringLiteral("org.freedesktop.portal.Desktop"), QStringLiteral("/org/freedesktop/portal/desktop"), &portal));
-
         DesktopColorScheme scheme(bus.connect(QStringLiteral("stashwell")));
         AppearanceSettings appearance(&scheme);
         QSignalSpy darkChanges(&appearance, &AppearanceSettings::darkChanged);
         QTRY_COMPARE(scheme.preference(), DesktopColorScheme::Preference::dark);
         QVERIFY(appearance.isDark());
 
-        // The desktop switches to light while Stashwell runs.
-        portal.colorScheme = 2;
-        emit portal.SettingChanged(QStringLiteral("org.freedesktop.appearance"), QStringLiteral("color-scheme"),
-                                   QDBusVariant(QVariant::fromValue(2u)));
+        // The desktop changes while Stashwell runs; another namespace's change does not
+        // count, a value that is no scheme is no preference, a forced mode ignores both.
+        const auto change = [&](const char *nameSpace, const QVariant &value) {
+            emit portal.SettingChanged(QString::fromLatin1(nameSpace), QStringLiteral("color-scheme"), QDBusVariant(value));
+        };
+        change("org.freedesktop.appearance", QVariant::fromValue(QDBusVariant(QVariant::fromValue(2u)))); // wrapped twice
         QTRY_COMPARE(scheme.preference(), DesktopColorScheme::Preference::light);
         QVERIFY(!appearance.isDark());
         QCOMPARE(darkChanges.size(), 2);
-
-        // Another namespace's change is none of Stashwell's business.
-        emit portal.SettingChanged(QStringLiteral("org.gnome.desktop.interface"), QStringLiteral("color-scheme"),
-                                   QDBusVariant(QVariant::fromValue(1u)));
+        change("org.gnome.desktop.interface", QVariant::fromValue(1u));
         QTest::qWait(100);
         QCOMPARE(scheme.preference(), DesktopColorScheme::Preference::light);
-
-        // A forced mode ignores the desktop.
+        change("org.freedesktop.appearance", QVariant(QStringLiteral("dark")));
+        QTRY_COMPARE(scheme.preference(), DesktopColorScheme::Preference::none);
         appearance.setModeKey(QStringLiteral("dark"));
-        emit portal.SettingChanged(QStringLiteral("org.freedesktop.appearance"), QStringLiteral("color-scheme"),
-                                   QDBusVariant(QVariant::fromValue(2u)));
+        change("org.freedesktop.appearance", QVariant::fromValue(2u));
         QTest::qWait(100);
         QVERIFY(appearance.isDark());
         appearance.setModeKey(QStringLiteral("system"));
         QVERIFY(!appearance.isDark());
     }
 
-    void withoutAPortalThePaletteDecides()
-    {
-        TempHome home;
-        PrivateBus bus;
-        if (!bus.isRunning())
-            QSKIP("dbus-daemon is not installed");
-        DesktopColorScheme scheme(bus.connect(QStringLiteral("stashwell")));
-        QTest::qWait(200); // the portal's absence is answered by the bus
-        QCOMPARE(scheme.preference(), DesktopColorScheme::Preference::none);
-        QVERIFY(!scheme.prefersDark());
-
-        QGuiApplication::setPalette(paletteWithWindow(QColor(0x20, 0x20, 0x20), QColor(0xee, 0xee, 0xee)));
-        QVERIFY(scheme.prefersDark());
-        AppearanceSettings appearance(&scheme);
-        QVERIFY(appearance.isDark());
-        QGuiApplication::setPalette(paletteWithWindow(Qt::white, Qt::black));
-    }
-
-    void portalValuesMapToPreferences_data()
-    {
-        QTest::addColumn<QVariant>("value");
-        QTest::addColumn<int>("preference");
-        QTest::newRow("no preference") << QVariant::fromValue(0u) << int(DesktopColorScheme::Preference::none);
-        QTest::newRow("dark") << QVariant::fromValue(1u) << int(DesktopColorScheme::Preference::dark);
-        QTest::newRow("light") << QVariant::fromValue(2u) << int(DesktopColorScheme::Preference::light);
-        QTest::newRow("unknown number") << QVariant::fromValue(7u) << int(DesktopColorScheme::Preference::none);
-        QTest::newRow("not a number") << QVariant(QStringLiteral("dark")) << int(DesktopColorScheme::Preference::none);
-        QTest::newRow("wrapped twice") << QVariant::fromValue(QDBusVariant(QVariant::fromValue(QDBusVariant(QVariant::fromValue(1u)))))
-                                       << int(DesktopColorScheme::Preference::dark);
-    }
-    void portalValuesMapToPreferences()
-    {
-        QFETCH(QVariant, value);
-        QFETCH(int, preference);
-        QCOMPARE(int(DesktopColorScheme::fromPortalValue(value)), preference);
-    }
-
-    void revealAsksTheFileManagerToSelectTheItem()
-    {
-        PrivateBus bus;
-        if (!bus.isRunning())
-            QSKIP("dbus-daemon is not installed");
-        QDBusConnection desktop = bus.connect(QStringLiteral("desktop"));
-        FakeFileManager fileManager;
-        QVERIFY(offer(desktop, QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"), &fileManager));
-        UrlCatcher catcher;
-
-        FileManagerReveal reveal(bus.connect(QStringLiteral("stashwell")));
-        QSignalSpy revealed(&reveal, &FileManagerReveal::revealed);
-        const QString path = QStringLiteral("/tmp/My Models/$(touch pwned) #1%.gguf");
-        reveal.reveal(path);
-        QTRY_COMPARE(revealed.size(), 1);
-        QCOMPARE(revealed.first().at(1).toBool(), true);
-        QCOMPARE(fileManager.shown.size(), 1);
-        QCOMPARE(fileManager.shown.first().size(), 1);
-        QCOMPARE(QUrl(fileManager.shown.first().first()).toLocalFile(), path); // the path, exactly, as a URL
-        QVERIFY(catcher.opened.isEmpty());
-
-        reveal.reveal(QString()); // nothing to show: nothing asked
-        QTest::qWait(100);
-        QCOMPARE(fileManager.shown.size(), 1);
-    }
-
-    void withoutAFileManagerServiceTheFolderOpens()
-    {
-        UrlCatcher catcher;
-        PrivateBus bus;
-        if (bus.isRunning()) {
-            FileManagerReveal reveal(bus.connect(QStringLiteral("stashwell")));
-            QSignalSpy revealed(&reveal, &FileManagerReveal::revealed);
-            reveal.reveal(QStringLiteral("/tmp/models/a.gguf"));
-            QTRY_COMPARE(revealed.size(), 1);
-            QCOMPARE(revealed.first().at(1).toBool(), false);
-            QCOMPARE(catcher.opened, QList<QUrl>{QUrl::fromLocalFile(QStringLiteral("/tmp/models"))});
-        }
-        // No session bus at all: the folder opens straight away.
-        catcher.opened.clear();
-        FileManagerReveal offline(QDBusConnection(QStringLiteral("no-such-bus")));
-        offline.reveal(QStringLiteral("/srv/llms/b.gguf"));
-        QCOMPARE(catcher.opened, QList<QUrl>{QUrl::fromLocalFile(QStringLiteral("/srv/llms"))});
-    }
-
-    void accessHelpNamesTheGroupToJoin()
-    {
-        TempHome home;
-        FolderAccessHelp help;
-        const QString store = home.makeDir(QStringLiteral("service/.ollama/models"));
-        const group *own = getgrgid(getgid());
-        QVERIFY(own);
-        const QString ownGroup = QString::fromLocal8Bit(own->gr_name);
-        const QString expected = ownGroup == QLatin1String("root") ? QString() : ownGroup;
-        QCOMPARE(help.owningGroup(store), expected);
-        // A folder that cannot be seen into is judged by the nearest folder that can.
-        QCOMPARE(help.owningGroup(store + QStringLiteral("/not/there")), expected);
-        QCOMPARE(help.joinGroupCommand(store), expected.isEmpty() ? QString() : QStringLiteral("sudo usermod -aG %1 $USER").arg(expected));
-
-        if (geteuid() != 0)
-            return; // giving a folder to another group needs root
-        const group *daemonGroup = getgrnam("daemon");
-        QVERIFY(daemonGroup);
-        const QString owned = home.makeDir(QStringLiteral("usr/share/ollama"));
-        QCOMPARE(chown(QFile::encodeName(owned).constData(), 0, daemonGroup->gr_gid), 0);
-        QVERIFY(QFile::setPermissions(owned, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup | QFile::ExeGroup));
-        QCOMPARE(help.owningGroup(owned + QStringLiteral("/.ollama/models")), QStringLiteral("daemon"));
-        QCOMPARE(help.joinGroupCommand(owned + QStringLiteral("/.ollama/models")), QStringLiteral("sudo usermod -aG daemon $USER"));
-    }
 };
 
 QTEST_MAIN(TestDesktopIntegration)
