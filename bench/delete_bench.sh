@@ -5,17 +5,9 @@
 # `trash --yes` of 40 models run in the same run on the same warm store; both scan and
 # count the store once, so the ratio shows what the 40 moves cost. Target: at most 1.5.
 set -euo pipefail
-root=$(cd "$(dirname "$0")/.." && pwd)
-cli=${STASHWELL_CLI:-$root/build/src/cli/stashwell-cli}
 manifests=${BENCH_MANIFESTS:-20000}
 runs=${BENCH_RUNS:-3}
-[ -x "$cli" ] || { echo "build first: $cli not found" >&2; exit 1; }
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-export HOME="$work/home" XDG_CONFIG_HOME="$work/home/.config" XDG_DATA_HOME="$work/home/.local/share" \
-    XDG_CACHE_HOME="$work/home/.cache" XDG_RUNTIME_DIR="$work/run"
-unset OLLAMA_MODELS
+source "$(dirname "$0")/lib.sh"
 store="$HOME/.ollama/models"
 
 make_store() {
@@ -39,8 +31,6 @@ for i in range(total):
         json.dump({"schemaVersion": 2, "config": {"mediaType": "c", "digest": "sha256:" + own, "size": 64}, "layers": layers}, f)
 PY
 }
-
-elapsed_ns() { local start end; start=$(date +%s%N); "$@" >/dev/null; end=$(date +%s%N); echo $((end - start)); }
 
 echo "Creating a store of $manifests manifests in $store ..."
 make_store

@@ -4,17 +4,9 @@
 # blobs, scanned by `stashwell-cli scan` and measured by `du -s` (which also counts each
 # blob once), in the same run on the same warm tree. Prints the ratio; the target is at most 1.2.
 set -euo pipefail
-root=$(cd "$(dirname "$0")/.." && pwd)
-cli=${STASHWELL_CLI:-$root/build/src/cli/stashwell-cli}
 repos=${BENCH_REPOS:-1000}
 runs=${BENCH_RUNS:-7}
-[ -x "$cli" ] || { echo "build first: $cli not found" >&2; exit 1; }
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-export HOME="$work/home" XDG_CONFIG_HOME="$work/home/.config" XDG_DATA_HOME="$work/home/.local/share" \
-       XDG_CACHE_HOME="$work/home/.cache"
-unset HF_HOME HF_HUB_CACHE HUGGINGFACE_HUB_CACHE LLAMA_CACHE JAN_DATA_FOLDER
+source "$(dirname "$0")/lib.sh"
 cache="$XDG_CACHE_HOME/huggingface/hub"
 mkdir -p "$cache"
 
@@ -40,28 +32,15 @@ for r in range(total):
         f.write("b" * 40)
 PY
 
-best() { # best wall time in nanoseconds of $runs runs of the given command
-    local best_ns=
-    for _ in $(seq "$runs"); do
-        local start end
-        start=$(date +%s%N)
-        "$@" >/dev/null
-        end=$(date +%s%N)
-        local ns=$((end - start))
-        if [ -z "$best_ns" ] || [ "$ns" -lt "$best_ns" ]; then best_ns=$ns; fi
-    done
-    echo "$best_ns"
-}
-
 # Warm the page cache and check every repository is listed.
 du -s "$cache" >/dev/null
 listed=$("$cli" scan --json | python3 -c 'import json,sys; print(sum(m["sourceKind"] == "huggingFace" for m in json.load(sys.stdin)["models"]))')
 echo "stashwell-cli lists $listed Hugging Face models of $repos repositories"
 [ "$listed" -eq "$repos" ] || { echo "counts differ" >&2; exit 1; }
 
-du_ns=$(best du -s "$cache")
-scan_ns=$(best "$cli" scan)
-json_ns=$(best "$cli" scan --json)
+du_ns=$(best_ns du -s "$cache")
+scan_ns=$(best_ns "$cli" scan)
+json_ns=$(best_ns "$cli" scan --json)
 awk -v d="$du_ns" -v s="$scan_ns" -v j="$json_ns" 'BEGIN {
     printf "du -s:                     %.3f s\n", d / 1e9
     printf "stashwell-cli scan:        %.3f s  (ratio %.2f)\n", s / 1e9, s / d

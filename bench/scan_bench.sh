@@ -3,17 +3,10 @@
 # files, scanned by `stashwell-cli scan` and listed by find with the same filter, in the
 # same run on the same warm tree. Prints the ratio; the target is at most 1.2.
 set -euo pipefail
-root=$(cd "$(dirname "$0")/.." && pwd)
-cli=${STASHWELL_CLI:-$root/build/src/cli/stashwell-cli}
 files=${BENCH_FILES:-200000}
 runs=${BENCH_RUNS:-7}
-[ -x "$cli" ] || { echo "build first: $cli not found" >&2; exit 1; }
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+source "$(dirname "$0")/lib.sh"
 tree="$work/tree"
-export HOME="$work/home" XDG_CONFIG_HOME="$work/home/.config" XDG_DATA_HOME="$work/home/.local/share"
-mkdir -p "$HOME"
 
 echo "Creating $files files in $tree ..."
 python3 - "$tree" "$files" <<'PY'
@@ -36,28 +29,15 @@ PY
 
 "$cli" folders add "$tree" >/dev/null
 
-best() { # best wall time in seconds of $runs runs of the given command
-    local best_ns=
-    for _ in $(seq "$runs"); do
-        local start end
-        start=$(date +%s%N)
-        "$@" >/dev/null
-        end=$(date +%s%N)
-        local ns=$((end - start))
-        if [ -z "$best_ns" ] || [ "$ns" -lt "$best_ns" ]; then best_ns=$ns; fi
-    done
-    echo "$best_ns"
-}
-
 # Warm the page cache and check both list the same number of model files.
 found=$(find "$tree" -type f \( -iname '*.gguf' -o -iname '*.bin' -o -iname '*.safetensors' \) -printf '%s %T@ %p\n' | wc -l)
 listed=$("$cli" scan --json | python3 -c 'import json,sys; print(json.load(sys.stdin)["modelCount"])')
 echo "find lists $found model files, stashwell-cli lists $listed models"
 [ "$found" -eq "$listed" ] || { echo "counts differ" >&2; exit 1; }
 
-find_ns=$(best find "$tree" -type f \( -iname '*.gguf' -o -iname '*.bin' -o -iname '*.safetensors' \) -printf '%s %T@ %p\n')
-scan_ns=$(best "$cli" scan)
-json_ns=$(best "$cli" scan --json)
+find_ns=$(best_ns find "$tree" -type f \( -iname '*.gguf' -o -iname '*.bin' -o -iname '*.safetensors' \) -printf '%s %T@ %p\n')
+scan_ns=$(best_ns "$cli" scan)
+json_ns=$(best_ns "$cli" scan --json)
 awk -v f="$find_ns" -v s="$scan_ns" -v j="$json_ns" 'BEGIN {
     printf "find:                    %.3f s\n", f / 1e9
     printf "stashwell-cli scan:      %.3f s  (ratio %.2f)\n", s / 1e9, s / f
