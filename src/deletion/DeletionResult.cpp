@@ -1,5 +1,7 @@
 #include "deletion/DeletionResult.h"
 
+#include "catalogue/ByteCountFormatter.h"
+
 QString DeletionResult::messageText() const
 {
     if (moved == 0)
@@ -25,4 +27,11 @@ QString DeletionResult::successText() const
     return QStringLiteral("%1 model%2 moved to Trash. You can restore files from Trash if needed.")
         .arg(moved)
         .arg(moved == 1 ? QString() : QStringLiteral("s"));
+}
+
+QString DeletionResult::successText(qint64 spaceFreed) const
+{
+    return QStringLiteral("%1 model%2 moved to Trash. Emptying the Trash gives back %3.")
+        .arg(moved)
+        .arg(moved == 1 ? QString() : QStringLiteral("s"), ByteCountFormatter::format(spaceFreed));
 }

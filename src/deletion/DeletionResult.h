@@ -26,6 +26,9 @@ struct DeletionResult
     QString messageText() const;
     // When every model moved: "2 models moved to Trash. You can restore files from Trash if needed."
     QString successText() const;
+    // The same news with the space the drive gets back, worked out before the move:
+    // "2 models moved to Trash. Emptying the Trash gives back 9.03 GB."
+    QString successText(qint64 spaceFreed) const;
     // One line per failure: "name - reason".
     QString informativeText() const;
 };

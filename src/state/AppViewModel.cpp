@@ -5,6 +5,16 @@
 #include "core/ModelSummary.h"
 #include "state/BackgroundTask.h"
 
+namespace {
+QList<QUuid> idsOf(const QList<DetectedModel> &models)
+{
+    QList<QUuid> ids;
+    for (const DetectedModel &model : models)
+        ids.append(model.id);
+    return ids;
+}
+} // namespace
+
 AppViewModel::AppViewModel(std::shared_ptr<StashwellCore> core, QObject *parent)
     : QObject(parent), m_core(std::move(core))
 {
@@ -160,21 +170,17 @@ void AppViewModel::workOutSpaceFreed()
 {
     // Reading every manifest of a large store takes a moment: off the interface thread.
     m_spaceFreedText.clear();
+    m_spaceFreed.reset();
     emit spaceFreedChanged();
     const QList<DetectedModel> selected = selectedModels();
     QFuture<qint64> freed = runOnPool<qint64>(
         m_pool, [core = m_core, selected](QPromise<qint64> &) { return core->spaceFreedBy(selected); });
-    const auto idsOf = [](const QList<DetectedModel> &models) {
-        QList<QUuid> ids;
-        for (const DetectedModel &model : models)
-            ids.append(model.id);
-        return ids;
-    };
-    whenFinished<qint64>(this, freed, [this, asked = idsOf(selected), idsOf](QFuture<qint64> future) {
+    whenFinished<qint64>(this, freed, [this, asked = idsOf(selected)](QFuture<qint64> future) {
         if (!m_showDeleteConfirmation || asked != idsOf(selectedModels()))
             return; // the sheet closed or the selection changed meanwhile
         try {
-            m_spaceFreedText = ByteCountFormatter::format(future.result());
+            m_spaceFreed.emplace(asked, future.result());
+            m_spaceFreedText = ByteCountFormatter::format(m_spaceFreed->second);
         } catch (const std::exception &) {
             m_spaceFreedText = QStringLiteral("unknown");
         }
@@ -398,11 +404,13 @@ void AppViewModel::deleteSelectedModels()
     if (m_deleting)
         return; // one deletion at a time: the next one must see what this one moved
     const QList<DetectedModel> toDelete = selectedModels();
+    const std::optional<qint64> spaceFreed =
+        m_spaceFreed && m_spaceFreed->first == idsOf(toDelete) ? std::optional(m_spaceFreed->second) : std::nullopt;
     clearSelection();
     setDeleting(true);
     QFuture<DeletionResult> deletion = runOnPool<DeletionResult>(
         m_pool, [core = m_core, toDelete](QPromise<DeletionResult> &) { return core->deleteModels(toDelete); });
-    whenFinished<DeletionResult>(this, deletion, [this](QFuture<DeletionResult> future) {
+    whenFinished<DeletionResult>(this, deletion, [this, spaceFreed](QFuture<DeletionResult> future) {
         DeletionResult result;
         try {
             result = future.result();
@@ -416,6 +424,6 @@ void AppViewModel::deleteSelectedModels()
         if (result.needsAlert())
             emit deletionAlert(result.messageText(), result.informativeText());
         else
-            emit notice(result.successText());
+            emit notice(spaceFreed ? result.successText(*spaceFreed) : result.successText());
     });
 }

@@ -15,6 +15,8 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <utility>
 
 // The window's adapter over the core, confined to the interface thread. Scans,
 // verifications and deletions run the core's calls on this object's own thread pool;
@@ -189,6 +191,9 @@ private:
     QSet<QUuid> m_selection;
     bool m_showDeleteConfirmation = false;
     QString m_spaceFreedText;
+    // The space worked out for the confirmation, and the selection it was worked out for:
+    // the notice after the deletion repeats it rather than reading every manifest again.
+    std::optional<std::pair<QList<QUuid>, qint64>> m_spaceFreed;
     bool m_verifying = false;
     bool m_deleting = false;
     double m_verifyProgress = 0;
