@@ -9,6 +9,8 @@
 #include <QRegularExpression>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 // Runs the real stashwell-cli over a home folder laid out like a real one.
 class TestCliScan : public QObject
 {
@@ -51,7 +53,7 @@ class TestCliScan : public QObject
     }
 
 private slots:
-    void jsonListsExactlyWhatIsOnDisk()
+    void scanAndVerifyReportWhatIsOnDisk()
     {
         TempHome home;
         layOutRealHome(home);
@@ -101,26 +103,8 @@ private slots:
         QCOMPARE(report.value(QStringLiteral("permissionDenied")).toBool(), false);
         QVERIFY(report.value(QStringLiteral("models")).toArray().first().toObject().value(QStringLiteral("lastModified")).isString());
 
-        // Verify settles the one likely pair by content (the blob and the copy differ) and
-        // reports the same list, the group gone.
-        const HomeScan::CliRun verified = cli(home, {QStringLiteral("verify"), QStringLiteral("--json")});
-        QCOMPARE(verified.exitCode, 0);
-        const QJsonArray afterVerify = QJsonDocument::fromJson(verified.out).object().value(QStringLiteral("models")).toArray();
-        QCOMPARE(afterVerify.size(), 9);
-        QVERIFY(verified.err.startsWith("Not duplicates (their contents differ): "));
-        for (const QJsonValue &value : afterVerify)
-            QVERIFY(value.toObject().value(QStringLiteral("duplicateGroup")).isNull());
-    }
-
-    void textReportFollowsTheWindowOrder()
-    {
-        TempHome home;
-        layOutRealHome(home);
-        cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("Models 10"))});
-        cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("Models"))});
-        const HomeScan::CliRun result = cli(home, {QStringLiteral("scan")});
-        QCOMPARE(result.exitCode, 0);
-        const QString text = QString::fromUtf8(result.out);
+        // The text report: sections in the window's order.
+        const QString text = QString::fromUtf8(cli(home, {QStringLiteral("scan")}).out);
         QStringList headers;
         for (const QString &line : text.split(QLatin1Char('\n'))) {
             if (!line.isEmpty() && !line.startsWith(QLatin1Char(' ')))
@@ -133,72 +117,59 @@ private slots:
         QVERIFY(text.contains(QStringLiteral("(likely duplicate)")));
         QVERIFY(text.contains(QStringLiteral("  sd_v1.5  [Draw Things]  600 bytes")));
 
+        // --paths puts each model's files under its line, in the order of filePaths.
+        const QStringList lines = QString::fromUtf8(cli(home, {QStringLiteral("scan"), QStringLiteral("--paths")}).out).split(QLatin1Char('\n'));
+        const qsizetype llamaLine = lines.indexOf(QRegularExpression(QStringLiteral("^  llama3:latest  .*")));
+        const QString indented = QStringLiteral("      ") + store;
+        QCOMPARE(lines.mid(llamaLine + 1, 4), (QStringList{indented + QStringLiteral("manifests/registry.ollama.ai/library/llama3/latest"),
+                                                       indented + QStringLiteral("blobs/sha256-ccc"), indented + QStringLiteral("blobs/sha256-aaa"),
+                                                       QStringLiteral("  someuser/phi:q4  450 bytes  Modified ") + lines.value(llamaLine + 4).section(QStringLiteral("Modified "), 1)}));
+        QVERIFY(!text.contains(QStringLiteral("      /")));
+
+        // --source takes kinds and names in any case, and may be given twice.
+        const QList<std::pair<QStringList, QStringList>> filters{{{u"lm studio"_s}, {u"lmStudio"_s}},
+            {{u"GPT4ALL"_s, u"drawThings"_s}, {u"gpt4All"_s, u"drawThings"_s}}, {{u"Draw Things"_s}, {u"drawThings"_s}},
+            {{u"Custom"_s}, {u"custom"_s, u"custom"_s}}};
+        for (const auto &[sources, expected] : filters) {
+            QStringList arguments{u"scan"_s, u"--json"_s}, kinds;
+            for (const QString &source : sources)
+                arguments << u"--source"_s << source;
+            for (const QJsonValue &model : QJsonDocument::fromJson(cli(home, arguments).out).object()[u"models"_s].toArray())
+                kinds << model[u"sourceKind"_s].toString();
+            QCOMPARE(kinds, expected);
+        }
+
+        // Verify settles the one likely pair by content (the blob and the copy differ) and
+        // reports the same list, the group gone.
+        const HomeScan::CliRun verified = cli(home, {QStringLiteral("verify"), QStringLiteral("--json")});
+        QCOMPARE(verified.exitCode, 0);
+        const QJsonArray afterVerify = QJsonDocument::fromJson(verified.out).object().value(QStringLiteral("models")).toArray();
+        QCOMPARE(afterVerify.size(), 9);
+        QVERIFY(verified.err.startsWith("Not duplicates (their contents differ): "));
+        for (const QJsonValue &value : afterVerify)
+            QVERIFY(value.toObject().value(QStringLiteral("duplicateGroup")).isNull());
+
         // A crafted name can neither clear the terminal nor forge a line of the report.
         home.writeFile(QStringLiteral("Models/\x1b[2Jx\nTotal: 0 bytes in 0 models.gguf"), 1);
         const QString crafted = QString::fromUtf8(cli(home, {QStringLiteral("scan")}).out);
         QVERIFY(!crafted.contains(QChar(0x1b)));
         QVERIFY(crafted.contains(QStringLiteral("\\x1b[2Jx\\x0aTotal: 0 bytes in 0 models")));
         QCOMPARE(crafted.count(QStringLiteral("\nTotal: ")), 1);
-
-        // --paths puts each model's files under its line, in the order of filePaths.
-        const QStringList lines = QString::fromUtf8(cli(home, {QStringLiteral("scan"), QStringLiteral("--paths")}).out).split(QLatin1Char('\n'));
-        const qsizetype llama = lines.indexOf(QRegularExpression(QStringLiteral("^  llama3:latest  .*")));
-        const QString store = QStringLiteral("      ") + home.filePath(QStringLiteral(".ollama/models/"));
-        QCOMPARE(lines.mid(llama + 1, 4), (QStringList{store + QStringLiteral("manifests/registry.ollama.ai/library/llama3/latest"),
-                                                       store + QStringLiteral("blobs/sha256-ccc"), store + QStringLiteral("blobs/sha256-aaa"),
-                                                       QStringLiteral("  someuser/phi:q4  450 bytes  Modified ") + lines.value(llama + 4).section(QStringLiteral("Modified "), 1)}));
-        QVERIFY(!text.contains(QStringLiteral("      /")));
-    }
-
-    void sourceTakesKindsAndNamesInAnyCase_data()
-    {
-        QTest::addColumn<QStringList>("sources");
-        QTest::addColumn<QStringList>("expected");
-        QTest::newRow("name, lower case") << QStringList{QStringLiteral("lm studio")} << QStringList{QStringLiteral("lmStudio")};
-        QTest::newRow("kind, upper case, twice") << QStringList{QStringLiteral("GPT4ALL"), QStringLiteral("drawThings")}
-                                                 << QStringList{QStringLiteral("gpt4All"), QStringLiteral("drawThings")};
-        QTest::newRow("name with a space, exact") << QStringList{QStringLiteral("Draw Things")} << QStringList{QStringLiteral("drawThings")};
-        QTest::newRow("custom") << QStringList{QStringLiteral("Custom")} << QStringList{QStringLiteral("custom")};
-    }
-
-    void sourceTakesKindsAndNamesInAnyCase()
-    {
-        QFETCH(QStringList, sources);
-        QFETCH(QStringList, expected);
-        TempHome home;
-        layOutRealHome(home);
-        cli(home, {QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("Models 10"))});
-        QStringList arguments{QStringLiteral("scan"), QStringLiteral("--json")};
-        for (const QString &source : sources)
-            arguments << QStringLiteral("--source") << source;
-        const HomeScan::CliRun result = cli(home, arguments);
-        QCOMPARE(result.exitCode, 0);
-        QStringList kinds;
-        for (const QJsonValue &model : QJsonDocument::fromJson(result.out).object().value(QStringLiteral("models")).toArray())
-            kinds << model.toObject().value(QStringLiteral("sourceKind")).toString();
-        QCOMPARE(kinds, expected);
     }
 
     void helpAndVersionAnswerOnStdout_data()
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QStringList>("named"); // lines the answer must hold, each a pattern of its start
-        const QStringList sources{QStringLiteral("lmStudio +LM Studio$"), QStringLiteral("huggingFace +Hugging Face$"),
-                                  QStringLiteral("llamaCpp +llama.cpp$"), QStringLiteral("custom "), QStringLiteral("Exit status:$")};
-        QTest::newRow("--help") << QStringList{QStringLiteral("--help")}
-                                << QStringList{QStringLiteral("scan"), QStringLiteral("verify"), QStringLiteral("trash"),
-                                               QStringLiteral("folders"), QStringLiteral("--version")} + sources;
-        QTest::newRow("help") << QStringList{QStringLiteral("help")} << sources;
-        QTest::newRow("scan -h") << QStringList{QStringLiteral("scan"), QStringLiteral("-h")}
-                                 << QStringList{QStringLiteral("--json"), QStringLiteral("--paths"), QStringLiteral("--source KIND")} + sources;
-        QTest::newRow("help verify") << QStringList{QStringLiteral("help"), QStringLiteral("verify")}
-                                     << QStringList{QStringLiteral("--json"), QStringLiteral("--paths"), QStringLiteral("--source KIND")} + sources;
-        QTest::newRow("trash --help") << QStringList{QStringLiteral("trash"), QStringLiteral("--name"), QStringLiteral("x"), QStringLiteral("--help")}
-                                      << QStringList{QStringLiteral("--name NAME"), QStringLiteral("--path PATH"), QStringLiteral("--all-matching"),
-                                                     QStringLiteral("--dry-run"), QStringLiteral("--yes"), QStringLiteral("--json")} + sources;
-        QTest::newRow("folders --help") << QStringList{QStringLiteral("folders"), QStringLiteral("--help")}
-                                        << QStringList{QStringLiteral("list"), QStringLiteral("add PATH"), QStringLiteral("remove PATH"), QStringLiteral("Exit status")};
-        QTest::newRow("--version") << QStringList{QStringLiteral("--version")} << QStringList{QStringLiteral("stashwell-cli " STASHWELL_VERSION "$")};
+        const QStringList sources{u"lmStudio +LM Studio$"_s, u"huggingFace +Hugging Face$"_s, u"llamaCpp +llama.cpp$"_s, u"custom "_s, u"Exit status:$"_s};
+        const QStringList scanOptions = QStringList{u"--json"_s, u"--paths"_s, u"--source KIND"_s} + sources;
+        QTest::newRow("--help") << QStringList{u"--help"_s} << QStringList{u"scan"_s, u"verify"_s, u"trash"_s, u"folders"_s, u"--version"_s} + sources;
+        QTest::newRow("scan -h") << QStringList{u"scan"_s, u"-h"_s} << scanOptions;
+        QTest::newRow("help verify") << QStringList{u"help"_s, u"verify"_s} << scanOptions;
+        QTest::newRow("trash --help") << QStringList{u"trash"_s, u"--name"_s, u"x"_s, u"--help"_s}
+                                      << QStringList{u"--name NAME"_s, u"--path PATH"_s, u"--all-matching"_s, u"--dry-run"_s, u"--yes"_s, u"--json"_s};
+        QTest::newRow("folders --help") << QStringList{u"folders"_s, u"--help"_s} << QStringList{u"list"_s, u"add PATH"_s, u"remove PATH"_s, u"Exit status"_s};
+        QTest::newRow("--version") << QStringList{u"--version"_s} << QStringList{u"stashwell-cli " STASHWELL_VERSION "$"_s};
     }
 
     void helpAndVersionAnswerOnStdout()
@@ -242,16 +213,13 @@ private slots:
         QVERIFY(QFile::exists(home.filePath(QStringLiteral(".config/Stashwell/Stashwell.conf"))));
 
         // Each with the hint that follows the message, or none when the message says it all.
+        const QByteArray tryHelp = "Try 'stashwell-cli --help' for more information.\n";
         const QList<std::pair<QStringList, QByteArray>> badUsages{
-            {{}, "Try 'stashwell-cli --help' for more information.\n"},
-            {{QStringLiteral("--versions")}, "Try 'stashwell-cli --help' for more information.\n"},
-            {{QStringLiteral("help"), QStringLiteral("frobnicate")}, "Try 'stashwell-cli --help' for more information.\n"},
-            {{QStringLiteral("scan"), QStringLiteral("--yaml")}, "Try 'stashwell-cli scan --help' for more information.\n"},
-            {{QStringLiteral("verify"), QStringLiteral("--source"), QStringLiteral("lmstudios")}, "Try 'stashwell-cli verify --help' for more information.\n"},
-            {{QStringLiteral("frobnicate")}, "Try 'stashwell-cli --help' for more information.\n"},
-            {{QStringLiteral("folders")}, "Try 'stashwell-cli folders --help' for more information.\n"},
-            {{QStringLiteral("folders"), QStringLiteral("add"), home.filePath(QStringLiteral("missing"))}, ""},
-            {{QStringLiteral("folders"), QStringLiteral("remove"), home.filePath(QStringLiteral("B"))}, ""}};
+            {{}, tryHelp}, {{u"--versions"_s}, tryHelp}, {{u"help"_s, u"frobnicate"_s}, tryHelp}, {{u"frobnicate"_s}, tryHelp},
+            {{u"scan"_s, u"--yaml"_s}, "Try 'stashwell-cli scan --help' for more information.\n"},
+            {{u"verify"_s, u"--source"_s, u"lmstudios"_s}, "Try 'stashwell-cli verify --help' for more information.\n"},
+            {{u"folders"_s}, "Try 'stashwell-cli folders --help' for more information.\n"},
+            {{u"folders"_s, u"add"_s, home.filePath(u"missing"_s)}, ""}, {{u"folders"_s, u"remove"_s, home.filePath(u"B"_s)}, ""}};
         for (const auto &[arguments, hint] : badUsages) {
             const HomeScan::CliRun result = cli(home, arguments);
             QVERIFY2(result.exitCode == 2, qPrintable(arguments.join(QLatin1Char(' '))));

@@ -1,3 +1,4 @@
+#include "support/HomeScan.h"
 #include "support/OllamaFixture.h"
 
 #include <QDir>
@@ -6,17 +7,11 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTest>
 
-namespace {
-struct Run
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
+using namespace Qt::StringLiterals;
 
+namespace {
 QByteArray manifest(const QList<QByteArray> &layers)
 {
     QList<OllamaFixture::Blob> blobs{{"sha256:cfg", 1}};
@@ -25,28 +20,17 @@ QByteArray manifest(const QList<QByteArray> &layers)
     return OllamaFixture::manifest(blobs);
 }
 
-QProcessEnvironment environmentFor(const TempHome &home)
+struct Run
 {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("PATH"), home.filePath(QStringLiteral("bin")) + QStringLiteral(":/usr/bin:/bin"));
-    environment.remove(QStringLiteral("OLLAMA_MODELS"));
-    return environment;
-}
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
 
-Run run(const TempHome &home, const QString &program, const QStringList &arguments, const QByteArray &input = {})
+Run cli(const TempHome &home, const QStringList &arguments, const QString &program = QStringLiteral(STASHWELL_CLI_PATH))
 {
-    QProcess process;
-    process.setProcessEnvironment(environmentFor(home));
-    process.start(program, arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    process.waitForFinished(60000);
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
-}
-
-Run cli(const TempHome &home, const QStringList &arguments)
-{
-    return run(home, QStringLiteral(STASHWELL_CLI_PATH), arguments);
+    const HomeScan::CliRun run = HomeScan(home, program).runCli(arguments);
+    return {run.exitCode, QString::fromUtf8(run.out), QString::fromUtf8(run.err)};
 }
 } // namespace
 
@@ -72,11 +56,11 @@ class TestCliTrash : public QObject
     }
 
 private slots:
-    void dryRunListsWhatWouldMoveAndMovesNothing()
+    void aDryRunMovesNothingAndTheRealRunMovesWhatItListed()
     {
         TempHome home;
         layOut(home);
-        const Run result = cli(home, {QStringLiteral("trash"), QStringLiteral("--dry-run"), QStringLiteral("--json"),
+        Run result = cli(home, {QStringLiteral("trash"), QStringLiteral("--dry-run"), QStringLiteral("--json"),
                                       QStringLiteral("--name"), QStringLiteral("one:latest"),
                                       QStringLiteral("--name"), QStringLiteral("two:latest"), QStringLiteral("--source"), QStringLiteral("OLLAMA")});
         QCOMPARE(result.exitCode, 0);
@@ -92,58 +76,22 @@ private slots:
                                      library + QStringLiteral("two/latest"), store + QStringLiteral("blobs/sha256-own2")}));
         QVERIFY(QFile::exists(home.filePath(library + QStringLiteral("one/latest"))));
         QVERIFY(!QDir(home.filePath(QStringLiteral(".local/share/Trash/files"))).exists());
-    }
 
-    void trashMovesTheModelsAndFreesSharedBlobsLast()
-    {
-        TempHome home;
-        layOut(home);
-        Run result = cli(home, {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("one:latest"),
+        // Without --dry-run they move; the shared blobs stay until the last model needing them goes.
+        result = cli(home, {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("one:latest"),
                                 QStringLiteral("--name"), QStringLiteral("two:latest"),
                                 QStringLiteral("--path"), home.filePath(QStringLiteral("Models/llama.gguf"))});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QStringLiteral("3 models moved to Trash. You can restore files from Trash if needed.\n"));
         QVERIFY(QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-shared"))));
         QVERIFY(QFile::exists(home.filePath(QStringLiteral("Other/llama.gguf")))); // same name, other path: untouched
-
-        // The last model that needs the shared blobs frees them.
         result = cli(home, {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("three:latest")});
         QCOMPARE(result.exitCode, 0);
         QVERIFY(!QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-shared"))));
         QVERIFY(!QFile::exists(home.filePath(store + QStringLiteral("blobs/sha256-cfg"))));
     }
 
-    void failuresAndRefusals()
-    {
-        TempHome home;
-        layOut(home);
-        // A stray file in the manifests tree: every Ollama deletion stops, the rest goes on.
-        home.writeFile(library + QStringLiteral("one/README"), QByteArray("not a manifest"));
-        Run result = cli(home, {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("one:latest"),
-                                QStringLiteral("--name"), QStringLiteral("llama"), QStringLiteral("--all-matching")});
-        QCOMPARE(result.exitCode, 1);
-        const QStringList lines = result.out.trimmed().split(QLatin1Char('\n'));
-        QCOMPARE(lines.first(), QStringLiteral("2 of 3 models moved to Trash. 1 failed."));
-        QVERIFY2(lines.value(1).startsWith(QStringLiteral("one:latest - The Ollama manifest")), qPrintable(result.out));
-        QVERIFY(QFile::exists(home.filePath(library + QStringLiteral("one/latest"))));
-        QVERIFY(!QFile::exists(home.filePath(QStringLiteral("Other/llama.gguf"))));
-
-        const QList<QStringList> refused{
-            {QStringLiteral("trash"), QStringLiteral("--name"), QStringLiteral("two:latest")}, // no terminal, no --yes
-            {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("nothing")},
-            {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--source"), QStringLiteral("ollama")},
-            {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("two:latest"),
-             QStringLiteral("--source"), QStringLiteral("Olama")},
-            {QStringLiteral("trash"), QStringLiteral("--yes")}};
-        for (const QStringList &arguments : refused) {
-            result = cli(home, arguments);
-            QVERIFY2(result.exitCode == 2, qPrintable(arguments.join(QLatin1Char(' '))));
-            QVERIFY(result.err.count(QLatin1Char('\n')) <= 2);
-        }
-        QVERIFY(QFile::exists(home.filePath(library + QStringLiteral("two/latest"))));
-    }
-
-    void aNameOfSeveralModelsIsRefusedAndTheQuestionNamesWhatMoves()
+    void refusalsQuestionsAndFailures()
     {
         TempHome home;
         layOut(home);
@@ -158,12 +106,33 @@ private slots:
         // On a terminal the question names the models and what the disk really gets back:
         // the blob "one" shares with two others stays.
         const QString command = QStringLiteral(STASHWELL_CLI_PATH " trash --name one:latest --path ") + home.filePath(QStringLiteral("Other/llama.gguf"));
-        result = run(home, QStringLiteral("script"), {QStringLiteral("-qec"), command, QStringLiteral("/dev/null")}, "n\n");
+        result = cli(home, {u"-c"_s, u"echo n | /usr/bin/script -qec \"$0\" /dev/null"_s, command}, u"/bin/sh"_s);
         const qint64 manifestSize = QFileInfo(home.filePath(library + QStringLiteral("one/latest"))).size();
         QVERIFY2(result.out.contains(QStringLiteral("Move 2 models (%1) to the Trash: one:latest [Ollama], llama [Other]? The disk gets back %2 bytes. [y/N]")
                                          .arg(QStringLiteral("2 KB"), QString::number(manifestSize + 400 + 13))), qPrintable(result.out));
         QVERIFY(result.out.contains(QStringLiteral("Nothing was moved.")));
         QVERIFY(QFile::exists(home.filePath(library + QStringLiteral("one/latest"))));
+
+        // A stray file in the manifests tree: every Ollama deletion stops, the rest goes on.
+        home.writeFile(library + QStringLiteral("one/README"), QByteArray("not a manifest"));
+        result = cli(home, {QStringLiteral("trash"), QStringLiteral("--yes"), QStringLiteral("--name"), QStringLiteral("one:latest"),
+                                QStringLiteral("--name"), QStringLiteral("llama"), QStringLiteral("--all-matching")});
+        QCOMPARE(result.exitCode, 1);
+        const QStringList lines = result.out.trimmed().split(QLatin1Char('\n'));
+        QCOMPARE(lines.first(), QStringLiteral("2 of 3 models moved to Trash. 1 failed."));
+        QVERIFY2(lines.value(1).startsWith(QStringLiteral("one:latest - The Ollama manifest")), qPrintable(result.out));
+        QVERIFY(QFile::exists(home.filePath(library + QStringLiteral("one/latest"))));
+        QVERIFY(!QFile::exists(home.filePath(QStringLiteral("Other/llama.gguf"))));
+
+        const QList<QStringList> refused{{u"trash"_s, u"--name"_s, u"two:latest"_s}, // no terminal, no --yes
+            {u"trash"_s, u"--yes"_s, u"--name"_s, u"nothing"_s}, {u"trash"_s, u"--yes"_s, u"--source"_s, u"ollama"_s},
+            {u"trash"_s, u"--yes"_s, u"--name"_s, u"two:latest"_s, u"--source"_s, u"Olama"_s}, {u"trash"_s, u"--yes"_s}};
+        for (const QStringList &arguments : refused) {
+            result = cli(home, arguments);
+            QVERIFY2(result.exitCode == 2, qPrintable(arguments.join(QLatin1Char(' '))));
+            QVERIFY(result.err.count(QLatin1Char('\n')) <= 2);
+        }
+        QVERIFY(QFile::exists(home.filePath(library + QStringLiteral("two/latest"))));
     }
 };
 

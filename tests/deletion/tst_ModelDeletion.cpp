@@ -256,52 +256,37 @@ private slots:
         QVERIFY(!QFile::exists(manifest));
     }
 
-    void spaceFreedCountsOnlyWhatTheDiskGetsBack_data()
+    // What the disk gets back: blobs other models use and files with another name free
+    // nothing, so one file under two names is no duplicate worth reclaiming.
+    void onlyWhatTheDiskGetsBackIsFreedOrReclaimable()
     {
-        QTest::addColumn<QStringList>("models");
-        QTest::addColumn<qint64>("freed"); // besides the manifest, for an Ollama model
-        QTest::newRow("blobs other models use free nothing") << QStringList{QStringLiteral("one:latest")} << qint64(100);
-        QTest::newRow("a file with a link elsewhere frees nothing") << QStringList{QStringLiteral("linked")} << qint64(0);
-        QTest::newRow("both names of one file free it once") << QStringList{QStringLiteral("linked"), QStringLiteral("name")} << qint64(5000);
-        QTest::newRow("a plain file frees its size") << QStringList{QStringLiteral("plain")} << qint64(7000);
-    }
-    void spaceFreedCountsOnlyWhatTheDiskGetsBack()
-    {
-        QFETCH(QStringList, models);
-        QFETCH(qint64, freed);
         TempHome home;
         layOutStores(home);
-        const QString file = home.writeFile(QStringLiteral("A/linked.gguf"), 5000);
-        home.makeDir(QStringLiteral("B"));
-        QCOMPARE(::link(QFile::encodeName(file).constData(), QFile::encodeName(home.filePath(QStringLiteral("B/name.gguf"))).constData()), 0);
-        home.writeFile(QStringLiteral("B/plain.gguf"), 7000);
-        StashwellCore core(home.machine());
-        QVERIFY(core.addCustomFolder(home.filePath(QStringLiteral("A"))).accepted);
-        QVERIFY(core.addCustomFolder(home.filePath(QStringLiteral("B"))).accepted);
-        const QList<DetectedModel> chosen = named(core.scan().models, models);
-        QCOMPARE(chosen.size(), models.size());
-        const qint64 manifestSize = QFileInfo(home.filePath(userStore + QStringLiteral("/manifests/registry.ollama.ai/library/one/latest"))).size();
-        QCOMPARE(core.spaceFreedBy(chosen), freed + (chosen.first().sourceTool.kind() == SourceTool::Kind::ollama ? manifestSize : 0));
-    }
-
-    void oneFileUnderTwoNamesReclaimsNothing()
-    {
-        TempHome home;
         const QString file = home.writeFile(QStringLiteral("A/phi.gguf"), 5000);
         home.makeDir(QStringLiteral("B"));
         QCOMPARE(::link(QFile::encodeName(file).constData(), QFile::encodeName(home.filePath(QStringLiteral("B/phi.gguf"))).constData()), 0);
         home.writeFile(QStringLiteral("A/qwen.gguf"), 3000, 'q');
         home.writeFile(QStringLiteral("B/qwen.gguf"), 3000, 'q');
+        home.writeFile(QStringLiteral("B/plain.gguf"), 7000);
         StashwellCore core(home.machine());
-        core.addCustomFolder(home.filePath(QStringLiteral("A")));
-        core.addCustomFolder(home.filePath(QStringLiteral("B")));
+        QVERIFY(core.addCustomFolder(home.filePath(QStringLiteral("A"))).accepted);
+        QVERIFY(core.addCustomFolder(home.filePath(QStringLiteral("B"))).accepted);
         QList<DetectedModel> models = core.scan().models;
-        QCOMPARE(ModelSummary::reclaimableSize(models), 8000); // likely duplicates, before verification
+        const QList<DetectedModel> phi = named(models, {QStringLiteral("phi")});
+        QCOMPARE(phi.size(), 2);
+        const qint64 manifestSize = QFileInfo(home.filePath(userStore + QStringLiteral("/manifests/registry.ollama.ai/library/one/latest"))).size();
+        QCOMPARE(core.spaceFreedBy(named(models, {QStringLiteral("one:latest")})), 100 + manifestSize);
+        QCOMPARE(core.spaceFreedBy({phi.first()}), 0);
+        QCOMPARE(core.spaceFreedBy(phi), 5000);
+        QCOMPARE(core.spaceFreedBy(named(models, {QStringLiteral("plain")})), 7000);
+
+        const QStringList custom{QStringLiteral("phi"), QStringLiteral("qwen"), QStringLiteral("plain")};
+        QCOMPARE(ModelSummary::reclaimableSize(named(models, custom)), 8000); // likely duplicates, before verification
         for (const QString &name : {QStringLiteral("phi"), QStringLiteral("qwen")}) {
             const QUuid group = *named(models, {name}).first().duplicateGroup;
             StashwellCore::applyVerification(models, group, core.verifyGroup(group, models));
         }
-        QCOMPARE(ModelSummary::reclaimableSize(models), 3000);
+        QCOMPARE(ModelSummary::reclaimableSize(named(models, custom)), 3000);
         QVERIFY(named(models, {QStringLiteral("phi")}).first().duplicateVerificationStatus.reason().contains(QLatin1String("frees no space")));
     }
 };

@@ -72,7 +72,7 @@ class tst_TrashService : public QObject
 private slots:
     // Names that need encoding, names too long for a record, and links, into a home
     // Trash that does not exist yet.
-    void homeTrashRecordsEachItem()
+    void homeTrashRecordsEachItemAndReplacesNothing()
     {
         TempHome home;
         QVERIFY(!QFileInfo::exists(home.filePath(QStringLiteral(".local"))));
@@ -117,29 +117,23 @@ private slots:
         QCOMPARE(QDir(trash + QStringLiteral("/files")).relativeFilePath(QFileInfo(trash + QStringLiteral("/files/linked")).symLinkTarget()),
                  QStringLiteral("../store/blob"));
         QCOMPARE(listing(home.filePath(QStringLiteral("store/blob"))), QStringList{QStringLiteral("data.bin")});
-    }
 
-    void neverReplacesWhatTrashHolds()
-    {
-        TempHome home;
-        const QString trash = TrashService::homeTrashPath();
-        // Left-overs of other programs: an entry whose record is gone, and a record whose entry is gone.
+        // What the Trash holds is never replaced, not even left-overs of other programs:
+        // an entry whose record is gone, and a record whose entry is gone.
         home.writeFile(QStringLiteral(".local/share/Trash/files/model.gguf.2"), "orphan");
         home.writeFile(QStringLiteral(".local/share/Trash/info/model.gguf.3.trashinfo"),
                        "[Trash Info]\nPath=/elsewhere/model.gguf\nDeletionDate=2020-01-01T00:00:00\n");
-        const QString a = home.writeFile(QStringLiteral("a/model.gguf"), "A");
-        const QString b = home.writeFile(QStringLiteral("b/model.gguf"), "B");
-        const QString c = home.writeFile(QStringLiteral("c/model.gguf"), "C");
-
-        QVERIFY(!TrashService().moveToTrash({a, b, c}).has_value());
-
+        QStringList sameName;
+        for (const char *folder : {"a", "b", "c"})
+            sameName << home.writeFile(QLatin1String(folder) + QStringLiteral("/model.gguf"), QByteArray(folder));
+        QVERIFY(!TrashService().moveToTrash(sameName).has_value());
         QCOMPARE(readAll(trash + QStringLiteral("/files/model.gguf.2")), QByteArray("orphan"));
-        const auto records = recordsIn(trash);
-        QCOMPARE(records.size(), 4);
-        QCOMPARE(records.value(QStringLiteral("/elsewhere/model.gguf")).entry, QStringLiteral("model.gguf.3"));
-        for (const auto &[original, content] : {std::pair{a, "A"}, std::pair{b, "B"}, std::pair{c, "C"}})
-            QCOMPARE(readAll(trash + QStringLiteral("/files/") + records.value(original).entry), QByteArray(content));
-        QCOMPARE(listing(trash + QStringLiteral("/files")).size(), 4);
+        const auto all = recordsIn(trash);
+        QCOMPARE(all.size(), 7);
+        QCOMPARE(all.value(QStringLiteral("/elsewhere/model.gguf")).entry, QStringLiteral("model.gguf.3"));
+        for (const QString &original : sameName)
+            QCOMPARE(readAll(trash + QStringLiteral("/files/") + all.value(original).entry), QFile::encodeName(QFileInfo(original).dir().dirName()));
+        QCOMPARE(listing(trash + QStringLiteral("/files")).size(), 7);
     }
 
     void otherDriveUsesItsOwnTrash_data()

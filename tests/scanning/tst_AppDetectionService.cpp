@@ -56,7 +56,7 @@ class TestAppDetectionService : public QObject
 {
     Q_OBJECT
 private slots:
-    void executablesAndAppImagesAreFoundWhereInstallersPutThem()
+    void foundWhereInstallersPutProgramsAppImagesAndDesktopEntries()
     {
         Machine machine;
         const auto service = machine.service();
@@ -82,14 +82,10 @@ private slots:
         QVERIFY(QFile::remove(packaged));
         QCOMPARE(service.appPathInApplicationFolders(definition(SourceTool::Kind::lmStudio)), appImage);
 
-        const QString chat = machine.executable("gpt4all/bin/chat");
-        QCOMPARE(service.appPathInApplicationFolders(definition(SourceTool::Kind::gpt4All)), chat);
-    }
+        const QString installedChat = machine.executable("gpt4all/bin/chat");
+        QCOMPARE(service.appPathInApplicationFolders(definition(SourceTool::Kind::gpt4All)), installedChat);
 
-    void desktopEntriesCountUnlessTheirProgramIsGone()
-    {
-        Machine machine;
-        const auto service = machine.service();
+        // Desktop entries count unless their program is gone.
         const auto &jan = definition(SourceTool::Kind::jan);
         machine.home.writeFile(q(".local/share/applications/jan.desktop"),
                                QByteArray("[Desktop Entry]\nType=Application\nTryExec=jan-missing\nIcon=stale\n"));
@@ -113,7 +109,7 @@ private slots:
         QCOMPARE(service.desktopEntryIconName(gpt4All), chat + q("-48.png"));
     }
 
-    void flatpakAndSnapInstallsCount()
+    void flatpakAndSnapInstallsCountInTheirTurn()
     {
         Machine machine;
         const auto service = machine.service();
@@ -134,26 +130,20 @@ private slots:
 
         const QString snap = machine.home.makeDir(q("root/snap/ollama/current"));
         QCOMPARE(service.appPathFromWorkspace(definition(SourceTool::Kind::ollama)), snap);
-    }
 
-    void checksAreAskedInOrder()
-    {
-        Machine machine;
-        const auto service = machine.service();
+        // The checks are asked in order: programs, then the workspace, then other places.
         const auto &ollama = definition(SourceTool::Kind::ollama);
         const QString third = machine.home.makeDir(q("Downloads/Ollama.app"));
         machine.home.writeFile(q("Downloads/Ollama.app/Contents/Info.plist"),
                                "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>CFBundleIdentifier</key>"
                                "<string>com.electron.ollama</string></dict></plist>");
-        const QString second = machine.home.makeDir(q("root/snap/ollama"));
         const QString first = machine.executable("root/usr/bin/ollama");
         QCOMPARE(service.installedAppPath(ollama), first);
         QVERIFY(QFile::remove(first));
-        QCOMPARE(service.installedAppPath(ollama), second);
-        QVERIFY(QDir(second).removeRecursively());
+        QCOMPARE(service.installedAppPath(ollama), snap);
+        QVERIFY(QDir(machine.home.filePath(q("root/snap/ollama"))).removeRecursively());
         QCOMPARE(service.installedAppPath(ollama), third);
     }
-
 };
 
 QTEST_GUILESS_MAIN(TestAppDetectionService)

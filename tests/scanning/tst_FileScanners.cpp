@@ -29,11 +29,6 @@ QStringList texts(std::initializer_list<const char *> items)
         result << QString::fromUtf8(item);
     return result;
 }
-
-void makeSymlink(const QString &target, const QString &link)
-{
-    QVERIFY(QFile::link(target, link));
-}
 } // namespace
 
 class TestFileScanners : public QObject
@@ -56,10 +51,10 @@ private slots:
         home.makeDir(QStringLiteral("M/dir.gguf"));
         home.writeRawFile("M/caf\xe9.gguf", "xyz");
         const QString outside = home.writeFile(QStringLiteral("outside/real.gguf"), 7);
-        makeSymlink(outside, home.filePath(QStringLiteral("M/link.gguf")));
-        makeSymlink(home.filePath(QStringLiteral("outside")), home.filePath(QStringLiteral("M/linked-folder")));
-        makeSymlink(home.filePath(QStringLiteral("M")), home.filePath(QStringLiteral("M/loop")));
-        makeSymlink(QStringLiteral("self.gguf"), home.filePath(QStringLiteral("M/self.gguf")));
+        QVERIFY(QFile::link(outside, home.filePath(QStringLiteral("M/link.gguf"))));
+        QVERIFY(QFile::link(home.filePath(QStringLiteral("outside")), home.filePath(QStringLiteral("M/linked-folder"))));
+        QVERIFY(QFile::link(home.filePath(QStringLiteral("M")), home.filePath(QStringLiteral("M/loop"))));
+        QVERIFY(QFile::link(QStringLiteral("self.gguf"), home.filePath(QStringLiteral("M/self.gguf"))));
         QCOMPARE(::mkfifo(QFile::encodeName(home.filePath(QStringLiteral("M/pipe.gguf"))).constData(), 0600), 0);
 
         const QString folder = home.filePath(QStringLiteral("M"));
@@ -83,7 +78,7 @@ private slots:
         QVERIFY(twice.first().filePaths == twice[models.size() + 1].filePaths && twice.first().id != twice[models.size() + 1].id);
 
         // The folder the user named may itself be a link: that one is followed.
-        makeSymlink(home.filePath(QStringLiteral("outside")), home.filePath(QStringLiteral("named-link")));
+        QVERIFY(QFile::link(home.filePath(QStringLiteral("outside")), home.filePath(QStringLiteral("named-link"))));
         QCOMPARE(names(CustomFolderScanner().scan({home.filePath(QStringLiteral("named-link"))})),
                  QStringList{QStringLiteral("real")});
     }
@@ -190,7 +185,7 @@ private slots:
         TempHome::setModified(a, older);
         TempHome::setModified(home.writeFile(QStringLiteral("tree/pub/model/sub/b.json"), 5), newer);
         home.makeDir(QStringLiteral("tree/pub/link-only"));
-        makeSymlink(a, home.filePath(QStringLiteral("tree/pub/link-only/a.gguf")));
+        QVERIFY(QFile::link(a, home.filePath(QStringLiteral("tree/pub/link-only/a.gguf"))));
         const auto files = CustomFolderScanner().scan({home.filePath(QStringLiteral("tree"))});
         QCOMPARE(names(files), QStringList{QStringLiteral("a")});
         QCOMPARE(files[0].sizeBytes, 10);
@@ -201,7 +196,7 @@ private slots:
         QCOMPARE(tree[0].lastModified, newer);
 
         // Grouped by their own folder: a link counts as a file, a subfolder is a model of its own.
-        makeSymlink(a, home.filePath(QStringLiteral("tree/pub/model/link")));
+        QVERIFY(QFile::link(a, home.filePath(QStringLiteral("tree/pub/model/link"))));
         TempHome::setModified(home.filePath(QStringLiteral("tree/pub/model/link")), older);
         const auto grouped = ScanRoutines::scanFilesGroupedByFolder(home.filePath(QStringLiteral("tree")), SourceTool::Kind::jan);
         QCOMPARE(names(grouped), (QStringList{QStringLiteral("link-only"), QStringLiteral("model"), QStringLiteral("sub")}));

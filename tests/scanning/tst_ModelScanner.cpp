@@ -9,6 +9,8 @@
 
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 class TestModelScanner : public QObject
 {
     Q_OBJECT
@@ -84,16 +86,22 @@ private slots:
         for (const QString &path : closed)
             QCOMPARE(::chmod(QFile::encodeName(home.filePath(path)).constData(), 0), 0);
 
-        const QStringList expected{
-            HomeScan::line(QStringLiteral("Ollama"), QStringLiteral("open:latest"), 14,
-                           {QStringLiteral(".ollama/models/manifests/registry.ollama.ai/library/open/latest"),
-                            QStringLiteral(".ollama/models/blobs/sha256-1"), QStringLiteral(".ollama/models/blobs/sha256-2")}),
-            HomeScan::line(QStringLiteral("LM Studio"), QStringLiteral("open"), 5, {QStringLiteral(".lmstudio/models/pub/open/w.gguf")}),
-            HomeScan::line(QStringLiteral("GPT4All"), QStringLiteral("locked"), 6, {QStringLiteral(".cache/gpt4all/locked.gguf")})};
+        // One line per model, its files relative to the home and sorted.
+        const auto lines = [&] {
+            QStringList result;
+            for (DetectedModel model : scan.scanner().scanAll()) {
+                model.filePaths.replaceInStrings(home.path() + u'/', QString()).sort();
+                result << u"%1 [%2] %3: %4"_s.arg(model.sourceTool.description(), model.displayName).arg(model.sizeBytes).arg(model.filePaths.join(u" | "_s));
+            }
+            return result;
+        };
+        const QStringList expected{u"Ollama [open:latest] 14: .ollama/models/blobs/sha256-1 | .ollama/models/blobs/sha256-2 | "
+                                   ".ollama/models/manifests/registry.ollama.ai/library/open/latest"_s,
+                                   u"LM Studio [open] 5: .lmstudio/models/pub/open/w.gguf"_s, u"GPT4All [locked] 6: .cache/gpt4all/locked.gguf"_s};
         const QStringList unreadable{home.filePath(QStringLiteral(".omlx/models")),
                                      home.filePath(QStringLiteral("system/ollama/.ollama/models"))};
         const bool seen = runUnprivileged([&] {
-            return HomeScan::same(scan.scannerLines(), expected)
+            return HomeScan::same(lines(), expected)
                 && HomeScan::same(scan.scanner().unreadableModelFolders(), unreadable);
         });
         for (const QString &path : closed)

@@ -2,6 +2,8 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 // The search field and the sort choice above the list: which rows show, in which order,
 // and what the section headers then count.
 class TestModelListFilter : public QObject
@@ -35,27 +37,15 @@ private slots:
         QTest::addColumn<QString>("filter");
         QTest::addColumn<QString>("order");
         QTest::addColumn<QStringList>("expected");
-        const auto list = [](std::initializer_list<const char *> items) {
-            QStringList out;
-            for (const char *item : items)
-                out << QString::fromUtf8(item);
-            return out;
-        };
-        QTest::newRow("scan order") << QString() << QStringLiteral("scan")
-                                    << list({"# LM Studio 3 60", "beta", "Alpha", "gamma", "# Archive 1 5", "delta"});
-        QTest::newRow("size") << QString() << QStringLiteral("size")
-                              << list({"# LM Studio 3 60", "gamma", "Alpha", "beta", "# Archive 1 5", "delta"});
-        QTest::newRow("name") << QString() << QStringLiteral("name")
-                              << list({"# LM Studio 3 60", "Alpha", "beta", "gamma", "# Archive 1 5", "delta"});
-        QTest::newRow("date") << QString() << QStringLiteral("date")
-                              << list({"# LM Studio 3 60", "Alpha", "gamma", "beta", "# Archive 1 5", "delta"});
-        QTest::newRow("name, any case") << QStringLiteral("ALP") << QStringLiteral("scan")
-                                        << list({"# LM Studio 1 20", "Alpha"});
-        QTest::newRow("source") << QStringLiteral("archive") << QStringLiteral("size")
-                                << list({"# Archive 1 5", "delta"});
-        QTest::newRow("nothing") << QStringLiteral("zzz") << QStringLiteral("scan") << QStringList();
-        QTest::newRow("unknown order keeps scan order") << QString() << QStringLiteral("colour")
-                                                        << list({"# LM Studio 3 60", "beta", "Alpha", "gamma", "# Archive 1 5", "delta"});
+        const QStringList scanOrder{u"# LM Studio 3 60"_s, u"beta"_s, u"Alpha"_s, u"gamma"_s, u"# Archive 1 5"_s, u"delta"_s};
+        QTest::newRow("scan order") << QString() << u"scan"_s << scanOrder;
+        QTest::newRow("size") << QString() << u"size"_s << QStringList{u"# LM Studio 3 60"_s, u"gamma"_s, u"Alpha"_s, u"beta"_s, u"# Archive 1 5"_s, u"delta"_s};
+        QTest::newRow("name") << QString() << u"name"_s << QStringList{u"# LM Studio 3 60"_s, u"Alpha"_s, u"beta"_s, u"gamma"_s, u"# Archive 1 5"_s, u"delta"_s};
+        QTest::newRow("date") << QString() << u"date"_s << QStringList{u"# LM Studio 3 60"_s, u"Alpha"_s, u"gamma"_s, u"beta"_s, u"# Archive 1 5"_s, u"delta"_s};
+        QTest::newRow("name, any case") << u"ALP"_s << u"scan"_s << QStringList{u"# LM Studio 1 20"_s, u"Alpha"_s};
+        QTest::newRow("source") << u"archive"_s << u"size"_s << QStringList{u"# Archive 1 5"_s, u"delta"_s};
+        QTest::newRow("nothing") << u"zzz"_s << u"scan"_s << QStringList();
+        QTest::newRow("unknown order keeps scan order") << QString() << u"colour"_s << scanOrder;
     }
     void searchNarrowsAndSortOrdersWithinSections()
     {

@@ -10,14 +10,6 @@ ModelScanner HomeScan::scanner() const
     return ModelScanner(AppDetectionService(home.appLocations), OllamaScanner(home.ollamaStores()));
 }
 
-QStringList HomeScan::scannerLines() const
-{
-    QStringList result;
-    for (const DetectedModel &model : scanner().scanAll())
-        result << homeLine(model.sourceTool.description(), model.displayName, model.sizeBytes, model.filePaths);
-    return result;
-}
-
 HomeScan::CliRun HomeScan::runCli(const QStringList &arguments) const
 {
     QProcess process;
@@ -53,19 +45,4 @@ bool HomeScan::same(const QStringList &seen, const QStringList &expected)
             std::fprintf(stderr, "  %s\n", qPrintable(text.size() > 400 ? text.first(200) + QStringLiteral(" ... ") + text.last(150) : text));
     }
     return false;
-}
-
-QString HomeScan::homeLine(const QString &source, const QString &name, qint64 size, const QStringList &files) const
-{
-    const QString prefix = m_home.path() + QLatin1Char('/');
-    QStringList shown;
-    for (const QString &file : files)
-        shown << (file.startsWith(prefix) ? file.sliced(prefix.size()) : file);
-    return line(source, name, size, shown);
-}
-
-QString HomeScan::line(const QString &source, const QString &name, qint64 size, QStringList files)
-{
-    files.sort();
-    return QStringLiteral("%1 [%2] %3: %4").arg(source, name).arg(size).arg(files.join(QStringLiteral(" | ")));
 }

@@ -10,10 +10,7 @@
 
 // Scans a temporary home the two ways a person can: through ModelScanner over the
 // home's machine (TempHome::machine), and through the real stashwell-cli started with the
-// home as its environment. A scan's models become lines, one per model, so that one
-// expectation states what the user sees:
-//   "<source> [<displayName>] <sizeBytes>: <file> | <file> ..."
-// with the files relative to the home, compared sorted.
+// home as its environment.
 class HomeScan
 {
 public:
@@ -24,7 +21,6 @@ public:
 
     StashwellCore::Machine machine() const { return m_home.machine(); }
     ModelScanner scanner() const;
-    QStringList scannerLines() const;
 
     struct CliRun
     {
@@ -34,15 +30,11 @@ public:
     };
     // HOME and the XDG folders inside the home, PATH only the home's "bin". Gives up after a minute.
     CliRun runCli(const QStringList &arguments) const;
-    // A line as the scans write it, for stating what is expected; files relative to the home.
-    static QString line(const QString &source, const QString &name, qint64 size, QStringList files);
 
     // Equal once sorted, or false after printing both (also from a forked child).
     static bool same(const QStringList &seen, const QStringList &expected);
 
 private:
-    QString homeLine(const QString &source, const QString &name, qint64 size, const QStringList &files) const;
-
     const TempHome &m_home;
     QString m_cliProgram;
 };

@@ -14,21 +14,11 @@ QByteArray OllamaFixture::manifest(const QList<Blob> &blobs)
     return R"({"schemaVersion":2,"config":)" + layer(blobs.value(0)) + R"(,"layers":[)" + layers.join(',') + "]}";
 }
 
-QString OllamaFixture::manifestPath(const QString &model) const
-{
-    return m_home.filePath(m_store + QStringLiteral("/manifests/registry.ollama.ai/") + model);
-}
-
-QString OllamaFixture::blobPath(const QByteArray &digest) const
-{
-    return m_home.filePath(m_store + QStringLiteral("/blobs/") + QString::fromLatin1(digest).replace(QLatin1Char(':'), QLatin1Char('-')));
-}
-
 QString OllamaFixture::addModel(const QString &model, const QList<Blob> &blobs, bool writeBlobs) const
 {
     static const QRegularExpression plain(QStringLiteral("^sha256:[A-Za-z0-9]+$"));
     for (const Blob &blob : blobs)
         if (writeBlobs && plain.match(QString::fromLatin1(blob.digest)).hasMatch())
-            m_home.writeFile(m_store + QStringLiteral("/blobs/") + blobPath(blob.digest).section(QLatin1Char('/'), -1), blob.size);
+            m_home.writeFile(m_store + QStringLiteral("/blobs/") + QString::fromLatin1(blob.digest).replace(u':', u'-'), blob.size);
     return m_home.writeFile(m_store + QStringLiteral("/manifests/registry.ollama.ai/") + model, manifest(blobs));
 }

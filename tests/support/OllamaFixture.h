@@ -27,9 +27,6 @@ public:
     QString addModel(const QString &model, const QList<Blob> &blobs, bool writeBlobs = true) const;
     // The manifest text itself, with the keys Ollama writes beside the ones read here.
     static QByteArray manifest(const QList<Blob> &blobs);
-    QString manifestPath(const QString &model) const;
-    QString blobPath(const QByteArray &digest) const;
-    QString storePath() const { return m_home.filePath(m_store); }
 
 private:
     const TempHome &m_home;

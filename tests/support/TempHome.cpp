@@ -55,7 +55,13 @@ StashwellCore::Machine TempHome::machine() const
     OllamaStoreLocator::Inputs stores;
     stores.userModelsDir = filePath(QStringLiteral(".ollama/models"));
     stores.serviceModelsDir = filePath(QStringLiteral("system/ollama/.ollama/models"));
-    return {appSearchLocations(), [stores] { return OllamaStoreLocator(stores).stores(); }};
+    AppSearchLocations apps;
+    apps.home = path();
+    apps.applicationFolders = apps.appImageFolders = {filePath(QStringLiteral("Applications"))};
+    apps.executableFolders = {filePath(QStringLiteral("bin"))};
+    apps.desktopEntryFolders = {filePath(QStringLiteral(".local/share/applications"))};
+    apps.otherRoots = {filePath(QStringLiteral("Desktop")), filePath(QStringLiteral("Downloads"))};
+    return {apps, [stores] { return OllamaStoreLocator(stores).stores(); }};
 }
 
 QString TempHome::filePath(const QString &relative) const
@@ -96,18 +102,6 @@ QString TempHome::makeDir(const QString &relative) const
     const QString path = filePath(relative);
     QDir().mkpath(path);
     return path;
-}
-
-AppSearchLocations TempHome::appSearchLocations() const
-{
-    AppSearchLocations locations;
-    locations.home = path();
-    locations.applicationFolders = {filePath(QStringLiteral("Applications"))};
-    locations.executableFolders = {filePath(QStringLiteral("bin"))};
-    locations.appImageFolders = {filePath(QStringLiteral("Applications"))};
-    locations.desktopEntryFolders = {filePath(QStringLiteral(".local/share/applications"))};
-    locations.otherRoots = {filePath(QStringLiteral("Desktop")), filePath(QStringLiteral("Downloads"))};
-    return locations;
 }
 
 void TempHome::setModified(const QString &path, const QDateTime &when)

@@ -28,11 +28,9 @@ public:
     QString makeDir(const QString &relative) const;
     // The same for a path given as raw bytes, for names that are not text.
     void writeRawFile(const QByteArray &relative, const QByteArray &content) const;
-    // Every place installed-app detection looks, inside this home only, so nothing
-    // installed on the machine running the tests counts.
-    AppSearchLocations appSearchLocations() const;
-    // The machine as the core sees it: this home's search locations and its two Ollama
-    // stores, the user's ~/.ollama/models and a system service's below system/ollama.
+    // The machine as the core sees it: app detection looks inside this home only (so
+    // nothing installed on the machine running the tests counts), and its two Ollama
+    // stores are the user's ~/.ollama/models and a system service's below system/ollama.
     StashwellCore::Machine machine() const;
     // Sets a file's modification time without following a link.
     static void setModified(const QString &path, const QDateTime &when);

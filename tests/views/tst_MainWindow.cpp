@@ -243,52 +243,18 @@ private slots:
         QTRY_VERIFY(!ui.isOpen(alert));
     }
 
-    void contextMenusRevealAndRemoveFolders()
+    void verifyTheSelectedGroupsThenRevealAndRemoveFoldersFromMenus()
     {
         TempHome home;
         returningUser();
         UrlCatcher catcher;
         installProgram(home, QStringLiteral("lm-studio"));
-        home.writeFile(QStringLiteral(".lmstudio/models/pub/twin/twin.gguf"), 100, 'a');
-        const QString single = home.writeFile(QStringLiteral("My Models/single one.gguf"), 5);
-        PersistenceService().save({home.filePath(QStringLiteral("My Models"))});
-        WindowUnderTest ui(home.machine());
-        ui.appear();
-        QVERIFY(ui.waitForScan());
-
-        // A model without a group: only "Show in File Manager", which opens its folder.
-        ui.click(rowTitled(ui, QStringLiteral("single one")), Qt::RightButton);
-        QTRY_VERIFY(ui.isOpen(QStringLiteral("rowMenu")));
-        ui.click(ui.item(QStringLiteral("showItem"), ui.find(QStringLiteral("rowMenu"))));
-        QTRY_COMPARE(catcher.opened, (QList<QUrl>{QUrl::fromLocalFile(home.filePath(QStringLiteral("My Models")))}));
-
-        // The custom folder's header: remove it, after a question that names it.
-        for (const char *answer : {"alertCancel", "alertConfirm"}) {
-            ui.click(rowTitled(ui, QStringLiteral("My Models")), Qt::RightButton);
-            QTRY_VERIFY(ui.isOpen(QStringLiteral("folderHeaderMenu")));
-            ui.click(ui.item(QStringLiteral("removeFolderItem"), ui.find(QStringLiteral("folderHeaderMenu"))));
-            QTRY_VERIFY(ui.isOpen(QStringLiteral("removeFolderDialog")));
-            QObject *dialog = ui.find(QStringLiteral("removeFolderDialog"));
-            QCOMPARE(ui.text(QStringLiteral("alertTitle"), dialog), QStringLiteral("Remove \"My Models\"?"));
-            ui.click(ui.item(QString::fromLatin1(answer), dialog));
-            QTRY_VERIFY(!ui.isOpen(dialog));
-        }
-        QVERIFY(ui.waitForScan());
-        QVERIFY(ui.viewModel.customFolders().isEmpty());
-        QVERIFY(QFile::exists(single)); // no file is touched
-        QCOMPARE(listRows(ui), (QStringList{QStringLiteral("# LM Studio (1)"), QStringLiteral("twin")}));
-    }
-
-    void verifyWorksOnTheSelectedGroupsOneRunAtATime()
-    {
-        TempHome home;
-        returningUser();
-        installProgram(home, QStringLiteral("lm-studio"));
         home.writeFile(QStringLiteral(".lmstudio/models/pub/same/same.gguf"), 4000, 's');
         home.writeFile(QStringLiteral("Copies/same.gguf"), 4000, 's');
         home.writeFile(QStringLiteral(".lmstudio/models/pub/other/other.gguf"), 9000, 'o');
         home.writeFile(QStringLiteral("Copies/other.gguf"), 9000, 'x');
-        PersistenceService().save({home.filePath(QStringLiteral("Copies"))});
+        const QString single = home.writeFile(QStringLiteral("My Models/single one.gguf"), 5);
+        PersistenceService().save({home.filePath(QStringLiteral("Copies")), home.filePath(QStringLiteral("My Models"))});
         WindowUnderTest ui(home.machine());
         ui.appear();
         QVERIFY(ui.waitForScan());
@@ -316,9 +282,34 @@ private slots:
         ui.click(verify);
         QTRY_VERIFY(!ui.viewModel.isVerifyingDuplicates());
         QCOMPARE(badge(ui, QStringLiteral("other")), QStringLiteral("none"));
+
+        // A model without a group: only "Show in File Manager", which opens its folder.
+        ui.click(rowTitled(ui, QStringLiteral("single one")), Qt::RightButton);
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("rowMenu")));
+        ui.click(ui.item(QStringLiteral("showItem"), ui.find(QStringLiteral("rowMenu"))));
+        QTRY_COMPARE(catcher.opened, (QList<QUrl>{QUrl::fromLocalFile(home.filePath(QStringLiteral("My Models")))}));
+
+        // The custom folder's header: remove it, after a question that names it.
+        for (const char *answer : {"alertCancel", "alertConfirm"}) {
+            ui.click(rowTitled(ui, QStringLiteral("My Models")), Qt::RightButton);
+            QTRY_VERIFY(ui.isOpen(QStringLiteral("folderHeaderMenu")));
+            ui.click(ui.item(QStringLiteral("removeFolderItem"), ui.find(QStringLiteral("folderHeaderMenu"))));
+            QTRY_VERIFY(ui.isOpen(QStringLiteral("removeFolderDialog")));
+            QObject *dialog = ui.find(QStringLiteral("removeFolderDialog"));
+            QCOMPARE(ui.text(QStringLiteral("alertTitle"), dialog), QStringLiteral("Remove \"My Models\"?"));
+            ui.click(ui.item(QString::fromLatin1(answer), dialog));
+            QTRY_VERIFY(!ui.isOpen(dialog));
+        }
+        QVERIFY(ui.waitForScan());
+        QCOMPARE(ui.viewModel.customFolders(), QStringList{home.filePath(QStringLiteral("Copies"))});
+        QVERIFY(QFile::exists(single)); // no file is touched
+        QCOMPARE(listRows(ui), (QStringList{QStringLiteral("# LM Studio (2)"), QStringLiteral("other"), QStringLiteral("same"),
+                                            QStringLiteral("# Copies (2)"), QStringLiteral("other"), QStringLiteral("same")}));
     }
 
-    void welcomeShowsAtTheFirstRunUntilDismissed()
+    // The first start welcomes; the next does not, but the Help menu brings it back, and
+    // the other menus open Preferences and About.
+    void welcomeShowsAtTheFirstRunAndMenusOpenTheirWindows()
     {
         TempHome home;
         {
@@ -329,24 +320,15 @@ private slots:
             QTRY_VERIFY(!ui.isOpen(QStringLiteral("welcomeSheet")));
             QVERIFY(PersistenceService().hasSeenWelcomeScreen());
         }
-        // The next start does not welcome again, but the Help menu brings it back.
-        WindowUnderTest again(home.machine());
-        again.appear();
-        QVERIFY(again.waitForScan());
-        QVERIFY(!again.isOpen(QStringLiteral("welcomeSheet")));
-        QMetaObject::invokeMethod(again.find(QStringLiteral("showWelcomeAction")), "trigger");
-        QTRY_VERIFY(again.isOpen(QStringLiteral("welcomeSheet")));
-        again.click(QStringLiteral("getStartedButton"));
-        QTRY_VERIFY(!again.isOpen(QStringLiteral("welcomeSheet")));
-    }
-
-    void menusOpenPreferencesAndAbout()
-    {
-        TempHome home;
-        returningUser();
         WindowUnderTest ui(home.machine());
         ui.appear();
         QVERIFY(ui.waitForScan());
+        QVERIFY(!ui.isOpen(QStringLiteral("welcomeSheet")));
+        QMetaObject::invokeMethod(ui.find(QStringLiteral("showWelcomeAction")), "trigger");
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("welcomeSheet")));
+        ui.click(QStringLiteral("getStartedButton"));
+        QTRY_VERIFY(!ui.isOpen(QStringLiteral("welcomeSheet")));
+
         QVERIFY(!ui.preferences()->isVisible());
         ui.key(Qt::Key_Comma, Qt::ControlModifier);
         QTRY_VERIFY(ui.preferences()->isVisible());

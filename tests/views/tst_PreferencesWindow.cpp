@@ -40,10 +40,14 @@ class TestPreferencesWindow : public QObject
 {
     Q_OBJECT
 private slots:
-    void appearanceChangesEveryOpenWindowAtOnce()
+    // Appearance changes every open window at once and is stored; Restore to Defaults
+    // asks, then resets it with everything else.
+    void appearanceAndRestoreToDefaults()
     {
         TempHome home;
         PersistenceService().setHasSeenWelcomeScreen(true);
+        home.writeFile(QStringLiteral("Mine/a.gguf"), 10);
+        PersistenceService().save({home.filePath(QStringLiteral("Mine"))});
         WindowUnderTest ui(home.machine());
         openPreferences(ui);
 
@@ -69,17 +73,6 @@ private slots:
         // The next start reads the stored mode.
         ui.click(QStringLiteral("appearance_dark"), Qt::LeftButton, ui.preferences());
         QCOMPARE(WindowUnderTest(home.machine()).shell.appearance().modeKey(), QStringLiteral("dark"));
-    }
-
-    void restoreToDefaultsAsksThenResetsEverything()
-    {
-        TempHome home;
-        PersistenceService().setHasSeenWelcomeScreen(true);
-        home.writeFile(QStringLiteral("Mine/a.gguf"), 10);
-        PersistenceService().save({home.filePath(QStringLiteral("Mine"))});
-        WindowUnderTest ui(home.machine());
-        openPreferences(ui);
-        ui.click(QStringLiteral("appearance_dark"), Qt::LeftButton, ui.preferences());
 
         // Cancel changes nothing.
         QObject *confirmation = ui.find(QStringLiteral("resetConfirmation"), ui.preferences());
