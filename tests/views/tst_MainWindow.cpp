@@ -1,5 +1,6 @@
 #include "WindowUnderTest.h"
 
+#include "catalogue/ByteCountFormatter.h"
 #include "preferences/PersistenceService.h"
 #include "support/OllamaFixture.h"
 
@@ -216,10 +217,14 @@ private slots:
         QTRY_VERIFY(!ui.isOpen(QStringLiteral("deleteConfirmation")));
         QVERIFY(QFile::exists(first) && QFile::exists(second));
 
-        // Ctrl+Return moves them to the Trash and the list is scanned afresh.
+        // Ctrl+Return moves them to the Trash and the list is scanned afresh; a notice says
+        // what moved and the space the confirmation worked out.
         ui.click(deleteButton);
         QTRY_VERIFY(ui.isOpen(QStringLiteral("deleteConfirmation")));
+        QTRY_COMPARE(ui.viewModel.spaceFreedText(), ByteCountFormatter::format(50));
         ui.key(Qt::Key_Return, Qt::ControlModifier);
+        QTRY_COMPARE(ui.text(QStringLiteral("noticeText")),
+                     QStringLiteral("2 models moved to Trash. Emptying the Trash gives back %1.").arg(ByteCountFormatter::format(50)));
         QTRY_VERIFY(!ui.isOpen(QStringLiteral("deleteConfirmation")));
         QTRY_VERIFY(!ui.viewModel.isDeleting());
         QVERIFY(ui.waitForScan());
