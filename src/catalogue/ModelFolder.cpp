@@ -29,10 +29,3 @@ QString ModelFolder::location() const
     }
     return {};
 }
-
-QString ModelFolder::shown(const QString &absolute)
-{
-    const QString home = QDir::homePath() + QLatin1Char('/');
-    const QString shown = absolute.startsWith(home) ? QStringLiteral("~/") + absolute.sliced(home.size()) : absolute;
-    return shown + QLatin1Char('/');
-}

@@ -43,7 +43,4 @@ struct ModelFolder
     QString location() const;
     // The path on this machine of a folder that is not a relocation, without a trailing "/".
     QString path() const { return location(); }
-    // A path as shown to the user: "~/" for the home folder, a trailing "/".
-    static QString shown(const QString &path);
-    QString shownPath() const { return shown(path()); }
 };

@@ -147,19 +147,6 @@ QList<ModelSourceDefinition> makeDefinitions()
 }
 } // namespace
 
-QStringList ModelSourceDefinition::shownFolders() const
-{
-    QStringList shown;
-    for (const ModelFolder &folder : folders) {
-        if (folder.role != Role::macOS && !folder.isRelocation() && folder.base != Base::appHome)
-            shown.append(folder.shownPath());
-    }
-    // An application without a Linux release still shows where it would keep models.
-    if (shown.isEmpty() && !folders.isEmpty())
-        shown.append(folders.first().shownPath());
-    return shown;
-}
-
 QString ModelSourceDefinition::defaultFolder() const
 {
     for (const ModelFolder &folder : folders) {

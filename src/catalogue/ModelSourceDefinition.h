@@ -71,8 +71,6 @@ struct ModelSourceDefinition
     QStringList appBundleIdentifiers = {};
     LinuxAppMarkers linuxMarkers = {};
 
-    // The fixed Linux folders in "~/" form, as the preferences list them.
-    QStringList shownFolders() const;
     // The folder the application uses by default here, as an absolute path.
     QString defaultFolder() const;
 
