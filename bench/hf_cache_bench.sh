@@ -38,11 +38,4 @@ listed=$("$cli" scan --json | python3 -c 'import json,sys; print(sum(m["sourceKi
 echo "stashwell-cli lists $listed Hugging Face models of $repos repositories"
 [ "$listed" -eq "$repos" ] || { echo "counts differ" >&2; exit 1; }
 
-du_ns=$(best_ns du -s "$cache")
-scan_ns=$(best_ns "$cli" scan)
-json_ns=$(best_ns "$cli" scan --json)
-awk -v d="$du_ns" -v s="$scan_ns" -v j="$json_ns" 'BEGIN {
-    printf "du -s:                     %.3f s\n", d / 1e9
-    printf "stashwell-cli scan:        %.3f s  (ratio %.2f)\n", s / 1e9, s / d
-    printf "stashwell-cli scan --json: %.3f s  (ratio %.2f)\n", j / 1e9, j / d
-}'
+compare_scan_with "du -s" du -s "$cache"

@@ -31,3 +31,19 @@ best_ns() {
     done
     echo "$best"
 }
+
+# Times a standard tool (the command given, shown as label) against `stashwell-cli scan`
+# and `scan --json` on the same warm tree, and prints each time and its ratio to the tool's.
+compare_scan_with() {
+    local label=$1
+    shift
+    local tool_ns scan_ns json_ns
+    tool_ns=$(best_ns "$@")
+    scan_ns=$(best_ns "$cli" scan)
+    json_ns=$(best_ns "$cli" scan --json)
+    awk -v l="$label" -v t="$tool_ns" -v s="$scan_ns" -v j="$json_ns" 'BEGIN {
+        printf "%-26s %.3f s\n", l ":", t / 1e9
+        printf "%-26s %.3f s  (ratio %.2f)\n", "stashwell-cli scan:", s / 1e9, s / t
+        printf "%-26s %.3f s  (ratio %.2f)\n", "stashwell-cli scan --json:", j / 1e9, j / t
+    }'
+}

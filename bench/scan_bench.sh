@@ -35,11 +35,4 @@ listed=$("$cli" scan --json | python3 -c 'import json,sys; print(json.load(sys.s
 echo "find lists $found model files, stashwell-cli lists $listed models"
 [ "$found" -eq "$listed" ] || { echo "counts differ" >&2; exit 1; }
 
-find_ns=$(best_ns find "$tree" -type f \( -iname '*.gguf' -o -iname '*.bin' -o -iname '*.safetensors' \) -printf '%s %T@ %p\n')
-scan_ns=$(best_ns "$cli" scan)
-json_ns=$(best_ns "$cli" scan --json)
-awk -v f="$find_ns" -v s="$scan_ns" -v j="$json_ns" 'BEGIN {
-    printf "find:                    %.3f s\n", f / 1e9
-    printf "stashwell-cli scan:      %.3f s  (ratio %.2f)\n", s / 1e9, s / f
-    printf "stashwell-cli scan --json: %.3f s  (ratio %.2f)\n", j / 1e9, j / f
-}'
+compare_scan_with "find" find "$tree" -type f \( -iname '*.gguf' -o -iname '*.bin' -o -iname '*.safetensors' \) -printf '%s %T@ %p\n'
