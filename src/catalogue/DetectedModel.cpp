@@ -18,6 +18,14 @@ DetectedModel DetectedModel::create(const QString &displayName, const SourceTool
     return model;
 }
 
+void DetectedModel::offerPrimaryFile(const QString &path, qint64 size)
+{
+    if (size > primaryFileSize) {
+        primaryFile = path;
+        primaryFileSize = size;
+    }
+}
+
 QString DetectedModel::leftoverDescription() const
 {
     switch (leftover) {

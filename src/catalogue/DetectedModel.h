@@ -23,9 +23,12 @@ struct DetectedModel
     QString displayName;
     SourceTool sourceTool;
     QStringList filePaths; // absolute paths; for Ollama the manifest first, then its blobs
-    // The file verification compares when it is not the largest of filePaths: a
-    // Hugging Face repository moves as one folder, but its largest blob is the model.
-    QString hashedFile;
+    // The file that stands for the model's content: its largest regular file (an Ollama
+    // model's weights blob, a Hugging Face repository's largest blob, the biggest part of
+    // a multi-file model). Duplicates are compared by it and what the model is, is read
+    // from it. Scanners set it from the sizes they already read; empty when none is known.
+    QString primaryFile;
+    qint64 primaryFileSize = -1;
     qint64 sizeBytes = 0;
     QDateTime lastModified;
     bool isOrphaned = false;
@@ -39,6 +42,9 @@ struct DetectedModel
     LeftoverKind leftover = LeftoverKind::none;
 
     bool isLeftover() const { return leftover != LeftoverKind::none; }
+    // Makes the file the primary one when it is larger than the current one; ties keep
+    // the file offered first.
+    void offerPrimaryFile(const QString &path, qint64 size);
     // "Unfinished download", "Blob no model uses", or empty for a model.
     QString leftoverDescription() const;
     // An unfinished download written to within the hour before `now` may still be going on.

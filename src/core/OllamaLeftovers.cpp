@@ -33,7 +33,8 @@ std::optional<QByteArray> downloadOf(QByteArrayView name)
 // A leftover takes the space its files take on disk: a partial download is sparse.
 void addFile(DetectedModel &entry, const DirectoryWalker::Entry &file)
 {
-    ScanRoutines::addWalkedFile(entry, file, file.attributes().allocated);
+    const FileAttributes attributes = file.attributes();
+    ScanRoutines::addWalkedFile(entry, file, attributes, attributes.allocated);
 }
 
 QList<DetectedModel> inFolder(const BlobLedger::SharedFolder &folder)

@@ -1,6 +1,6 @@
 #include "duplicates/DigestCacheFile.h"
 
-#include "duplicates/RegularFile.h"
+#include "files/RegularFile.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -130,8 +130,8 @@ std::variant<QStringList, DuplicateHashError> DuplicateDetector::primaryFiles(co
     for (const DetectedModel &member : members) {
         if (member.filePaths.isEmpty())
             return DuplicateHashError::missingPrimaryFile();
-        if (!member.hashedFile.isEmpty()) {
-            primaries.append(member.hashedFile);
+        if (!member.primaryFile.isEmpty()) {
+            primaries.append(member.primaryFile);
             continue;
         }
         QString largest = member.filePaths.first();

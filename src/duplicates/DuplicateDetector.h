@@ -69,8 +69,8 @@ public:
     // Why a group whose members name one and the same file on disk is not verified.
     static QString sameFileReason();
 
-    // One file per member, in member order: its hashedFile when set, else its largest
-    // file by size on disk (ties keep the earlier; a size that cannot be read counts as 0).
+    // One file per member, in member order: its primaryFile when the scan set it, else its
+    // largest file by size on disk (ties keep the earlier; a size that cannot be read counts as 0).
     static std::variant<QStringList, DuplicateHashError> primaryFiles(const QList<DetectedModel> &members);
 
     // The file's digest from the cache when the file is unchanged, else hashed now and

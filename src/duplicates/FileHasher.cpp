@@ -1,6 +1,6 @@
 #include "duplicates/FileHasher.h"
 
-#include "duplicates/RegularFile.h"
+#include "files/RegularFile.h"
 
 #include <openssl/evp.h>
 
@@ -101,8 +101,8 @@ DigestResult digestOf(const QString &path, const std::atomic<bool> *cancelled, c
                       FeedParts feedParts)
 {
     auto opened = RegularFile::open(path);
-    if (auto *error = std::get_if<DuplicateHashError>(&opened))
-        return *error;
+    if (const auto *reason = std::get_if<QString>(&opened))
+        return DuplicateHashError::unreadable(path, *reason);
     const RegularFile &file = std::get<RegularFile>(opened);
     Sha256Reader reader(file, cancelled, progress);
     std::optional<QString> failure = reader.start();
@@ -121,16 +121,6 @@ DigestResult digestOf(const QString &path, const std::atomic<bool> *cancelled, c
 QString FileHasher::cancelledReason()
 {
     return QStringLiteral("Verification was cancelled.");
-}
-
-QString FileHasher::notRegularFileReason()
-{
-    return QStringLiteral("Not a regular file, so it cannot be verified.");
-}
-
-QString FileHasher::symbolicLinkReason()
-{
-    return QStringLiteral("Is a symbolic link, which is not followed, so it cannot be verified.");
 }
 
 DigestResult FileHasher::hashFile(const QString &path, const std::atomic<bool> *cancelled, const Progress &progress)

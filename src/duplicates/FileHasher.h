@@ -38,6 +38,4 @@ public:
     static DigestResult sampleDigest(const QString &path, const std::atomic<bool> *cancelled = nullptr);
 
     static QString cancelledReason();
-    static QString notRegularFileReason();
-    static QString symbolicLinkReason();
 };

@@ -47,7 +47,7 @@ QList<DetectedModel> repositoryModels(const QString &repository, const QString &
     if (largest.isEmpty())
         return downloads.leftovers();
     DetectedModel model = DetectedModel::create(name, SourceTool::Kind::huggingFace, {repository}, total, latest);
-    model.hashedFile = largest;
+    model.offerPrimaryFile(largest, largestSize);
     return QList<DetectedModel>{model} + downloads.leftovers();
 }
 } // namespace

@@ -61,14 +61,22 @@ QList<DetectedModel> OllamaScanner::scanStore(const OllamaStore &store)
         const std::optional<OllamaManifest> manifest = OllamaManifest::read(*path);
         if (!manifest)
             return;
-        QStringList files{*path};
+        DetectedModel model = DetectedModel::create(*name, SourceTool::Kind::ollama, {*path},
+                                                    manifest->manifestSize(), entry.attributes().modified);
         for (const QString &digest : manifest->allDigests()) {
             const std::optional<QString> blobName = OllamaManifest::blobFileName(digest);
-            if (blobName && QFileInfo::exists(blobs + *blobName))
-                files.append(blobs + *blobName);
+            if (!blobName)
+                continue;
+            const QString blobPath = blobs + *blobName;
+            const QFileInfo blob(blobPath);
+            if (!blob.exists())
+                continue;
+            model.filePaths.append(blobPath);
+            // The weights are the largest blob; a link in a blob's place is never read.
+            if (blob.isFile() && !blob.isSymLink())
+                model.offerPrimaryFile(blobPath, blob.size());
         }
-        models.append(DetectedModel::create(*name, SourceTool::Kind::ollama, files, manifest->manifestSize(),
-                                            entry.attributes().modified));
+        models.append(model);
     });
     return models;
 }

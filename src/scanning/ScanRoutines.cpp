@@ -57,7 +57,8 @@ bool addSidecar(const DirectoryWalker::Entry &entry, const QList<QByteArray> &su
         const auto found = modelOfFile.constFind(native.first(native.size() - suffix.size()));
         if (found == modelOfFile.constEnd())
             continue;
-        addWalkedFile(models[*found], entry, entry.attributes().size);
+        const FileAttributes attributes = entry.attributes();
+        addWalkedFile(models[*found], entry, attributes, attributes.size);
         return true;
     }
     return false;
@@ -102,7 +103,9 @@ QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &exte
         const QString name = withoutExtension(QFileInfo(*path).fileName());
         if (!sidecars.isEmpty())
             modelOfFile.insert(entry.nativePath(), models.size());
-        models.append(DetectedModel::create(name, source, {*path}, attributes.size, attributes.modified));
+        DetectedModel model = DetectedModel::create(name, source, {*path}, attributes.size, attributes.modified);
+        model.offerPrimaryFile(*path, attributes.size);
+        models.append(model);
     });
     return models + downloads.leftovers();
 }
@@ -132,45 +135,23 @@ QList<DetectedModel> scanModelTree(const QString &root, const SourceTool &source
 
 std::optional<DetectedModel> makeDirectoryModel(const QString &directory, const SourceTool &source)
 {
-    QDateTime latest = distantPast();
-    qint64 total = 0;
-    QStringList files;
-    QString problem;
+    DetectedModel model = DetectedModel::create(QFileInfo(directory).fileName(), source, {}, 0, distantPast());
     const bool walked = DirectoryWalker::walk(directory, [&](const DirectoryWalker::Entry &entry) {
         if (entry.type() != DirectoryWalker::EntryType::regular)
             return;
         const FileAttributes attributes = entry.attributes();
-        total = addSizes(total, attributes.size);
-        if (attributes.modified > latest)
-            latest = attributes.modified;
-        if (const std::optional<QString> path = entry.path())
-            files.append(*path);
-        else if (problem.isEmpty())
-            problem = unrepresentableNameProblem(entry.nativePath()); // moving the rest would split the model
+        addWalkedFile(model, entry, attributes, attributes.size);
     });
-    if (!walked || (files.isEmpty() && problem.isEmpty()))
+    if (!walked || (model.filePaths.isEmpty() && model.problem.isEmpty()))
         return std::nullopt;
-    DetectedModel model = DetectedModel::create(QFileInfo(directory).fileName(), source, files, total, latest);
-    model.problem = problem;
     return model;
 }
-
-namespace {
-struct FolderFiles
-{
-    QString folder;
-    QStringList files;
-    qint64 size = 0;
-    QDateTime latest;
-    QString problem;
-};
-} // namespace
 
 QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceTool &source,
                                               const UnfinishedDownloadNames &unfinished)
 {
     UnfinishedDownloads downloads(unfinished, source);
-    QList<FolderFiles> folders;
+    QList<DetectedModel> models; // one per folder, in the order the walk first meets them
     QHash<QByteArray, qsizetype> folderIndex;
     QByteArray rootPath = QFile::encodeName(root);
     while (rootPath.size() > 1 && rootPath.endsWith('/'))
@@ -185,41 +166,33 @@ QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceT
             return;
         auto found = folderIndex.constFind(entry.folderNativePath());
         if (found == folderIndex.constEnd()) {
-            found = folderIndex.insert(entry.folderNativePath(), folders.size());
-            folders.append({QString::fromUtf8(entry.folderNativePath()), {}, 0, distantPast(), {}});
-            if (QFile::encodeName(folders.last().folder) != entry.folderNativePath())
-                folders.last().problem = unrepresentableNameProblem(entry.folderNativePath());
+            found = folderIndex.insert(entry.folderNativePath(), models.size());
+            const QString folder = QString::fromUtf8(entry.folderNativePath());
+            models.append(DetectedModel::create(QFileInfo(folder).fileName(), source, {}, 0, distantPast()));
+            if (QFile::encodeName(folder) != entry.folderNativePath())
+                models.last().problem = unrepresentableNameProblem(entry.folderNativePath());
         }
-        FolderFiles &folder = folders[*found];
-        if (const std::optional<QString> path = entry.path())
-            folder.files.append(*path);
-        else if (folder.problem.isEmpty())
-            folder.problem = unrepresentableNameProblem(entry.nativePath()); // moving the rest would split the model
         // Size and date come from the same single request.
         const FileAttributes attributes = entry.attributes();
-        folder.size = addSizes(folder.size, attributes.size);
-        if (attributes.modified > folder.latest)
-            folder.latest = attributes.modified;
+        addWalkedFile(models[*found], entry, attributes, attributes.size);
     });
-
-    QList<DetectedModel> models;
-    for (const FolderFiles &folder : folders) {
-        DetectedModel model = DetectedModel::create(QFileInfo(folder.folder).fileName(), source,
-                                                    folder.files, folder.size, folder.latest);
-        model.problem = folder.problem;
-        models.append(model);
-    }
     return models + downloads.leftovers();
 }
 
-void addWalkedFile(DetectedModel &model, const DirectoryWalker::Entry &file, qint64 bytes)
+void addWalkedFile(DetectedModel &model, const DirectoryWalker::Entry &file, const FileAttributes &attributes,
+                   qint64 bytes)
 {
     model.sizeBytes = addSizes(model.sizeBytes, bytes);
-    model.lastModified = std::max(model.lastModified, file.attributes().modified);
-    if (const std::optional<QString> path = file.path())
-        model.filePaths.append(*path);
-    else if (model.problem.isEmpty())
-        model.problem = unrepresentableNameProblem(file.nativePath());
+    model.lastModified = std::max(model.lastModified, attributes.modified);
+    const std::optional<QString> path = file.path();
+    if (!path) {
+        if (model.problem.isEmpty())
+            model.problem = unrepresentableNameProblem(file.nativePath()); // moving the rest would split the model
+        return;
+    }
+    model.filePaths.append(*path);
+    if (file.type() == DirectoryWalker::EntryType::regular)
+        model.offerPrimaryFile(*path, attributes.size);
 }
 
 QStringList distinctRoots(const QStringList &roots)

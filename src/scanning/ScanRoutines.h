@@ -42,9 +42,11 @@ std::optional<DetectedModel> makeDirectoryModel(const QString &directory, const 
 QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceTool &source,
                                               const UnfinishedDownloadNames &unfinished = {});
 
-// Adds a walked file to model: bytes to its size, its date when later, its path. A file
-// whose name is not text makes the whole model unmovable, as moving the rest would split it.
-void addWalkedFile(DetectedModel &model, const DirectoryWalker::Entry &file, qint64 bytes);
+// Adds a walked file to model: bytes to its size, its date when later, its path, and a
+// regular file as the primary one when it is the largest so far. A file whose name is not
+// text makes the whole model unmovable, as moving the rest would split it.
+void addWalkedFile(DetectedModel &model, const DirectoryWalker::Entry &file, const FileAttributes &attributes,
+                   qint64 bytes);
 
 // Roots that lead to the same real folder are walked once: keeps the first of each.
 QStringList distinctRoots(const QStringList &roots);

@@ -51,5 +51,6 @@ void UnfinishedDownloads::add(const DirectoryWalker::Entry &entry, const QByteAr
         leftover.leftover = LeftoverKind::partialDownload;
         m_leftovers.append(leftover);
     }
-    ScanRoutines::addWalkedFile(m_leftovers[*found], entry, entry.attributes().allocated);
+    const FileAttributes attributes = entry.attributes();
+    ScanRoutines::addWalkedFile(m_leftovers[*found], entry, attributes, attributes.allocated);
 }

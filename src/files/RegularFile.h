@@ -1,18 +1,17 @@
 #pragma once
 
-#include "duplicates/DuplicateHashError.h"
-
 #include <QString>
 #include <variant>
 
-// A regular file opened for reading, closed when this goes. Everything that
-// verification reads (whole files, samples, the digest cache) is opened here, so
-// the same rules hold everywhere: a FIFO, socket or device is never opened (reading
-// it could block forever or never end), and a symbolic link is not followed.
+// A regular file opened for reading, closed when this goes. Everything Stashwell reads
+// of a model file (whole files, samples, headers) and its own digest cache is opened
+// here, so the same rules hold everywhere: a FIFO, socket or device is never opened
+// (reading it could block forever or never end), and a symbolic link is not followed.
 class RegularFile
 {
 public:
-    static std::variant<RegularFile, DuplicateHashError> open(const QString &path);
+    // The open file, or the reason it was not opened, as shown to the user.
+    static std::variant<RegularFile, QString> open(const QString &path);
 
     RegularFile(RegularFile &&other) noexcept;
     RegularFile &operator=(RegularFile &&) = delete;
@@ -24,6 +23,8 @@ public:
 
     // The C library's text for an errno value (strerror_r, in the process's locale).
     static QString systemReason(int error);
+    static QString notRegularFileReason();
+    static QString symbolicLinkReason();
 
 private:
     RegularFile(int descriptor, qint64 size) : m_descriptor(descriptor), m_size(size) {}

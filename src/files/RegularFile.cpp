@@ -1,6 +1,4 @@
-#include "duplicates/RegularFile.h"
-
-#include "duplicates/FileHasher.h"
+#include "files/RegularFile.h"
 
 #include <QFile>
 
@@ -17,31 +15,41 @@ QString RegularFile::systemReason(int error)
     return QString::fromLocal8Bit(::strerror_r(error, buffer, sizeof buffer));
 }
 
-std::variant<RegularFile, DuplicateHashError> RegularFile::open(const QString &path)
+QString RegularFile::notRegularFileReason()
+{
+    return QStringLiteral("Not a regular file, so it cannot be verified.");
+}
+
+QString RegularFile::symbolicLinkReason()
+{
+    return QStringLiteral("Is a symbolic link, which is not followed, so it cannot be verified.");
+}
+
+std::variant<RegularFile, QString> RegularFile::open(const QString &path)
 {
     const QByteArray nativePath = QFile::encodeName(path);
 
     // Look before opening: opening a FIFO for reading would wait for a writer.
     struct stat info {};
     if (::lstat(nativePath.constData(), &info) != 0)
-        return DuplicateHashError::unreadable(path, systemReason(errno));
+        return systemReason(errno);
     if (S_ISLNK(info.st_mode))
-        return DuplicateHashError::unreadable(path, FileHasher::symbolicLinkReason());
+        return symbolicLinkReason();
     if (!S_ISREG(info.st_mode))
-        return DuplicateHashError::unreadable(path, FileHasher::notRegularFileReason());
+        return notRegularFileReason();
 
     // The entry may be swapped between the look and the open: O_NONBLOCK keeps a FIFO
     // from blocking the open, O_NOFOLLOW refuses a link, and fstat checks what was opened.
     const int descriptor = ::open(nativePath.constData(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
     if (descriptor < 0) {
         const int error = errno;
-        return DuplicateHashError::unreadable(path, error == ELOOP ? FileHasher::symbolicLinkReason() : systemReason(error));
+        return error == ELOOP ? symbolicLinkReason() : systemReason(error);
     }
     RegularFile file(descriptor, 0);
     if (::fstat(descriptor, &info) != 0)
-        return DuplicateHashError::unreadable(path, systemReason(errno));
+        return systemReason(errno);
     if (!S_ISREG(info.st_mode))
-        return DuplicateHashError::unreadable(path, FileHasher::notRegularFileReason());
+        return notRegularFileReason();
     file.m_size = qint64(info.st_size);
     // A regular file is safe to read blocking; some network and FUSE file systems
     // would otherwise answer EAGAIN.
