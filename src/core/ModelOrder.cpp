@@ -1,0 +1,58 @@
+#include "core/ModelOrder.h"
+
+#include "core/ModelSections.h"
+
+namespace {
+const QList<std::pair<ModelOrder::Key, QString>> &keys()
+{
+    static const QList<std::pair<ModelOrder::Key, QString>> table{
+        {ModelOrder::Key::size, QStringLiteral("size")},
+        {ModelOrder::Key::name, QStringLiteral("name")},
+        {ModelOrder::Key::date, QStringLiteral("date")},
+        {ModelOrder::Key::source, QStringLiteral("source")},
+    };
+    return table;
+}
+} // namespace
+
+ModelOrder::ModelOrder(Key key) : m_key(key), m_names(ModelSection::nameCollator())
+{
+}
+
+bool ModelOrder::operator()(const DetectedModel &a, const DetectedModel &b) const
+{
+    switch (m_key) {
+    case Key::window: return false;
+    case Key::size: return a.sizeBytes > b.sizeBytes;
+    case Key::name: return m_names.compare(a.displayName, b.displayName) < 0;
+    case Key::date: return a.lastModified > b.lastModified;
+    case Key::source: return ModelSection::sourceComesBefore(a.sourceTool, b.sourceTool, m_names);
+    }
+    return false;
+}
+
+std::optional<ModelOrder::Key> ModelOrder::fromKey(const QString &text)
+{
+    for (const auto &[key, name] : keys()) {
+        if (text.compare(name, Qt::CaseInsensitive) == 0)
+            return key;
+    }
+    return std::nullopt;
+}
+
+QString ModelOrder::key(Key key)
+{
+    for (const auto &[candidate, name] : keys()) {
+        if (candidate == key)
+            return name;
+    }
+    return QStringLiteral("window");
+}
+
+QStringList ModelOrder::acceptedKeys()
+{
+    QStringList names;
+    for (const auto &entry : keys())
+        names << entry.second;
+    return names;
+}

@@ -1,0 +1,101 @@
+#include "core/ModelSelection.h"
+
+#include "core/ModelSections.h"
+
+#include <algorithm>
+
+namespace {
+const QList<std::pair<ModelSelection::Kind, QString>> &kindKeys()
+{
+    static const QList<std::pair<ModelSelection::Kind, QString>> table{
+        {ModelSelection::Kind::orphans, QStringLiteral("orphans")},
+        {ModelSelection::Kind::leftovers, QStringLiteral("leftovers")},
+        {ModelSelection::Kind::duplicates, QStringLiteral("duplicates")},
+        {ModelSelection::Kind::models, QStringLiteral("models")},
+    };
+    return table;
+}
+} // namespace
+
+bool ModelSelection::isKind(Kind kind, const DetectedModel &model)
+{
+    switch (kind) {
+    case Kind::orphans: return model.isOrphaned;
+    case Kind::leftovers: return model.isLeftover();
+    case Kind::duplicates: return model.duplicateGroup.has_value();
+    case Kind::models: return !model.isLeftover();
+    }
+    return false;
+}
+
+bool ModelSelection::matches(const DetectedModel &model, const QDateTime &now) const
+{
+    if (!kinds.isEmpty() && std::none_of(kinds.begin(), kinds.end(), [&](Kind kind) { return isKind(kind, model); }))
+        return false;
+    if (!sources.isEmpty() && !sources.contains(model.sourceTool.kind()))
+        return false;
+    if ((largerThan && model.sizeBytes <= *largerThan) || (smallerThan && model.sizeBytes >= *smallerThan))
+        return false;
+    if (olderThan || newerThan) {
+        if (isDistantPast(model.lastModified))
+            return false;
+        const qint64 age = model.lastModified.secsTo(now);
+        if ((olderThan && age <= *olderThan) || (newerThan && age >= *newerThan))
+            return false;
+    }
+    return true;
+}
+
+QList<qsizetype> ModelSelection::select(const QList<DetectedModel> &models, const QDateTime &now) const
+{
+    QList<qsizetype> rows;
+    for (const ModelSection &section : ModelSection::build(models)) {
+        for (const qsizetype row : section.modelRows) {
+            if (matches(models[row], now))
+                rows.append(row);
+        }
+    }
+    if (order == ModelOrder::Key::window) {
+        if (reversed)
+            std::reverse(rows.begin(), rows.end());
+    } else {
+        const ModelOrder comesBefore(order);
+        std::stable_sort(rows.begin(), rows.end(), [&](qsizetype a, qsizetype b) {
+            return reversed ? comesBefore(models[b], models[a]) : comesBefore(models[a], models[b]);
+        });
+    }
+    if (limit && rows.size() > *limit)
+        rows.resize(*limit);
+    return rows;
+}
+
+bool ModelSelection::isNarrowed() const
+{
+    return !kinds.isEmpty() || !sources.isEmpty() || largerThan || smallerThan || olderThan || newerThan || limit;
+}
+
+std::optional<ModelSelection::Kind> ModelSelection::kindFromKey(const QString &text)
+{
+    for (const auto &[kind, name] : kindKeys()) {
+        if (text.compare(name, Qt::CaseInsensitive) == 0)
+            return kind;
+    }
+    return std::nullopt;
+}
+
+QString ModelSelection::key(Kind kind)
+{
+    for (const auto &[candidate, name] : kindKeys()) {
+        if (candidate == kind)
+            return name;
+    }
+    return {};
+}
+
+QStringList ModelSelection::acceptedKinds()
+{
+    QStringList names;
+    for (const auto &entry : kindKeys())
+        names << entry.second;
+    return names;
+}
