@@ -1,11 +1,12 @@
 #include "core/ModelOrder.h"
 
+#include "core/KeyTable.h"
 #include "core/ModelSections.h"
 
 namespace {
-const QList<std::pair<ModelOrder::Key, QString>> &keys()
+const KeyTable<ModelOrder::Key> &keys()
 {
-    static const QList<std::pair<ModelOrder::Key, QString>> table{
+    static const KeyTable<ModelOrder::Key> table{
         {ModelOrder::Key::size, QStringLiteral("size")},
         {ModelOrder::Key::name, QStringLiteral("name")},
         {ModelOrder::Key::date, QStringLiteral("date")},
@@ -33,26 +34,15 @@ bool ModelOrder::operator()(const DetectedModel &a, const DetectedModel &b) cons
 
 std::optional<ModelOrder::Key> ModelOrder::fromKey(const QString &text)
 {
-    for (const auto &[key, name] : keys()) {
-        if (text.compare(name, Qt::CaseInsensitive) == 0)
-            return key;
-    }
-    return std::nullopt;
+    return keys().find(text);
 }
 
 QString ModelOrder::key(Key key)
 {
-    for (const auto &[candidate, name] : keys()) {
-        if (candidate == key)
-            return name;
-    }
-    return QStringLiteral("window");
+    return key == Key::window ? QStringLiteral("window") : keys().name(key);
 }
 
 QStringList ModelOrder::acceptedKeys()
 {
-    QStringList names;
-    for (const auto &entry : keys())
-        names << entry.second;
-    return names;
+    return keys().names();
 }

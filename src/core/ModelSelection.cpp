@@ -1,13 +1,14 @@
 #include "core/ModelSelection.h"
 
+#include "core/KeyTable.h"
 #include "core/ModelSections.h"
 
 #include <algorithm>
 
 namespace {
-const QList<std::pair<ModelSelection::Kind, QString>> &kindKeys()
+const KeyTable<ModelSelection::Kind> &kindKeys()
 {
-    static const QList<std::pair<ModelSelection::Kind, QString>> table{
+    static const KeyTable<ModelSelection::Kind> table{
         {ModelSelection::Kind::orphans, QStringLiteral("orphans")},
         {ModelSelection::Kind::leftovers, QStringLiteral("leftovers")},
         {ModelSelection::Kind::duplicates, QStringLiteral("duplicates")},
@@ -76,26 +77,15 @@ bool ModelSelection::isNarrowed() const
 
 std::optional<ModelSelection::Kind> ModelSelection::kindFromKey(const QString &text)
 {
-    for (const auto &[kind, name] : kindKeys()) {
-        if (text.compare(name, Qt::CaseInsensitive) == 0)
-            return kind;
-    }
-    return std::nullopt;
+    return kindKeys().find(text);
 }
 
 QString ModelSelection::key(Kind kind)
 {
-    for (const auto &[candidate, name] : kindKeys()) {
-        if (candidate == kind)
-            return name;
-    }
-    return {};
+    return kindKeys().name(kind);
 }
 
 QStringList ModelSelection::acceptedKinds()
 {
-    QStringList names;
-    for (const auto &entry : kindKeys())
-        names << entry.second;
-    return names;
+    return kindKeys().names();
 }
