@@ -39,45 +39,23 @@ class TestModelSelection : public QObject
         return models;
     }
 
-    QStringList names(const QList<DetectedModel> &models, const QList<qsizetype> &rows) const
-    {
-        QStringList shown;
-        for (const qsizetype row : rows)
-            shown << models[row].displayName;
-        return shown;
-    }
-
 private slots:
     void valuesAreReadExactlyOrRefused()
     {
         const std::optional<qint64> refused;
         const QList<std::tuple<QString, std::optional<qint64>, std::optional<qint64>>> rows{
             // text, as a size, as an age
-            {u"4096"_s, 4096, refused},
-            {u"500MB"_s, 500'000'000, refused},
-            {u"2gb"_s, 2'000'000'000, refused},
-            {u"2G"_s, 2'000'000'000, refused},
-            {u" 1.5 GiB "_s, 1'610'612'736, refused},
-            {u"7KiB"_s, 7168, refused},
-            {u"0.0001KB"_s, 0, refused},
-            {u"9223372036854775807"_s, std::numeric_limits<qint64>::max(), refused},
-            {u"9223372036854775808"_s, refused, refused},
-            {u"10000000TB"_s, refused, refused},
+            {u"4096"_s, 4096, refused}, {u"500MB"_s, 500'000'000, refused}, {u"2gb"_s, 2'000'000'000, refused},
+            {u"2G"_s, 2'000'000'000, refused}, {u" 1.5 GiB "_s, 1'610'612'736, refused}, {u"7KiB"_s, 7168, refused},
+            {u"0.0001KB"_s, 0, refused}, {u"9223372036854775807"_s, std::numeric_limits<qint64>::max(), refused},
+            {u"9223372036854775808"_s, refused, refused}, {u"10000000TB"_s, refused, refused},
             {u"1.5"_s, refused, refused}, // no fraction of a byte
-            {u"5XB"_s, refused, refused},
-            {u"-1GB"_s, refused, refused},
-            {u"1e9"_s, refused, refused},
-            {u""_s, refused, refused},
-            {u"90d"_s, refused, 90 * 86400},
-            {u"12h"_s, refused, 12 * 3600},
-            {u"2w"_s, refused, 14 * 86400},
+            {u"5XB"_s, refused, refused}, {u"-1GB"_s, refused, refused}, {u"1e9"_s, refused, refused}, {u""_s, refused, refused},
+            {u"90d"_s, refused, 90 * 86400}, {u"12h"_s, refused, 12 * 3600}, {u"2w"_s, refused, 14 * 86400},
             {u"30m"_s, 30'000'000, 1800}, // a size in megabytes, an age in minutes
-            {u"45s"_s, refused, 45},
-            {u"1.5d"_s, refused, 129'600},
+            {u"45s"_s, refused, 45}, {u"1.5d"_s, refused, 129'600}, {u"90"_s, 90, refused},
             {u"6M"_s, 6'000'000, refused}, // never six minutes when months were meant
-            {u"90D"_s, refused, refused},
-            {u"90"_s, 90, refused},
-            {u"yesterday"_s, refused, refused},
+            {u"90D"_s, refused, refused}, {u"yesterday"_s, refused, refused},
         };
         for (const auto &[text, size, age] : rows) {
             QVERIFY2(FilterValues::parseSize(text) == size, qPrintable(text));
@@ -85,54 +63,42 @@ private slots:
         }
     }
 
-    void filtersNarrowAndOrdersArrange_data()
+    void filtersNarrowAndOrdersArrange()
     {
-        QTest::addColumn<ModelSelection>("selection");
-        QTest::addColumn<QStringList>("expected");
-        const auto with = [](auto change) {
+        const auto pick = [](auto change) {
             ModelSelection selection;
             change(selection);
             return selection;
         };
-        QTest::newRow("the window's order") << ModelSelection() << QStringList{u"beta"_s, u"partial"_s, u"alpha"_s, u"Model-9"_s, u"model-10"_s, u"gamma"_s};
-        QTest::newRow("orphans and leftovers")
-            << with([](ModelSelection &s) { s.kinds = {Kind::leftovers, Kind::orphans}; }) << QStringList{u"beta"_s, u"partial"_s};
-        QTest::newRow("models, orphans included") << with([](ModelSelection &s) { s.kinds = {Kind::models}; })
-                                                  << QStringList{u"beta"_s, u"alpha"_s, u"Model-9"_s, u"model-10"_s, u"gamma"_s};
-        QTest::newRow("duplicates") << with([](ModelSelection &s) { s.kinds = {Kind::duplicates}; }) << QStringList{u"alpha"_s, u"model-10"_s};
-        QTest::newRow("larger than, strictly") << with([](ModelSelection &s) { s.largerThan = 299; })
-                                               << QStringList{u"alpha"_s, u"model-10"_s, u"gamma"_s};
-        QTest::newRow("smaller than, strictly") << with([](ModelSelection &s) { s.smallerThan = 300; })
-                                                << QStringList{u"beta"_s, u"partial"_s, u"Model-9"_s};
-        // Exactly seven days old is neither; a date that could not be read is never picked by age.
-        QTest::newRow("older than") << with([](ModelSelection &s) { s.olderThan = 7 * 86400; }) << QStringList{u"partial"_s, u"alpha"_s};
-        QTest::newRow("newer than") << with([](ModelSelection &s) { s.newerThan = 7 * 86400; }) << QStringList{u"beta"_s, u"gamma"_s};
-        QTest::newRow("sources") << with([](ModelSelection &s) { s.sources = {SourceTool::Kind::custom, SourceTool::Kind::jan}; })
-                                 << QStringList{u"Model-9"_s, u"model-10"_s, u"gamma"_s};
-        // Ties keep the window's order, forwards and reversed.
-        QTest::newRow("size") << with([](ModelSelection &s) { s.order = Key::size; })
-                              << QStringList{u"gamma"_s, u"alpha"_s, u"model-10"_s, u"Model-9"_s, u"partial"_s, u"beta"_s};
-        QTest::newRow("size reversed") << with([](ModelSelection &s) { s.order = Key::size; s.reversed = true; })
-                                       << QStringList{u"beta"_s, u"partial"_s, u"Model-9"_s, u"alpha"_s, u"model-10"_s, u"gamma"_s};
-        QTest::newRow("name, any case, numbers by value") << with([](ModelSelection &s) { s.order = Key::name; })
-                                                          << QStringList{u"alpha"_s, u"beta"_s, u"gamma"_s, u"Model-9"_s, u"model-10"_s, u"partial"_s};
-        QTest::newRow("date, unknown last") << with([](ModelSelection &s) { s.order = Key::date; })
-                                            << QStringList{u"gamma"_s, u"beta"_s, u"model-10"_s, u"partial"_s, u"alpha"_s, u"Model-9"_s};
-        QTest::newRow("source") << with([](ModelSelection &s) { s.order = Key::source; })
-                                << QStringList{u"partial"_s, u"alpha"_s, u"beta"_s, u"Model-9"_s, u"model-10"_s, u"gamma"_s};
-        QTest::newRow("the window's order reversed") << with([](ModelSelection &s) { s.reversed = true; })
-                                                     << QStringList{u"gamma"_s, u"model-10"_s, u"Model-9"_s, u"alpha"_s, u"partial"_s, u"beta"_s};
-        QTest::newRow("filters, then order, then limit")
-            << with([](ModelSelection &s) { s.kinds = {Kind::models}; s.largerThan = 100; s.order = Key::date; s.limit = 2; })
-            << QStringList{u"gamma"_s, u"model-10"_s};
-    }
-
-    void filtersNarrowAndOrdersArrange()
-    {
-        QFETCH(ModelSelection, selection);
-        QFETCH(QStringList, expected);
+        static constexpr qint64 week = 7 * 86400;
+        const QList<std::pair<ModelSelection, QString>> rows{
+            {ModelSelection(), u"beta partial alpha Model-9 model-10 gamma"_s}, // the window's order
+            {pick([](ModelSelection &s) { s.kinds = {Kind::leftovers, Kind::orphans}; }), u"beta partial"_s},
+            {pick([](ModelSelection &s) { s.kinds = {Kind::models}; }), u"beta alpha Model-9 model-10 gamma"_s},
+            {pick([](ModelSelection &s) { s.kinds = {Kind::duplicates}; }), u"alpha model-10"_s},
+            {pick([](ModelSelection &s) { s.largerThan = 299; }), u"alpha model-10 gamma"_s},
+            {pick([](ModelSelection &s) { s.smallerThan = 300; }), u"beta partial Model-9"_s},
+            // Exactly a week old is neither; a date that could not be read is never picked by age.
+            {pick([](ModelSelection &s) { s.olderThan = week; }), u"partial alpha"_s},
+            {pick([](ModelSelection &s) { s.newerThan = week; }), u"beta gamma"_s},
+            {pick([](ModelSelection &s) { s.sources = {SourceTool::Kind::custom, SourceTool::Kind::jan}; }), u"Model-9 model-10 gamma"_s},
+            // Ties keep the window's order, forwards and reversed.
+            {pick([](ModelSelection &s) { s.order = Key::size; }), u"gamma alpha model-10 Model-9 partial beta"_s},
+            {pick([](ModelSelection &s) { s.order = Key::size, s.reversed = true; }), u"beta partial Model-9 alpha model-10 gamma"_s},
+            {pick([](ModelSelection &s) { s.order = Key::name; }), u"alpha beta gamma Model-9 model-10 partial"_s},
+            {pick([](ModelSelection &s) { s.order = Key::date; }), u"gamma beta model-10 partial alpha Model-9"_s},
+            {pick([](ModelSelection &s) { s.order = Key::source; }), u"partial alpha beta Model-9 model-10 gamma"_s},
+            {pick([](ModelSelection &s) { s.reversed = true; }), u"gamma model-10 Model-9 alpha partial beta"_s},
+            {pick([](ModelSelection &s) { s.kinds = {Kind::models}, s.largerThan = 100, s.order = Key::date, s.limit = 2; }),
+             u"gamma model-10"_s}, // filters, then the order, then the limit
+        };
         const QList<DetectedModel> models = scan();
-        QCOMPARE(names(models, selection.select(models, now)), expected);
+        for (const auto &[selection, expected] : rows) {
+            QStringList shown;
+            for (const qsizetype row : selection.select(models, now))
+                shown << models[row].displayName;
+            QCOMPARE(shown.join(u' '), expected);
+        }
     }
 
     void totalsCountOnlyTheSelection()
