@@ -126,7 +126,6 @@ void CliCommands::print(const QList<DetectedModel> &models, const QStringList &u
                         const QDateTime &now)
 {
     const ModelSelection &selection = options.selectors.selection();
-    QList<qsizetype> rows = selection.select(models, now);
     ScanReport report;
     report.unreadableFolders = unreadableFolders;
     report.withPaths = options.withPaths;
@@ -135,10 +134,7 @@ void CliCommands::print(const QList<DetectedModel> &models, const QStringList &u
     report.filters = options.selectors.json();
     if (selection.isNarrowed())
         report.foundCount = models.size();
-    // Without an order asked for, the JSON keeps the scan's order, as it always has.
-    if (selection.order == ModelOrder::Key::window && !selection.reversed)
-        std::sort(rows.begin(), rows.end());
-    for (const qsizetype row : std::as_const(rows))
+    for (const qsizetype row : selection.select(models, now))
         report.models.append(models[row]);
     if (options.asJson)
         m_out << QJsonDocument(report.json()).toJson(QJsonDocument::Indented);

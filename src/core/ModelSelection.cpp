@@ -67,6 +67,10 @@ QList<qsizetype> ModelSelection::select(const QList<DetectedModel> &models, cons
     }
     if (limit && rows.size() > *limit)
         rows.resize(*limit);
+    // With no order asked for, what was picked keeps the list's own order: the window
+    // groups it into sections anyway, and scripts have always read the scan's order.
+    if (order == ModelOrder::Key::window && !reversed)
+        std::sort(rows.begin(), rows.end());
     return rows;
 }
 

@@ -32,7 +32,8 @@ public:
     // Whether the entry passes every filter (order and limit aside).
     bool matches(const DetectedModel &model, const QDateTime &now) const;
     // The indices of the selected entries: filtered, in the window's order (orphans,
-    // leftovers, then each source) or the one asked for, then cut to the limit.
+    // leftovers, then each source) or the one asked for, then cut to the limit. With no
+    // order asked for, the entries kept are returned in the list's own order.
     QList<qsizetype> select(const QList<DetectedModel> &models, const QDateTime &now) const;
     // True when a filter or the limit may leave entries out.
     bool isNarrowed() const;

@@ -23,7 +23,8 @@ class TestModelSelection : public QObject
         return DetectedModel::create(name, source, {u"/m/"_s + name}, size, date);
     }
 
-    // In the window's order: beta (orphan), partial (leftover), alpha (Ollama), Model-9 (Jan), model-10 and gamma (Mine).
+    // In the window's order: beta (orphan), partial (leftover), alpha (Ollama), Model-9 (Jan),
+    // model-10 and gamma (Mine).
     QList<DetectedModel> scan() const
     {
         constexpr qint64 day = 86400;
@@ -72,16 +73,17 @@ private slots:
         };
         static constexpr qint64 week = 7 * 86400;
         const QList<std::pair<ModelSelection, QString>> rows{
-            {ModelSelection(), u"beta partial alpha Model-9 model-10 gamma"_s}, // the window's order
+            {ModelSelection(), u"alpha beta partial model-10 Model-9 gamma"_s}, // no order asked: the list's own
+            {pick([](ModelSelection &s) { s.limit = 2; }), u"beta partial"_s}, // the first two in the window's order
             {pick([](ModelSelection &s) { s.kinds = {Kind::leftovers, Kind::orphans}; }), u"beta partial"_s},
-            {pick([](ModelSelection &s) { s.kinds = {Kind::models}; }), u"beta alpha Model-9 model-10 gamma"_s},
+            {pick([](ModelSelection &s) { s.kinds = {Kind::models}; }), u"alpha beta model-10 Model-9 gamma"_s},
             {pick([](ModelSelection &s) { s.kinds = {Kind::duplicates}; }), u"alpha model-10"_s},
             {pick([](ModelSelection &s) { s.largerThan = 299; }), u"alpha model-10 gamma"_s},
             {pick([](ModelSelection &s) { s.smallerThan = 300; }), u"beta partial Model-9"_s},
             // Exactly a week old is neither; a date that could not be read is never picked by age.
-            {pick([](ModelSelection &s) { s.olderThan = week; }), u"partial alpha"_s},
+            {pick([](ModelSelection &s) { s.olderThan = week; }), u"alpha partial"_s},
             {pick([](ModelSelection &s) { s.newerThan = week; }), u"beta gamma"_s},
-            {pick([](ModelSelection &s) { s.sources = {SourceTool::Kind::custom, SourceTool::Kind::jan}; }), u"Model-9 model-10 gamma"_s},
+            {pick([](ModelSelection &s) { s.sources = {SourceTool::Kind::custom, SourceTool::Kind::jan}; }), u"model-10 Model-9 gamma"_s},
             // Ties keep the window's order, forwards and reversed.
             {pick([](ModelSelection &s) { s.order = Key::size; }), u"gamma alpha model-10 Model-9 partial beta"_s},
             {pick([](ModelSelection &s) { s.order = Key::size, s.reversed = true; }), u"beta partial Model-9 alpha model-10 gamma"_s},
