@@ -113,7 +113,7 @@ QString ScanReport::text() const
                                                    ModelSummary::countText(models));
     out += QStringLiteral("Reclaimable: %1\n").arg(ByteCountFormatter::format(ModelSummary::reclaimableSize(models)));
     if (foundCount)
-        out += QStringLiteral("Filtered: %1 of the %2 entries found are shown; the totals count only these.\n")
+        out += QStringLiteral("Shown: %1 of %2 entries found; the totals count only these.\n")
                    .arg(models.size()).arg(*foundCount);
     return out;
 }

@@ -184,7 +184,7 @@ private slots:
         const QStringList text = QString::fromUtf8(cli(home, {u"scan"_s, u"--sort"_s, u"size"_s, u"--limit"_s, u"3"_s}).out).split(u'\n');
         QCOMPARE(text.first(), u"Largest first (3)  22 KB"_s);
         QVERIFY(text[1].startsWith(u"  llama3:latest  [Ollama]  10 KB  Modified "_s));
-        QVERIFY(text.contains(u"Filtered: 3 of the 8 entries found are shown; the totals count only these."_s));
+        QVERIFY(text.contains(u"Shown: 3 of 8 entries found; the totals count only these."_s));
 
         report = json({u"scan"_s, u"--only"_s, u"orphans"_s, u"--older-than"_s, u"7d"_s});
         QCOMPARE(report[u"names"_s].toArray().toVariantList(), QVariantList{u"sd_v1.5"_s});
