@@ -92,29 +92,17 @@ std::optional<CliCommands::ReportOptions> CliCommands::ReportOptions::parse(cons
             options.asJson = true;
         } else if (option == QLatin1String("--paths")) {
             options.withPaths = true;
-        } else if (option == QLatin1String("--source")) {
-            if (i + 1 >= arguments.size()) {
-                *error = QStringLiteral("--source needs a value");
-                return std::nullopt;
-            }
-            const QString value = arguments[++i];
-            const std::optional<SourceTool::Kind> kind = SourceArgument::parse(value);
-            if (!kind) {
-                *error = QStringLiteral("unknown source '%1'; use %2").arg(ScanReport::printable(value), SourceArgument::accepted());
-                return std::nullopt;
-            }
-            options.sources.append(*kind);
         } else {
-            *error = QStringLiteral("unknown option '%1'").arg(ScanReport::printable(option));
-            return std::nullopt;
+            const SelectionArguments::Read read = options.selectors.read(arguments, &i, error);
+            if (read == SelectionArguments::Read::failed)
+                return std::nullopt;
+            if (read == SelectionArguments::Read::notSelector) {
+                *error = QStringLiteral("unknown option '%1'").arg(ScanReport::printable(option));
+                return std::nullopt;
+            }
         }
     }
     return options;
-}
-
-bool CliCommands::ReportOptions::shows(const DetectedModel &model) const
-{
-    return sources.isEmpty() || sources.contains(model.sourceTool.kind());
 }
 
 int CliCommands::syntaxError(const QString &command, const QString &message)
@@ -134,12 +122,20 @@ int CliCommands::usageError(const QString &message)
     return exitUsage;
 }
 
-void CliCommands::print(const QList<DetectedModel> &models, const QStringList &unreadableFolders, const ReportOptions &options)
+void CliCommands::print(const QList<DetectedModel> &models, const QStringList &unreadableFolders, const ReportOptions &options,
+                        const QDateTime &now)
 {
-    QList<DetectedModel> shown;
-    std::copy_if(models.begin(), models.end(), std::back_inserter(shown),
-                 [&](const DetectedModel &model) { return options.shows(model); });
-    const ScanReport report{shown, unreadableFolders, options.withPaths};
+    const ModelSelection &selection = options.selectors.selection();
+    ScanReport report;
+    report.unreadableFolders = unreadableFolders;
+    report.withPaths = options.withPaths;
+    report.order = selection.order;
+    report.reversed = selection.reversed;
+    report.filters = options.selectors.json();
+    if (selection.isNarrowed())
+        report.foundCount = models.size();
+    for (const qsizetype row : selection.select(models, now))
+        report.models.append(models[row]);
     if (options.asJson)
         m_out << QJsonDocument(report.json()).toJson(QJsonDocument::Indented);
     else
@@ -149,7 +145,7 @@ void CliCommands::print(const QList<DetectedModel> &models, const QStringList &u
 int CliCommands::scan(const ReportOptions &options)
 {
     const ScanResult found = m_core.scan();
-    print(found.models, found.unreadableFolders, options);
+    print(found.models, found.unreadableFolders, options, QDateTime::currentDateTimeUtc());
     return exitSuccess;
 }
 
@@ -184,10 +180,14 @@ int CliCommands::folders(const QStringList &arguments)
 int CliCommands::verify(const ReportOptions &options)
 {
     ScanResult found = m_core.scan();
-    // The groups of the models shown; a group is still compared with all its members.
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    // The groups of every model the filters select, whatever the limit; a group is still
+    // compared with all its members. The filters are applied again to what verification
+    // leaves, so a group it dissolves is no longer among the duplicates.
     QList<QUuid> groups;
     for (const DetectedModel &model : std::as_const(found.models)) {
-        if (options.shows(model) && model.duplicateGroup && !groups.contains(*model.duplicateGroup))
+        if (options.selectors.selection().matches(model, now) && model.duplicateGroup
+            && !groups.contains(*model.duplicateGroup))
             groups.append(*model.duplicateGroup);
     }
     // Progress only where a person watches: stderr is a terminal.
@@ -209,7 +209,7 @@ int CliCommands::verify(const ReportOptions &options)
     }
     if (progress)
         progress->clear();
-    print(found.models, found.unreadableFolders, options);
+    print(found.models, found.unreadableFolders, options, now);
     // Groups that dissolved, said in words; JSON readers see them as models in no group.
     QTextStream &notes = options.asJson ? m_err : m_out;
     for (const QString &names : std::as_const(notDuplicates))
@@ -263,14 +263,14 @@ int CliCommands::trash(const QStringList &arguments)
     const QList<DetectedModel> models = m_core.scan().models;
     QStringList unmatched;
     QList<TrashSelection::Ambiguity> ambiguous;
-    const QList<QUuid> ids = selection->match(models, &unmatched, &ambiguous);
+    const QList<DetectedModel> chosen = selection->match(models, QDateTime::currentDateTimeUtc(), &unmatched, &ambiguous);
     if (!unmatched.isEmpty())
-        return usageError(QStringLiteral("trash: no model matches %1").arg(unmatched.join(QStringLiteral(", "))));
+        return usageError(QStringLiteral("trash: no model matches %1").arg(ScanReport::printable(unmatched.join(QStringLiteral(", ")))));
+    if (chosen.isEmpty())
+        return usageError(QStringLiteral("trash: no model matches %1; nothing was moved")
+                              .arg(ScanReport::printable(selection->selectors.typed())));
     if (!ambiguous.isEmpty())
         return ambiguousNames(ambiguous);
-    QList<DetectedModel> chosen;
-    std::copy_if(models.begin(), models.end(), std::back_inserter(chosen),
-                 [&](const DetectedModel &model) { return ids.contains(model.id); });
 
     DeletionResult result;
     if (selection->dryRun) {
@@ -308,7 +308,8 @@ int CliCommands::trash(const QStringList &arguments)
                                  {QStringLiteral("failures"), failures},
                                  {dryRun ? QStringLiteral("wouldTrashPaths") : QStringLiteral("trashedPaths"),
                                   QJsonArray::fromStringList(result.trashedPaths)},
-                                 {QStringLiteral("message"), result.needsAlert() && !dryRun ? result.messageText() : QJsonValue()}};
+                                 {QStringLiteral("message"), result.needsAlert() && !dryRun ? result.messageText() : QJsonValue()},
+                                 {QStringLiteral("filters"), selection->selectors.json()}};
         m_out << QJsonDocument(object).toJson(QJsonDocument::Indented);
     } else if (selection->dryRun) {
         m_out << "Would move to the Trash:\n";

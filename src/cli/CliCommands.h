@@ -3,6 +3,7 @@
 #include <QStringList>
 #include <QTextStream>
 
+#include "cli/SelectionArguments.h"
 #include "cli/TrashSelection.h"
 #include "core/StashwellCore.h"
 
@@ -22,20 +23,20 @@ public:
     int run(const QStringList &arguments);
 
 private:
-    // What scan and verify print: text or JSON, with files or without, and from which sources.
+    // What scan and verify print: text or JSON, with files or without, and which entries in which order.
     struct ReportOptions
     {
         bool asJson = false;
         bool withPaths = false;
-        QList<SourceTool::Kind> sources; // empty: every source
+        SelectionArguments selectors;
         static std::optional<ReportOptions> parse(const QStringList &arguments, QString *error);
-        bool shows(const DetectedModel &model) const;
     };
 
     int dispatch(const QStringList &arguments);
     int scan(const ReportOptions &options);
     int verify(const ReportOptions &options);
-    void print(const QList<DetectedModel> &models, const QStringList &unreadableFolders, const ReportOptions &options);
+    void print(const QList<DetectedModel> &models, const QStringList &unreadableFolders, const ReportOptions &options,
+               const QDateTime &now);
     int trash(const QStringList &arguments);
     int folders(const QStringList &arguments);
     bool confirm(const QString &question);

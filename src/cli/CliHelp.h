@@ -26,7 +26,7 @@ public:
 
     static const QList<Command> &commands();
     static const Command *find(const QString &name);
-    static bool takesSource(const Command &command);
+    static bool takesOption(const Command &command, const char *name);
 
     static QString overview();
     static QString help(const Command &command);

@@ -12,6 +12,24 @@ QString modifiedText(const QDateTime &date)
 {
     return QStringLiteral("Modified ") + QLocale(QLocale::English).toString(date.toLocalTime().date(), QStringLiteral("MMM d, yyyy"));
 }
+
+// The heading of the one list an order asked for makes, forwards and reversed.
+QString orderTitle(ModelOrder::Key order, bool reversed)
+{
+    struct Title { ModelOrder::Key order; const char *forwards; const char *backwards; };
+    static const Title titles[] = {
+        {ModelOrder::Key::window, "", "In reverse order"},
+        {ModelOrder::Key::size, "Largest first", "Smallest first"},
+        {ModelOrder::Key::name, "By name, A to Z", "By name, Z to A"},
+        {ModelOrder::Key::date, "Newest first", "Oldest first"},
+        {ModelOrder::Key::source, "By source", "By source, last first"},
+    };
+    for (const Title &title : titles) {
+        if (title.order == order)
+            return QString::fromUtf8(reversed ? title.backwards : title.forwards);
+    }
+    return {};
+}
 } // namespace
 
 QString ScanReport::printable(const QString &text)
@@ -49,22 +67,35 @@ QString ScanReport::text() const
             out += QStringLiteral("  ") + printable(folder) + QLatin1Char('\n');
         out += QLatin1Char('\n');
     }
-    const QList<ModelSection> sections = ModelSection::build(models);
-    if (sections.isEmpty()) {
-        out += QStringLiteral("No Models Found\n");
+    const QString listTitle = orderTitle(order, reversed);
+    const bool flat = !listTitle.isEmpty();
+    QList<ModelSection> sections;
+    if (flat && !models.isEmpty()) {
+        ModelSection all;
+        all.title = listTitle;
+        for (qsizetype row = 0; row < models.size(); ++row)
+            all.modelRows.append(row);
+        all.totalSize = ModelSummary::totalSize(models);
+        sections.append(all);
+    } else if (!flat) {
+        sections = ModelSection::build(models);
     }
+    if (sections.isEmpty())
+        out += foundCount ? QStringLiteral("Nothing matches these filters.\n") : QStringLiteral("No Models Found\n");
     for (const ModelSection &section : sections) {
         out += QStringLiteral("%1 (%2)  %3\n").arg(printable(section.title)).arg(section.modelRows.size())
                    .arg(ByteCountFormatter::format(section.totalSize));
         for (const qsizetype row : section.modelRows) {
             const DetectedModel &model = models[row];
             QString line = QStringLiteral("  ") + model.displayName;
-            if (section.isLeftovers)
+            if (model.isLeftover() && (section.isLeftovers || flat))
                 line += QStringLiteral("  [") + model.leftoverDescription() + QStringLiteral(", ") + model.sourceTool.description() + QLatin1Char(']');
-            else if (section.isOrphans)
+            else if (section.isOrphans || flat)
                 line += QStringLiteral("  [") + model.sourceTool.description() + QLatin1Char(']');
             line += QStringLiteral("  ") + ByteCountFormatter::format(model.sizeBytes) + QStringLiteral("  ")
                 + modifiedText(model.lastModified);
+            if (flat && model.isOrphaned)
+                line += QStringLiteral("  (orphaned)");
             if (model.mayStillBeDownloading(QDateTime::currentDateTimeUtc()))
                 line += QStringLiteral("  (may still be downloading)");
             const QString mark = duplicateMark(model);
@@ -81,6 +112,9 @@ QString ScanReport::text() const
     out += QStringLiteral("Total: %1 in %2\n").arg(ByteCountFormatter::format(ModelSummary::totalSize(models)),
                                                    ModelSummary::countText(models));
     out += QStringLiteral("Reclaimable: %1\n").arg(ByteCountFormatter::format(ModelSummary::reclaimableSize(models)));
+    if (foundCount)
+        out += QStringLiteral("Shown: %1 of %2 entries found; the totals count only these.\n")
+                   .arg(models.size()).arg(*foundCount);
     return out;
 }
 
@@ -120,5 +154,6 @@ QJsonObject ScanReport::json() const
     object.insert(QStringLiteral("reclaimableSize"), ModelSummary::reclaimableSize(models));
     object.insert(QStringLiteral("modelCount"), models.size());
     object.insert(QStringLiteral("permissionDenied"), !unreadableFolders.isEmpty());
+    object.insert(QStringLiteral("filters"), filters);
     return object;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "catalogue/DetectedModel.h"
+#include "core/ModelOrder.h"
 
 #include <QJsonObject>
 #include <QStringList>
@@ -11,9 +12,15 @@ struct ScanReport
     QList<DetectedModel> models;
     QStringList unreadableFolders; // known model folders that exist but cannot be read
     bool withPaths = false;        // the text lists each model's files under its line
+    // An order asked for: the text is then one list in the order of `models`, each line
+    // naming its source, instead of the window's sections.
+    ModelOrder::Key order = ModelOrder::Key::window;
+    bool reversed = false;
+    std::optional<qsizetype> foundCount; // set when filters left entries out: how many the scan found
+    QJsonObject filters;                 // what was asked for, as the JSON's "filters"
 
-    // Sections in the window's order, each model with its size, date and duplicate
-    // mark, then the totals and the reclaimable space.
+    // Sections in the window's order (or the one list in the order asked for), each model
+    // with its size, date and duplicate mark, then the totals and the reclaimable space.
     QString text() const;
     QJsonObject json() const;
 

@@ -4,7 +4,6 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QSet>
 
 QString TrashSelection::Selector::describe() const
 {
@@ -16,13 +15,21 @@ QString TrashSelection::Selector::describe() const
     return text;
 }
 
+bool TrashSelection::Selector::names(const DetectedModel &model) const
+{
+    return path.isEmpty() ? model.displayName == name && (!source || model.sourceTool.kind() == *source)
+                          : model.filePaths.value(0) == path;
+}
+
 std::optional<TrashSelection> TrashSelection::parse(const QStringList &arguments, QString *error)
 {
     TrashSelection selection;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString &argument = arguments[i];
-        const bool takesValue = argument == QLatin1String("--name") || argument == QLatin1String("--source")
-            || argument == QLatin1String("--path");
+        // Right after --name NAME, --source narrows that name; anywhere else it narrows
+        // the whole selection, as it does for scan.
+        const bool narrowsName = argument == QLatin1String("--source") && i >= 2 && arguments[i - 2] == QLatin1String("--name");
+        const bool takesValue = argument == QLatin1String("--name") || argument == QLatin1String("--path") || narrowsName;
         if (takesValue && i + 1 >= arguments.size()) {
             *error = QStringLiteral("%1 needs a value").arg(argument);
             return std::nullopt;
@@ -40,54 +47,60 @@ std::optional<TrashSelection> TrashSelection::parse(const QStringList &arguments
         } else if (argument == QLatin1String("--path")) {
             const QString path = arguments[++i];
             selection.m_selectors.append({{}, std::nullopt, QDir::cleanPath(QFileInfo(path).absoluteFilePath())});
-        } else if (argument == QLatin1String("--source")) {
+        } else if (narrowsName) {
             const QString value = arguments[++i];
             const std::optional<SourceTool::Kind> kind = SourceArgument::parse(value);
             if (!kind) {
                 *error = QStringLiteral("unknown source '%1'; use %2").arg(value, SourceArgument::accepted());
                 return std::nullopt;
             }
-            if (selection.m_selectors.isEmpty() || selection.m_selectors.last().name.isEmpty()
-                || selection.m_selectors.last().source) {
-                *error = QStringLiteral("--source must follow a --name");
-                return std::nullopt;
-            }
             selection.m_selectors.last().source = kind;
         } else {
-            *error = QStringLiteral("unknown argument '%1'").arg(argument);
-            return std::nullopt;
+            const SelectionArguments::Read read = selection.selectors.read(arguments, &i, error);
+            if (read == SelectionArguments::Read::failed)
+                return std::nullopt;
+            if (read == SelectionArguments::Read::notSelector) {
+                *error = QStringLiteral("unknown argument '%1'").arg(argument);
+                return std::nullopt;
+            }
         }
     }
-    if (selection.m_selectors.isEmpty()) {
-        *error = QStringLiteral("name the models with --name NAME or --path PATH");
+    // An order alone picks nothing: something must say which models.
+    if (selection.m_selectors.isEmpty() && !selection.selectors.selection().isNarrowed()) {
+        *error = QStringLiteral("name the models with --name NAME or --path PATH, or pick them with --only, --source, "
+                                "--larger-than, --smaller-than, --older-than, --newer-than or --limit");
         return std::nullopt;
     }
     return selection;
 }
 
-QList<QUuid> TrashSelection::match(const QList<DetectedModel> &models, QStringList *unmatched,
-                                   QList<Ambiguity> *ambiguous) const
+QList<DetectedModel> TrashSelection::match(const QList<DetectedModel> &models, const QDateTime &now, QStringList *unmatched,
+                                           QList<Ambiguity> *ambiguous) const
 {
-    QSet<QUuid> chosen;
+    const ModelSelection &filters = selectors.selection();
+    for (const Selector &selector : m_selectors) {
+        if (std::none_of(models.begin(), models.end(),
+                         [&](const DetectedModel &model) { return selector.names(model) && filters.matches(model, now); })) {
+            const QString given = selectors.typed();
+            unmatched->append(given.isEmpty() ? selector.describe() : selector.describe() + QStringLiteral(" with ") + given);
+        }
+    }
+    QList<DetectedModel> named;
+    std::copy_if(models.begin(), models.end(), std::back_inserter(named), [&](const DetectedModel &model) {
+        return m_selectors.isEmpty()
+            || std::any_of(m_selectors.begin(), m_selectors.end(), [&](const Selector &selector) { return selector.names(model); });
+    });
+    QList<DetectedModel> chosen;
+    for (const qsizetype row : filters.select(named, now))
+        chosen.append(named[row]);
+
+    // A name typed once must not move several models the user may not have meant.
     for (const Selector &selector : m_selectors) {
         QList<DetectedModel> matches;
-        std::copy_if(models.begin(), models.end(), std::back_inserter(matches), [&](const DetectedModel &model) {
-            return selector.path.isEmpty()
-                ? model.displayName == selector.name && (!selector.source || model.sourceTool.kind() == *selector.source)
-                : model.filePaths.value(0) == selector.path;
-        });
-        if (matches.isEmpty())
-            unmatched->append(selector.describe());
-        // A name typed once must not move several models the user may not have meant.
+        std::copy_if(chosen.begin(), chosen.end(), std::back_inserter(matches),
+                     [&](const DetectedModel &model) { return selector.names(model); });
         if (matches.size() > 1 && selector.path.isEmpty() && !allMatching)
             ambiguous->append({selector.describe(), matches});
-        for (const DetectedModel &model : std::as_const(matches))
-            chosen.insert(model.id);
     }
-    QList<QUuid> ordered;
-    for (const DetectedModel &model : models) {
-        if (chosen.contains(model.id))
-            ordered.append(model.id);
-    }
-    return ordered;
+    return chosen;
 }

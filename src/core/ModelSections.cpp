@@ -1,6 +1,5 @@
 #include "core/ModelSections.h"
 
-#include <QCollator>
 #include <QHash>
 
 QList<ModelSection> ModelSection::build(const QList<DetectedModel> &models)
@@ -32,19 +31,9 @@ QList<ModelSection> ModelSection::build(const QList<DetectedModel> &models)
         section->totalSize = addSizes(section->totalSize, model.sizeBytes);
     }
 
-    // The C locale has no collation rules (and no numeric ordering); sort as English then.
-    const QLocale locale = QLocale().language() == QLocale::C ? QLocale(QLocale::English) : QLocale();
-    QCollator collator(locale);
-    collator.setNumericMode(true);
-    collator.setCaseSensitivity(Qt::CaseInsensitive);
+    const QCollator names = nameCollator();
     std::stable_sort(sources.begin(), sources.end(), [&](const ModelSection &a, const ModelSection &b) {
-        const bool aCustom = a.source.isCustom(), bCustom = b.source.isCustom();
-        if (aCustom != bCustom)
-            return !aCustom;
-        if (!aCustom)
-            return SourceTool::builtInKinds().indexOf(a.source.kind())
-                < SourceTool::builtInKinds().indexOf(b.source.kind());
-        return collator.compare(a.title, b.title) < 0;
+        return sourceComesBefore(a.source, b.source, names);
     });
 
     QList<ModelSection> sections;
@@ -54,4 +43,23 @@ QList<ModelSection> ModelSection::build(const QList<DetectedModel> &models)
     }
     sections += sources;
     return sections;
+}
+
+QCollator ModelSection::nameCollator()
+{
+    // The C locale has no collation rules (and no numeric ordering); sort as English then.
+    const QLocale locale = QLocale().language() == QLocale::C ? QLocale(QLocale::English) : QLocale();
+    QCollator collator(locale);
+    collator.setNumericMode(true);
+    collator.setCaseSensitivity(Qt::CaseInsensitive);
+    return collator;
+}
+
+bool ModelSection::sourceComesBefore(const SourceTool &a, const SourceTool &b, const QCollator &names)
+{
+    if (a.isCustom() != b.isCustom())
+        return !a.isCustom();
+    if (!a.isCustom())
+        return SourceTool::builtInKinds().indexOf(a.kind()) < SourceTool::builtInKinds().indexOf(b.kind());
+    return names.compare(a.description(), b.description()) < 0;
 }

@@ -2,6 +2,7 @@
 
 #include "catalogue/DetectedModel.h"
 
+#include <QCollator>
 #include <QList>
 
 // The list as the user sees it: orphans first, then leftovers, then each application in
@@ -16,6 +17,11 @@ struct ModelSection
     qint64 totalSize = 0;
 
     static QList<ModelSection> build(const QList<DetectedModel> &models);
+    // Names as a file manager sorts them: case-insensitive, digits by numeric value.
+    static QCollator nameCollator();
+    // The order of the source sections: built-in sources in scan order, then custom
+    // folders by name (`names` from nameCollator()).
+    static bool sourceComesBefore(const SourceTool &a, const SourceTool &b, const QCollator &names);
     static QString orphansTitle() { return QStringLiteral("Orphaned Models"); }
     static QString leftoversTitle() { return QStringLiteral("Leftovers"); }
     // The two sections that ask for the user's attention, under a warning header.

@@ -42,7 +42,12 @@ QString countText(const QList<DetectedModel> &models)
     };
     const qsizetype leftovers = std::count_if(models.cbegin(), models.cend(), [](const DetectedModel &m) { return m.isLeftover(); });
     const QString counted = plural(models.size() - leftovers, QStringLiteral("model"));
-    return leftovers == 0 ? counted : counted + QStringLiteral(" and ") + plural(leftovers, QStringLiteral("leftover"));
+    if (leftovers == 0)
+        return counted;
+    // A list narrowed to leftovers has no models to count.
+    if (leftovers == models.size())
+        return plural(leftovers, QStringLiteral("leftover"));
+    return counted + QStringLiteral(" and ") + plural(leftovers, QStringLiteral("leftover"));
 }
 
 } // namespace ModelSummary

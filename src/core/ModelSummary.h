@@ -15,7 +15,8 @@ qint64 totalSize(const QList<DetectedModel> &models);
 // verification found to be one file on disk adds nothing.
 qint64 reclaimableSize(const QList<DetectedModel> &models);
 
-// "1 model", "16 models", or "16 models and 6 leftovers" when there are leftovers.
+// "1 model", "16 models", "16 models and 6 leftovers" when there are leftovers, or
+// "6 leftovers" when there is nothing else.
 QString countText(const QList<DetectedModel> &models);
 
 } // namespace ModelSummary

@@ -3,6 +3,7 @@
 #include "scanning/CustomFolderScanner.h"
 #include "catalogue/ByteCountFormatter.h"
 #include "catalogue/ModelSourceDefinition.h"
+#include "core/ModelOrder.h"
 #include "core/ModelSections.h"
 
 #include <QDir>
@@ -26,18 +27,10 @@ QString folderOf(const ModelSection &section, const QList<DetectedModel> &models
     return byName;
 }
 
-// The orders a section's rows can take besides the scan's own, each a "comes before" test;
-// ties keep the scan order.
-using RowOrder = bool (*)(const DetectedModel &, const DetectedModel &);
-const QHash<QString, RowOrder> &rowOrders()
+// The order the sort choice names: "scan" keeps each section's scan order.
+std::optional<ModelOrder::Key> rowOrder(const QString &name)
 {
-    static const QHash<QString, RowOrder> orders{
-        {QStringLiteral("size"), [](const DetectedModel &a, const DetectedModel &b) { return a.sizeBytes > b.sizeBytes; }},
-        {QStringLiteral("name"),
-         [](const DetectedModel &a, const DetectedModel &b) { return a.displayName.localeAwareCompare(b.displayName) < 0; }},
-        {QStringLiteral("date"), [](const DetectedModel &a, const DetectedModel &b) { return a.lastModified > b.lastModified; }},
-    };
-    return orders;
+    return name == QLatin1String("scan") ? ModelOrder::Key::window : ModelOrder::fromKey(name);
 }
 
 QString badgeName(const DetectedModel &model)
@@ -155,7 +148,7 @@ void ModelListModel::setFilterText(const QString &text)
 
 void ModelListModel::setSortOrder(const QString &order)
 {
-    if (order == m_sortOrder || (order != QLatin1String("scan") && !rowOrders().contains(order)))
+    if (order == m_sortOrder || !rowOrder(order))
         return;
     m_sortOrder = order;
     rebuildRows();
@@ -172,9 +165,10 @@ QList<qsizetype> ModelListModel::shownRows(const QList<qsizetype> &sectionRows) 
             || model.sourceTool.description().contains(wanted, Qt::CaseInsensitive))
             rows.append(index);
     }
-    if (const auto order = rowOrders().constFind(m_sortOrder); order != rowOrders().cend()) {
+    if (const ModelOrder::Key key = rowOrder(m_sortOrder).value_or(ModelOrder::Key::window); key != ModelOrder::Key::window) {
+        const ModelOrder comesBefore(key);
         std::stable_sort(rows.begin(), rows.end(),
-                         [&](qsizetype a, qsizetype b) { return (*order)((*m_models)[a], (*m_models)[b]); });
+                         [&](qsizetype a, qsizetype b) { return comesBefore((*m_models)[a], (*m_models)[b]); });
     }
     return rows;
 }

@@ -14,7 +14,7 @@ class ModelListModel : public QAbstractListModel
     // Rows whose name or source contains this text (any case); empty shows every row.
     Q_PROPERTY(QString filterText READ filterText WRITE setFilterText NOTIFY filterTextChanged)
     // How rows are ordered within each section: "scan" (the scan's own order), "size"
-    // (largest first), "name" or "date" (newest first). Sections keep their order.
+    // (largest first), "name", "date" (newest first) or "source". Sections keep their order.
     Q_PROPERTY(QString sortOrder READ sortOrder WRITE setSortOrder NOTIFY sortOrderChanged)
 public:
     enum Role {

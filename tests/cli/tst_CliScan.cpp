@@ -157,17 +157,71 @@ private slots:
         QCOMPARE(crafted.count(QStringLiteral("\nTotal: ")), 1);
     }
 
+    void filtersOrderAndLimitTheReport()
+    {
+        TempHome home;
+        layOutRealHome(home);
+        TempHome::setModified(home.filePath(u"Library/Containers/com.liuliu.draw-things/Data/Documents/Models/sd_v1.5.ckpt"_s),
+                              QDateTime::currentDateTimeUtc().addDays(-30));
+        QCOMPARE(cli(home, {u"folders"_s, u"add"_s, home.filePath(u"Models"_s)}).exitCode, 0);
+        const auto json = [&](const QStringList &arguments) {
+            const HomeScan::CliRun run = cli(home, arguments + QStringList{u"--json"_s});
+            QJsonObject report = QJsonDocument::fromJson(run.out).object();
+            QStringList names;
+            for (const QJsonValue &model : report[u"models"_s].toArray())
+                names << model[u"displayName"_s].toString();
+            report.insert(u"names"_s, QJsonArray::fromStringList(names));
+            report.insert(u"err"_s, QString::fromUtf8(run.err));
+            return report;
+        };
+
+        // Equal sizes keep the window's order; the totals are the three shown.
+        QJsonObject report = json({u"scan"_s, u"--sort"_s, u"size"_s, u"--limit"_s, u"3"_s});
+        QCOMPARE(report[u"names"_s].toArray().toVariantList(), (QVariantList{u"llama3:latest"_s, u"llama3-latest"_s, u"Llama-3-8B-GGUF"_s}));
+        QCOMPARE(report[u"totalSize"_s].toInteger(), 10100 + 10100 + 2000);
+        QCOMPARE(report[u"modelCount"_s].toInteger(), 3);
+        QCOMPARE(report[u"filters"_s].toObject(), (QJsonObject{{u"sort"_s, u"size"_s}, {u"limit"_s, 3}}));
+        const QStringList text = QString::fromUtf8(cli(home, {u"scan"_s, u"--sort"_s, u"size"_s, u"--limit"_s, u"3"_s}).out).split(u'\n');
+        QCOMPARE(text.first(), u"Largest first (3)  22 KB"_s);
+        QVERIFY(text[1].startsWith(u"  llama3:latest  [Ollama]  10 KB  Modified "_s));
+        QVERIFY(text.contains(u"Shown: 3 of 8 entries found; the totals count only these."_s));
+
+        report = json({u"scan"_s, u"--only"_s, u"orphans"_s, u"--older-than"_s, u"7d"_s});
+        QCOMPARE(report[u"names"_s].toArray().toVariantList(), QVariantList{u"sd_v1.5"_s});
+        QCOMPARE(json({u"scan"_s})[u"filters"_s].toObject(), QJsonObject());
+
+        // Verification checks the groups the filters pick, then they pick again: the pair
+        // whose contents differ is no longer among the duplicates.
+        report = json({u"verify"_s, u"--only"_s, u"duplicates"_s});
+        QCOMPARE(report[u"modelCount"_s].toInteger(), 0);
+        QVERIFY(report[u"err"_s].toString().startsWith(u"Not duplicates"_s));
+        QCOMPARE(json({u"verify"_s, u"--only"_s, u"orphans"_s})[u"err"_s].toString(), QString());
+
+        const QList<std::pair<QStringList, QString>> badValues{{{u"--larger-than"_s, u"5XB"_s}, u"500MB"_s},
+            {{u"--older-than"_s, u"yesterday"_s}, u"90d"_s}, {{u"--older-than"_s, u"6M"_s}, u"90d"_s},
+            {{u"--limit"_s, u"0"_s}, u"--limit 10"_s}, {{u"--sort"_s, u"colour"_s}, u"--sort size"_s},
+            {{u"--only"_s, u"orphan"_s}, u"--only leftovers"_s}};
+        for (const auto &[arguments, example] : badValues) {
+            const HomeScan::CliRun run = cli(home, QStringList{u"scan"_s} + arguments);
+            QCOMPARE(run.exitCode, 2);
+            const QString err = QString::fromUtf8(run.err);
+            QVERIFY2(err.startsWith(u"stashwell-cli: scan: "_s + arguments.first() + u": "_s) && err.contains(example), qPrintable(err));
+        }
+    }
+
     void helpAndVersionAnswerOnStdout_data()
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QStringList>("named"); // lines the answer must hold, each a pattern of its start
         const QStringList sources{u"lmStudio +LM Studio$"_s, u"huggingFace +Hugging Face$"_s, u"llamaCpp +llama.cpp$"_s, u"custom "_s, u"Exit status:$"_s};
-        const QStringList scanOptions = QStringList{u"--json"_s, u"--paths"_s, u"--source KIND"_s} + sources;
+        const QStringList scanOptions = QStringList{u"--json"_s, u"--paths"_s, u"--source KIND"_s, u"--sort KEY"_s, u"--only TYPE"_s,
+                                                    u"--older-than AGE$"_s, u"SIZE is "_s} + sources;
         QTest::newRow("--help") << QStringList{u"--help"_s} << QStringList{u"scan"_s, u"verify"_s, u"trash"_s, u"folders"_s, u"--version"_s} + sources;
         QTest::newRow("scan -h") << QStringList{u"scan"_s, u"-h"_s} << scanOptions;
         QTest::newRow("help verify") << QStringList{u"help"_s, u"verify"_s} << scanOptions;
         QTest::newRow("trash --help") << QStringList{u"trash"_s, u"--name"_s, u"x"_s, u"--help"_s}
-                                      << QStringList{u"--name NAME"_s, u"--path PATH"_s, u"--all-matching"_s, u"--dry-run"_s, u"--yes"_s, u"--json"_s};
+                                      << QStringList{u"--name NAME"_s, u"--path PATH"_s, u"--all-matching"_s, u"--dry-run"_s, u"--yes"_s, u"--json"_s,
+                                                     u"--limit N"_s, u"AGE is "_s};
         QTest::newRow("folders --help") << QStringList{u"folders"_s, u"--help"_s} << QStringList{u"list"_s, u"add PATH"_s, u"remove PATH"_s, u"Exit status"_s};
         QTest::newRow("--version") << QStringList{u"--version"_s} << QStringList{u"stashwell-cli " STASHWELL_VERSION "$"_s};
     }

@@ -125,7 +125,7 @@ private slots:
         QVERIFY(!QFile::exists(home.filePath(QStringLiteral("Other/llama.gguf"))));
 
         const QList<QStringList> refused{{u"trash"_s, u"--name"_s, u"two:latest"_s}, // no terminal, no --yes
-            {u"trash"_s, u"--yes"_s, u"--name"_s, u"nothing"_s}, {u"trash"_s, u"--yes"_s, u"--source"_s, u"ollama"_s},
+            {u"trash"_s, u"--yes"_s, u"--name"_s, u"nothing"_s}, {u"trash"_s, u"--yes"_s, u"--sort"_s, u"size"_s},
             {u"trash"_s, u"--yes"_s, u"--name"_s, u"two:latest"_s, u"--source"_s, u"Olama"_s}, {u"trash"_s, u"--yes"_s}};
         for (const QStringList &arguments : refused) {
             result = cli(home, arguments);
@@ -133,6 +133,47 @@ private slots:
             QVERIFY(result.err.count(QLatin1Char('\n')) <= 2);
         }
         QVERIFY(QFile::exists(home.filePath(library + QStringLiteral("two/latest"))));
+    }
+
+    // "Move every leftover older than a week", as a cron job would ask.
+    void selectorsPickWhatMoves()
+    {
+        TempHome home;
+        layOut(home);
+        const QDateTime tenDaysAgo = QDateTime::currentDateTimeUtc().addDays(-10);
+        const QString old = home.writeFile(u".cache/gpt4all/incomplete-old.gguf"_s, 4096);
+        TempHome::setModified(old, tenDaysAgo);
+        TempHome::setModified(home.writeFile(u".cache/gpt4all/incomplete-new.gguf"_s, 4096), tenDaysAgo.addDays(8));
+        TempHome::setModified(home.filePath(u"Other/llama.gguf"_s), tenDaysAgo);
+        const QStringList weekOldLeftovers{u"trash"_s, u"--only"_s, u"leftovers"_s, u"--older-than"_s, u"7d"_s};
+
+        Run result = cli(home, weekOldLeftovers + QStringList{u"--dry-run"_s, u"--json"_s});
+        QCOMPARE(result.exitCode, 0);
+        const QJsonObject plan = QJsonDocument::fromJson(result.out.toUtf8()).object();
+        QCOMPARE(plan[u"wouldTrashPaths"_s].toArray().toVariantList(), QVariantList{old});
+        QCOMPARE(plan[u"filters"_s].toObject(), (QJsonObject{{u"only"_s, QJsonArray{u"leftovers"_s}}, {u"olderThan"_s, 604800}}));
+        QCOMPARE(cli(home, weekOldLeftovers).exitCode, 2); // no terminal, no --yes
+        QVERIFY(QFile::exists(old));
+
+        QCOMPARE(cli(home, weekOldLeftovers + QStringList{u"--yes"_s}).exitCode, 0);
+        QVERIFY(!QFile::exists(old));
+        QVERIFY(QFile::exists(home.filePath(u".cache/gpt4all/incomplete-new.gguf"_s)));
+        result = cli(home, weekOldLeftovers + QStringList{u"--yes"_s});
+        QCOMPARE(result.exitCode, 2);
+        QCOMPARE(result.err, u"stashwell-cli: trash: no model matches --only leftovers --older-than 7d; nothing was moved\n"_s);
+
+        // Filters narrow a name that alone matches two models, so it is no longer refused.
+        const QList<std::pair<QStringList, QString>> narrowed{
+            {{u"--older-than"_s, u"7d"_s}, u"Other/llama.gguf"_s},
+            {{u"--sort"_s, u"date"_s, u"--limit"_s, u"1"_s}, u"Models/llama.gguf"_s}};
+        for (const auto &[selectors, moved] : narrowed) {
+            result = cli(home, QStringList{u"trash"_s, u"--dry-run"_s, u"--name"_s, u"llama"_s} + selectors);
+            QCOMPARE(result.exitCode, 0);
+            QCOMPARE(result.out, u"Would move to the Trash:\n  "_s + home.filePath(moved) + u"\n"_s);
+        }
+        result = cli(home, {u"trash"_s, u"--dry-run"_s, u"--name"_s, u"llama"_s, u"--larger-than"_s, u"1GB"_s});
+        QCOMPARE(result.exitCode, 2);
+        QCOMPARE(result.err, u"stashwell-cli: trash: no model matches --name llama with --larger-than 1GB\n"_s);
     }
 };
 

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "catalogue/DetectedModel.h"
+
+#include <QCollator>
+#include <optional>
+
+// An order a person can ask for: largest first, by name, newest first, or by source;
+// `window` is the list's own order and never moves a row. Used as a "comes before" test
+// with a stable sort, so ties keep the order they had.
+class ModelOrder
+{
+public:
+    enum class Key { window, size, name, date, source };
+
+    explicit ModelOrder(Key key);
+
+    bool operator()(const DetectedModel &a, const DetectedModel &b) const;
+    Key key() const { return m_key; }
+
+    // "size", "name", "date", "source" in any case; "window" is no order to ask for.
+    static std::optional<Key> fromKey(const QString &text);
+    static QString key(Key key);
+    static QStringList acceptedKeys(); // size, name, date, source
+
+private:
+    Key m_key;
+    QCollator m_names; // names and custom folders as a file manager sorts them
+};
