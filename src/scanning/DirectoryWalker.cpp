@@ -3,6 +3,7 @@
 #include <QFile>
 
 #include <dirent.h>
+#include <climits>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -117,7 +118,24 @@ FileAttributes DirectoryWalker::Entry::attributes() const
     return FileAttributes::fromStat(info);
 }
 
+std::optional<QByteArray> DirectoryWalker::Entry::linkTarget() const
+{
+    if (m_type != EntryType::symlink)
+        return std::nullopt;
+    QByteArray target(PATH_MAX, Qt::Uninitialized);
+    const ssize_t length = ::readlinkat(m_dirFd, m_name, target.data(), size_t(target.size()));
+    if (length <= 0 || length >= target.size())
+        return std::nullopt;
+    target.truncate(length);
+    return target;
+}
+
 bool DirectoryWalker::walk(const QString &root, const Visitor &visit)
+{
+    return walk(root, visit, {});
+}
+
+bool DirectoryWalker::walk(const QString &root, const Visitor &visit, const FolderFilter &enter)
 {
     std::vector<QByteArray> pending{withoutTrailingSlashes(QFile::encodeName(root))};
     bool atRoot = true;
@@ -137,7 +155,7 @@ bool DirectoryWalker::walk(const QString &root, const Visitor &visit)
         for (const NamedEntry &named : sortedEntries(dir)) {
             const Entry entry(dirFd, named.name.constData(), dirPath, named.type);
             visit(entry);
-            if (entry.type() == EntryType::directory)
+            if (entry.type() == EntryType::directory && (!enter || enter(entry)))
                 subfolders.push_back(childPath(dirPath, named.name.constData()));
         }
         ::closedir(dir);
