@@ -122,12 +122,11 @@ std::optional<QByteArray> DirectoryWalker::Entry::linkTarget() const
 {
     if (m_type != EntryType::symlink)
         return std::nullopt;
-    QByteArray target(PATH_MAX, Qt::Uninitialized);
-    const ssize_t length = ::readlinkat(m_dirFd, m_name, target.data(), size_t(target.size()));
-    if (length <= 0 || length >= target.size())
+    char target[PATH_MAX];
+    const ssize_t length = ::readlinkat(m_dirFd, m_name, target, sizeof target);
+    if (length <= 0 || length >= ssize_t(sizeof target))
         return std::nullopt;
-    target.truncate(length);
-    return target;
+    return QByteArray(target, length);
 }
 
 bool DirectoryWalker::walk(const QString &root, const Visitor &visit)

@@ -24,10 +24,10 @@ struct RepositoryKind
 constexpr RepositoryKind repositoryKinds[] = {
     {u"models--", u"model"}, {u"datasets--", u"dataset"}, {u"spaces--", u"space"}};
 
-void addFile(DetectedModel &entry, const File &file)
+void addFile(DetectedModel &entry, const FileAttributes &attributes)
 {
-    entry.sizeBytes = addSizes(entry.sizeBytes, file.attributes.size);
-    entry.lastModified = std::max(entry.lastModified, file.attributes.modified);
+    entry.sizeBytes = addSizes(entry.sizeBytes, attributes.size);
+    entry.lastModified = std::max(entry.lastModified, attributes.modified);
 }
 
 DetectedModel entryOf(const RepositoryFolder &folder, const SourceTool &source, const QString &path)
@@ -46,14 +46,14 @@ DetectedModel oldRevisionEntry(const HuggingFaceRepository &repository, const Re
     DetectedModel leftover = entryOf(folder, source, revision.path);
     leftover.leftover = LeftoverKind::oldRevision;
     for (const File &file : revision.files)
-        addFile(leftover, file);
+        addFile(leftover, file.attributes);
     for (const QByteArray &name : repository.blobsOnlyUsedBy(revision)) {
-        const File &blob = repository.blobs()[name];
-        if (!blob.path)
+        const std::optional<QString> path = repository.blobPath(name);
+        if (!path)
             continue;
         claimed.insert(name);
-        leftover.filePaths.append(*blob.path);
-        addFile(leftover, blob);
+        leftover.filePaths.append(*path);
+        addFile(leftover, repository.blobs()[name]);
     }
     if (isDistantPast(leftover.lastModified))
         leftover.lastModified = FileAttributes::read(revision.path).modified;
@@ -67,29 +67,42 @@ QList<DetectedModel> repositoryEntries(const QString &path, const RepositoryFold
 {
     QList<DetectedModel> oldRevisions;
     QSet<QByteArray> claimed;
-    QSet<QByteArray> usedByNamed; // known only when links were read
     for (const Revision &revision : repository.revisions()) {
         if (!revision.named)
             oldRevisions.append(oldRevisionEntry(repository, revision, folder, source, claimed));
-        else
-            usedByNamed.unite(QSet<QByteArray>(revision.blobs.cbegin(), revision.blobs.cend()));
     }
 
     DetectedModel model = entryOf(folder, source, path);
+    // What the model is: the largest file of its current revisions, when links were read
+    // to say which (the smallest name of equal ones, as the blobs come in no fixed order).
+    std::optional<std::pair<qint64, QByteArray>> largestBlob;
+    const auto consider = [&largestBlob](const QByteArray &name, qint64 size) {
+        if (!largestBlob || size > largestBlob->first || (size == largestBlob->first && name < largestBlob->second))
+            largestBlob = std::make_pair(size, name);
+    };
     bool holdsFiles = false;
     for (auto blob = repository.blobs().cbegin(); blob != repository.blobs().cend(); ++blob) {
         if (claimed.contains(blob.key()))
             continue;
         holdsFiles = true;
         addFile(model, blob.value());
-        // What the model is: the largest file of its current revisions, when the links say which.
-        if (blob.value().path && (usedByNamed.isEmpty() || usedByNamed.contains(blob.key())))
-            model.offerPrimaryFile(*blob.value().path, blob.value().attributes.size);
+        if (oldRevisions.isEmpty())
+            consider(blob.key(), blob.value().size);
+    }
+    for (const Revision &revision : repository.revisions()) {
+        for (const QByteArray &blob : revision.named ? revision.blobs : QList<QByteArray>()) {
+            if (const auto found = repository.blobs().constFind(blob); found != repository.blobs().cend())
+                consider(blob, found->size);
+        }
+    }
+    if (largestBlob) {
+        if (const std::optional<QString> blob = repository.blobPath(largestBlob->second))
+            model.offerPrimaryFile(*blob, largestBlob->first);
     }
     for (const Revision &revision : repository.revisions()) {
         for (const File &file : revision.named ? revision.files : QList<File>()) {
             holdsFiles = true;
-            addFile(model, file);
+            addFile(model, file.attributes);
             if (file.path)
                 model.offerPrimaryFile(*file.path, file.attributes.size);
         }

@@ -5,8 +5,8 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSet>
 
+#include <algorithm>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -54,7 +54,9 @@ HuggingFaceRepository HuggingFaceRepository::read(const QString &path, const Dow
                 repository.m_revisions.append({QFileInfo(entry.path).fileName(), entry.path});
         }
     }
-    repository.readRefs();
+    // With one revision there is nothing to tell apart: it is the current one.
+    if (repository.m_revisions.size() > 1)
+        repository.readRefs();
     bool anyOld = false;
     for (Revision &revision : repository.m_revisions) {
         revision.named = !repository.m_refsNameRevisions || repository.m_namedCommits.contains(revision.name);
@@ -92,13 +94,13 @@ void HuggingFaceRepository::readBlobs(const DownloadFilter &isUnfinished)
         // An unfinished download is no blob; links and special files are never opened.
         if ((isUnfinished && isUnfinished(entry)) || entry.type() != DirectoryWalker::EntryType::regular)
             return;
-        m_blobs.insert(entry.nativePath().sliced(m_blobsPrefix.size()), File{entry.path(), entry.attributes()});
+        m_blobs.insert(entry.nativePath().sliced(m_blobsPrefix.size()), entry.attributes());
     });
 }
 
 void HuggingFaceRepository::readRevision(Revision &revision, bool readLinks)
 {
-    QSet<QByteArray> linked;
+    const QByteArray top = QFile::encodeName(revision.path);
     DirectoryWalker::walk(revision.path, [&](const DirectoryWalker::Entry &entry) {
         if (entry.type() == DirectoryWalker::EntryType::regular) {
             revision.files.append(File{entry.path(), entry.attributes()});
@@ -107,18 +109,30 @@ void HuggingFaceRepository::readRevision(Revision &revision, bool readLinks)
         if (!readLinks || entry.type() != DirectoryWalker::EntryType::symlink)
             return;
         const std::optional<QByteArray> target = entry.linkTarget();
-        const std::optional<QByteArray> blob = target ? blobOfLink(entry.folderNativePath(), *target) : std::nullopt;
-        if (blob && m_blobs.contains(*blob) && !linked.contains(*blob)) {
-            linked.insert(*blob);
+        const std::optional<QByteArray> blob = target ? blobOfLink(entry.folderNativePath(), *target, top) : std::nullopt;
+        if (blob)
             revision.blobs.append(*blob);
-        }
     });
+    // Each blob once, however many of the revision's files link to it.
+    std::sort(revision.blobs.begin(), revision.blobs.end());
+    revision.blobs.erase(std::unique(revision.blobs.begin(), revision.blobs.end()), revision.blobs.end());
     for (const QByteArray &blob : std::as_const(revision.blobs))
         ++m_users[blob];
 }
 
-std::optional<QByteArray> HuggingFaceRepository::blobOfLink(const QByteArray &folder, const QByteArray &target) const
+std::optional<QByteArray> HuggingFaceRepository::blobOfLink(const QByteArray &folder, const QByteArray &target,
+                                                           const QByteArray &revisionFolder) const
 {
+    // What the library writes: "../../blobs/<name>", one more "../" per folder below the
+    // revision's, read without building any path.
+    if (folder.startsWith(revisionFolder)) {
+        static const QByteArray fromRevision("../../blobs/");
+        const qsizetype below = folder.sliced(revisionFolder.size()).count('/');
+        const QByteArray up = below == 0 ? fromRevision : QByteArray("../").repeated(below) + fromRevision;
+        const QByteArrayView name = QByteArrayView(target).sliced(std::min(up.size(), target.size()));
+        if (target.startsWith(up) && !name.isEmpty() && !name.contains('/') && name != "." && name != "..")
+            return name.toByteArray();
+    }
     const QByteArray joined = target.startsWith('/') ? target : folder + '/' + target;
     const QString text = QFile::decodeName(joined);
     if (QFile::encodeName(text) != joined)
@@ -137,11 +151,20 @@ std::optional<QByteArray> HuggingFaceRepository::blobOfLink(const QByteArray &fo
     return std::nullopt;
 }
 
+std::optional<QString> HuggingFaceRepository::blobPath(const QByteArray &name) const
+{
+    const QByteArray native = m_blobsPrefix + name;
+    const QString path = QFile::decodeName(native);
+    if (QFile::encodeName(path) != native)
+        return std::nullopt;
+    return path;
+}
+
 QList<QByteArray> HuggingFaceRepository::blobsOnlyUsedBy(const Revision &revision) const
 {
     QList<QByteArray> only;
     for (const QByteArray &blob : revision.blobs) {
-        if (m_users.value(blob) == 1)
+        if (m_users.value(blob) == 1 && m_blobs.contains(blob))
             only.append(blob);
     }
     return only;

@@ -30,7 +30,9 @@ public:
         QString name; // the commit its folder is named after
         QString path;
         bool named = true;             // a ref names it
-        QList<QByteArray> blobs = {};  // the blobs its links lead to, each once (known only when links were read)
+        // The names in blobs/ its links lead to, each once, sorted (known only when links
+        // were read); a name may be of no finished blob (a link left dangling).
+        QList<QByteArray> blobs = {};
         QList<File> files = {};        // the regular files it holds itself
     };
 
@@ -47,8 +49,10 @@ public:
     bool refsNameRevisions() const { return m_refsNameRevisions; }
     const QList<Revision> &revisions() const { return m_revisions; }
     // The finished blobs, by their name in blobs/.
-    const QHash<QByteArray, File> &blobs() const { return m_blobs; }
+    const QHash<QByteArray, FileAttributes> &blobs() const { return m_blobs; }
     QString blobsPath() const { return m_path + QStringLiteral("/blobs"); }
+    // A blob's path, or nothing when its name is not text.
+    std::optional<QString> blobPath(const QByteArray &name) const;
 
     // The blobs that the links of no revision but this one lead to.
     QList<QByteArray> blobsOnlyUsedBy(const Revision &revision) const;
@@ -60,14 +64,15 @@ private:
     void readRefs();
     void readBlobs(const DownloadFilter &isUnfinished);
     void readRevision(Revision &revision, bool readLinks);
-    std::optional<QByteArray> blobOfLink(const QByteArray &folder, const QByteArray &target) const;
+    std::optional<QByteArray> blobOfLink(const QByteArray &folder, const QByteArray &target,
+                                         const QByteArray &revisionFolder) const;
 
     QString m_path;
     QByteArray m_blobsPrefix; // "<repository>/blobs/", as the walk spells it
     bool m_refsNameRevisions = false;
     QStringList m_namedCommits;
     QList<Revision> m_revisions;
-    QHash<QByteArray, File> m_blobs;
+    QHash<QByteArray, FileAttributes> m_blobs;
     QHash<QByteArray, int> m_users;
     mutable std::optional<QString> m_realBlobs; // looked up only for a link that needs it
 };

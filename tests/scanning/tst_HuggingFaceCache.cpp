@@ -119,7 +119,8 @@ private slots:
         else if (damage == u"linked refs"_s)
             QVERIFY(QDir(home.filePath(repo + u"/refs"_s)).removeRecursively() && QFile::link(home.filePath(hub + u"models--x--y"_s), home.filePath(repo + u"/refs"_s)));
         else if (damage == u"links out"_s)
-            write(home, {{repo + u"/snapshots/r1/other"_s, u"../../../models--x--y/blobs/z"_s}, {repo + u"/snapshots/r2/abs"_s, u"@/elsewhere/b"_s}},
+            write(home, {{repo + u"/snapshots/r1/other"_s, u"../../../models--x--y/blobs/z"_s}, {repo + u"/snapshots/r2/abs"_s, u"@/elsewhere/b"_s},
+                         {repo + u"/snapshots/r2/sub/c.json"_s, u"../../blobs/b"_s}}, // one folder too shallow for a blob
                   {{u"elsewhere/b"_s, 7}}); // named as the old revision's own blob
         else if (damage == u"absolute"_s) // made through another path to the cache
             QVERIFY(QFile::remove(home.filePath(repo + u"/snapshots/r1/c.json"_s)) && QFile::link(home.filePath(u".cache"_s), home.filePath(u"alias"_s))
