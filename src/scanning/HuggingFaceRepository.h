@@ -43,9 +43,9 @@ public:
     static HuggingFaceRepository read(const QString &path, const DownloadFilter &isUnfinished = {},
                                       bool readLinks = false);
 
-    // False when there is no refs/ folder, it names no revision, or one of its refs cannot
-    // be read or names a revision that is not there: then every revision counts as named,
-    // as nothing tells the current ones from the old.
+    // False when there is a single revision (it is the current one), no refs/ folder, refs/
+    // names no revision, or one of its refs cannot be read or names a revision that is not
+    // there: then every revision counts as named, as nothing tells the current from the old.
     bool refsNameRevisions() const { return m_refsNameRevisions; }
     const QList<Revision> &revisions() const { return m_revisions; }
     // The finished blobs, by their name in blobs/.
