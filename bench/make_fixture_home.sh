@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Builds a pretend home folder for looking at the window and timing it: the six model
-# applications (Ollama, LM Studio and Jan installed with icons; GPT4All and Draw Things
-# uninstalled, so their models are orphans), the Hugging Face and llama.cpp caches,
-# likely duplicates, a few leftovers (about 1.1 GB really allocated), two custom folders
+# Builds a pretend home folder for looking at the window and timing it: the model
+# applications (Ollama, LM Studio, Jan and AnythingLLM installed with icons; GPT4All and
+# Draw Things uninstalled, so their models are orphans), the Hugging Face cache (with an
+# old revision and a dataset) and llama.cpp's (with a split model missing a part),
+# likely duplicates, a few leftovers (about 1.2 GB really allocated), two custom folders
 # ("Models 9", "Models 10") and, with --bulk N, N more models in a third custom folder.
 # Model files are sparse: gigabytes on paper, nothing on disk.
 #
@@ -91,7 +92,28 @@ sparse 4920734016 "$hf_repo/blobs/5f0e1a"
 mkdir -p "$hf_repo/refs" "$hf_repo/snapshots/0a1b2c"
 printf '0a1b2c' > "$hf_repo/refs/main"
 ln -s ../../blobs/5f0e1a "$hf_repo/snapshots/0a1b2c/Meta-Llama-3.1-8B-Instruct-Q4_K_M.gguf"
+# An older revision main no longer names, whose weights were replaced since.
+sparse 4920733000 "$hf_repo/blobs/3c4d5e"
+mkdir -p "$hf_repo/snapshots/9f8e7d"
+ln -s ../../blobs/3c4d5e "$hf_repo/snapshots/9f8e7d/Meta-Llama-3.1-8B-Instruct-Q4_K_M.gguf"
+# A dataset, written where links could not be made: the snapshot holds the files.
+hf_data=$home/.cache/huggingface/hub/datasets--HuggingFaceFW--fineweb-edu
+sparse 2147483648 "$hf_data/snapshots/4863ab/data/train-00000-of-00002.parquet" "$hf_data/snapshots/4863ab/data/train-00001-of-00002.parquet"
+mkdir -p "$hf_data/refs" && printf '4863ab' > "$hf_data/refs/main"
 sparse 1929903264 "$home/.cache/llama.cpp/Qwen2.5-3B-Instruct-Q4_K_M.gguf"
+# A model split into three parts, the second of which is not there.
+sparse 9989000000 "$home/.cache/llama.cpp/Qwen2.5-32B-Instruct-Q4_K_M-00001-of-00003.gguf" \
+    "$home/.cache/llama.cpp/Qwen2.5-32B-Instruct-Q4_K_M-00003-of-00003.gguf"
+
+# AnythingLLM: installed by its installer (~/AnythingLLMDesktop), its own Ollama holding
+# a copy of an Ollama model (a likely duplicate).
+program "$home/AnythingLLMDesktop/anythingllm-desktop/anythingllm-desktop"
+ln -s anythingllm-desktop/anythingllm-desktop "$home/AnythingLLMDesktop/start"
+app_icon "$home/.local/share/icons/anythingllm.svg" "#0f766e" "A"
+desktop_entry "$XDG_DATA_HOME/applications/anythingllm-desktop.desktop" AnythingLLM \
+    "$home/AnythingLLMDesktop/start" "$home/.local/share/icons/anythingllm.svg"
+store=$XDG_CONFIG_HOME/anythingllm-desktop/storage/models/ollama ollama_model llama3.1 8b 4920753328 a1
+store=$home/.ollama/models
 
 # Leftovers: an Ollama download that stopped, a blob of a model removed since, and an
 # unfinished GPT4All download. They take real space on disk, so they are allocated.
@@ -103,6 +125,7 @@ allocated 300M "$store/blobs/sha256-e5-partial"
 allocated 16M "$store/blobs/sha256-e5-partial-0"
 allocated 600M "$store/blobs/sha256-f6"
 allocated 200M "$home/.cache/gpt4all/incomplete-mistral-7b-openorca.Q4_0.gguf"
+allocated 50M "$home/.lmstudio/models/bartowski/Qwen2.5-7B-Instruct-GGUF/Qwen2.5-7B-Instruct-Q4_K_M.gguf.part"
 
 # Files downloaded over the past year and a half.
 days=0

@@ -8,7 +8,7 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${STASHWELL_FUZZ_BUILD_DIR:-$root/build-fuzz}
 seconds=${STASHWELL_FUZZ_SECONDS:-30}
-targets=(fuzz_ollama_manifest fuzz_blob_references fuzz_custom_folders fuzz_settings_file)
+targets=(fuzz_ollama_manifest fuzz_blob_references fuzz_custom_folders fuzz_settings_file fuzz_hf_repository)
 
 skip() {
     echo "fuzzing skipped: $*"

@@ -32,6 +32,7 @@ QString DetectedModel::leftoverDescription() const
     case LeftoverKind::none: return {};
     case LeftoverKind::partialDownload: return QStringLiteral("Unfinished download");
     case LeftoverKind::unreferencedBlob: return QStringLiteral("Blob no model uses");
+    case LeftoverKind::oldRevision: return QStringLiteral("Old revision");
     }
     return {};
 }
@@ -42,7 +43,26 @@ QString DetectedModel::leftoverKey() const
     case LeftoverKind::none: return {};
     case LeftoverKind::partialDownload: return QStringLiteral("partialDownload");
     case LeftoverKind::unreferencedBlob: return QStringLiteral("unreferencedBlob");
+    case LeftoverKind::oldRevision: return QStringLiteral("oldRevision");
     }
+    return {};
+}
+
+QString DetectedModel::missingPartsText() const
+{
+    if (missingParts.isEmpty())
+        return {};
+    if (missingParts.size() == 1)
+        return QStringLiteral("Part %1 of %2 is missing").arg(missingParts.first()).arg(partCount);
+    return QStringLiteral("%1 of %2 parts are missing").arg(missingParts.size()).arg(partCount);
+}
+
+QString DetectedModel::repoTypeText() const
+{
+    if (repoType == QLatin1String("dataset"))
+        return QStringLiteral("Dataset");
+    if (repoType == QLatin1String("space"))
+        return QStringLiteral("Space");
     return {};
 }
 

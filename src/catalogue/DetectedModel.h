@@ -13,6 +13,7 @@ enum class LeftoverKind {
     none,             // a model
     partialDownload,  // a download the application has not finished
     unreferencedBlob, // an Ollama blob that no manifest names
+    oldRevision,      // a revision of a Hugging Face repository that no ref names any more
 };
 
 // One model found on disk. A plain value: it names files but holds none open,
@@ -40,17 +41,27 @@ struct DetectedModel
     // Leftovers are listed and trashed like models, but are never orphans, never grouped
     // as duplicates and never hashed; their size is the space their files take on disk.
     LeftoverKind leftover = LeftoverKind::none;
+    // What a Hugging Face cache entry holds: "model", "dataset" or "space"; empty elsewhere.
+    QString repoType;
+    // A model stored in numbered parts (name-00001-of-00003.gguf): how many parts it
+    // has, and the numbers of the parts that were not found beside the others.
+    int partCount = 0;
+    QList<int> missingParts;
 
     bool isLeftover() const { return leftover != LeftoverKind::none; }
     // Makes the file the primary one when it is larger than the current one; ties keep
     // the file offered first.
     void offerPrimaryFile(const QString &path, qint64 size);
-    // "Unfinished download", "Blob no model uses", or empty for a model.
+    // "Unfinished download", "Blob no model uses", "Old revision", or empty for a model.
     QString leftoverDescription() const;
     // An unfinished download written to within the hour before `now` may still be going on.
     bool mayStillBeDownloading(const QDateTime &now) const;
-    // "partialDownload", "unreferencedBlob", or empty for a model.
+    // "partialDownload", "unreferencedBlob", "oldRevision", or empty for a model.
     QString leftoverKey() const;
+    // "Part 2 of 3 is missing", "2 of 5 parts are missing", or empty when every part is there.
+    QString missingPartsText() const;
+    // "Dataset" or "Space" for those Hugging Face entries; empty for models and everything else.
+    QString repoTypeText() const;
 
     // A new record with a fresh random identity, not orphaned, in no group, unverified.
     static DetectedModel create(const QString &displayName, const SourceTool &source,

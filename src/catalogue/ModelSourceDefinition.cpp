@@ -44,6 +44,8 @@ QList<ModelSourceDefinition> makeDefinitions()
     list.append({.tool = K::lmStudio,
                  .displayName = s(u"LM Studio"),
                  .layout = ModelLayout::publisherModelFolders,
+                 // "model.gguf.part", and "downloading_model.gguf.part" in newer releases
+                 .unfinishedDownloads = {{.suffix = s(u".part")}},
                  .folders = {{Base::home, s(u".lmstudio/models"), Role::linuxDefault},
                              {Base::home, s(u".cache/lm-studio/models"), Role::linux}, // older releases
                              {Base::appHome, s(u"models"), Role::linux},
@@ -86,7 +88,7 @@ QList<ModelSourceDefinition> makeDefinitions()
     list.append({.tool = K::jan,
                  .displayName = s(u"Jan"),
                  .layout = ModelLayout::folderPerModel,
-                 .unfinishedDownloads = {.suffix = s(u".tmp"), .companionSuffixes = {s(u".url")}},
+                 .unfinishedDownloads = {{.suffix = s(u".tmp"), .companionSuffixes = {s(u".url")}}},
                  .folders = janFolders,
                  .appBundleNames = {s(u"Jan.app")},
                  .linuxMarkers = {.executables = {s(u"jan"), s(u"Jan"), s(u"Jan-Desktop")},
@@ -99,7 +101,7 @@ QList<ModelSourceDefinition> makeDefinitions()
                  .displayName = s(u"GPT4All"),
                  .layout = ModelLayout::filePerModel,
                  .extensions = {s(u"gguf")},
-                 .unfinishedDownloads = {.prefix = s(u"incomplete-")},
+                 .unfinishedDownloads = {{.prefix = s(u"incomplete-")}},
                  .folders = {{Base::home, s(u"Library/Application Support/") + gpt4All, Role::macOS},
                              {Base::home, s(u".cache/gpt4all"), Role::linux}, // the Python bindings
                              {Base::xdgData, gpt4All, Role::linuxDefault},
@@ -125,24 +127,49 @@ QList<ModelSourceDefinition> makeDefinitions()
                  .appBundleNames = {s(u"Draw Things.app")},
                  .appBundleIdentifiers = {s(u"com.liuliu.draw-things")}});
 
-    // Where transformers, vLLM, diffusers and llama.cpp's -hf downloads keep models.
+    // Where transformers, vLLM, diffusers and llama.cpp's -hf downloads keep models and
+    // datasets. The Hugging Face library names an unfinished blob "<etag>.incomplete" (or
+    // "<etag>.<8 hex>.incomplete"), llama.cpp "<oid>.downloadInProgress".
+    const QList<UnfinishedDownloadNames> hubDownloads{{.suffix = s(u".incomplete")},
+                                                      {.suffix = s(u".downloadInProgress")}};
     list.append({.tool = K::huggingFace,
                  .displayName = s(u"Hugging Face"),
                  .layout = ModelLayout::huggingFaceRepos,
-                 .unfinishedDownloads = {.suffix = s(u".incomplete")},
+                 .unfinishedDownloads = hubDownloads,
                  .folders = {variable(s(u"HF_HUB_CACHE")), variable(s(u"HUGGINGFACE_HUB_CACHE")),
                              variable(s(u"HF_HOME"), s(u"hub")),
                              {Base::xdgCache, s(u"huggingface/hub"), Role::linuxDefault}},
                  .libraryCache = true});
 
-    // llama.cpp's own downloads: flat files, each with the ETag it was fetched with.
+    // llama.cpp's own downloads: flat files, each with the ETag it was fetched with, and
+    // since March 2026 repositories in the Hugging Face layout (in LLAMA_CACHE when it is
+    // set, else in the hub cache above). Both kinds of download end in ".downloadInProgress".
     list.append({.tool = K::llamaCpp,
                  .displayName = s(u"llama.cpp"),
-                 .layout = ModelLayout::filePerModel,
+                 .layout = ModelLayout::llamaCppCache,
                  .extensions = {s(u"gguf")},
                  .sidecarSuffixes = {s(u".etag")},
+                 .unfinishedDownloads = hubDownloads,
                  .folders = {variable(s(u"LLAMA_CACHE")), {Base::xdgCache, s(u"llama.cpp"), Role::linuxDefault}},
                  .linuxMarkers = {.executables = {s(u"llama-server"), s(u"llama-cli")}}});
+
+    // AnythingLLM's desktop application starts an Ollama of its own, which pulls into a
+    // store in Ollama's layout inside AnythingLLM's storage folder (Electron's userData).
+    // Its Linux installer unpacks the AppImage into ~/AnythingLLMDesktop with a "start" link.
+    list.append({.tool = K::anythingLLM,
+                 .displayName = s(u"AnythingLLM"),
+                 .layout = ModelLayout::ollamaManifests,
+                 .folders = {{Base::xdgConfig, s(u"anythingllm-desktop/storage/models/ollama"), Role::linuxDefault},
+                             {Base::home, s(u"Library/Application Support/anythingllm-desktop/storage/models/ollama"),
+                              Role::macOS}},
+                 .appBundleNames = {s(u"AnythingLLM.app")},
+                 .linuxMarkers = {.executables = {s(u"anythingllm-desktop"), s(u"anything-llm")},
+                                  .appImagePatterns = {s(u"AnythingLLMDesktop*.AppImage"), s(u"AnythingLLM*.AppImage"),
+                                                       s(u"anythingllm*.AppImage"), s(u"anything-llm*.AppImage")},
+                                  .desktopEntries = {s(u"anythingllm-desktop.desktop"), s(u"anythingllm.desktop"),
+                                                     s(u"AnythingLLM.desktop")},
+                                  .homeExecutables = {s(u"AnythingLLMDesktop/start"),
+                                                      s(u"AnythingLLMDesktop/anythingllm-desktop/anythingllm-desktop")}}});
     return list;
 }
 } // namespace

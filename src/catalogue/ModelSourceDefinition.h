@@ -26,8 +26,11 @@ enum class ModelLayout {
     filePerModel,          // every file with an accepted extension, at any depth, is one model
     publisherModelFolders, // publisher/model folders: all regular files below a model folder
     folderPerModel,        // the innermost folder that directly holds files is one model
-    ollamaManifests,       // manifests naming the blobs of Ollama's store
-    huggingFaceRepos,      // models--ORG--NAME repositories of blobs and snapshot links
+    ollamaManifests,       // manifests naming the blobs of a store in Ollama's layout
+    huggingFaceRepos,      // models--, datasets--, spaces--ORG--NAME repositories of blobs and snapshots
+    // llama.cpp's cache: its older flat files (filePerModel) beside repositories in the
+    // Hugging Face layout, which it writes there since March 2026
+    llamaCppCache,
 };
 
 // How an application names a download it has not finished in its model folders: a
@@ -55,8 +58,9 @@ struct ModelSourceDefinition
     QStringList extensions = {};     // lower case; the files that count for filePerModel
     // Appended to a model file's name, files that belong to that model (filePerModel).
     QStringList sidecarSuffixes = {};
-    // Leftovers of downloads the application did not finish, listed apart from its models.
-    UnfinishedDownloadNames unfinishedDownloads = {};
+    // Leftovers of downloads the application did not finish, listed apart from its models;
+    // one entry per way the application (or a program sharing its folder) names them.
+    QList<UnfinishedDownloadNames> unfinishedDownloads = {};
     QList<ModelFolder> folders = {}; // in scan order; every one that exists is scanned
     // The application's own folder, for folders based on it: the first candidate that
     // is an existing folder, else the last.
@@ -64,8 +68,9 @@ struct ModelSourceDefinition
     // A download cache shared by libraries rather than owned by one application: its
     // models are never orphaned.
     bool libraryCache = false;
-    // The folders come from the Ollama store locator (the user's store, OLLAMA_MODELS,
-    // the system service's); `folders` then only says what to show.
+    // Ollama's own stores are found by the Ollama store locator (the user's store,
+    // OLLAMA_MODELS, the system service's); `folders` then only says what to show. Other
+    // applications keeping a store in Ollama's layout have it at their `folders`.
     bool storesFromOllamaLocator = false;
     QStringList appBundleNames = {};
     QStringList appBundleIdentifiers = {};

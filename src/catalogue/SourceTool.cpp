@@ -21,6 +21,7 @@ QString SourceTool::description() const
     case Kind::drawThings: return QStringLiteral("Draw Things");
     case Kind::huggingFace: return QStringLiteral("Hugging Face");
     case Kind::llamaCpp: return QStringLiteral("llama.cpp");
+    case Kind::anythingLLM: return QStringLiteral("AnythingLLM");
     }
     return {};
 }
@@ -32,13 +33,18 @@ constexpr KindKey kindKeys[] = {
     {SourceTool::Kind::custom, u"custom"},     {SourceTool::Kind::omlx, u"omlx"},
     {SourceTool::Kind::jan, u"jan"},           {SourceTool::Kind::gpt4All, u"gpt4All"},
     {SourceTool::Kind::drawThings, u"drawThings"}, {SourceTool::Kind::huggingFace, u"huggingFace"},
-    {SourceTool::Kind::llamaCpp, u"llamaCpp"},
+    {SourceTool::Kind::llamaCpp, u"llamaCpp"},     {SourceTool::Kind::anythingLLM, u"anythingLLM"},
 };
 } // namespace
 
 QString SourceTool::key() const
 {
-    return QString::fromUtf16(kindKeys[int(m_kind)].key);
+    // Looked up rather than indexed: the hashing numbers need not be contiguous.
+    for (const KindKey &entry : kindKeys) {
+        if (entry.kind == m_kind)
+            return QString::fromUtf16(entry.key);
+    }
+    return {};
 }
 
 std::optional<SourceTool::Kind> SourceTool::kindFromKey(const QString &key)
@@ -54,7 +60,7 @@ const QList<SourceTool::Kind> &SourceTool::builtInKinds()
 {
     static const QList<Kind> kinds{Kind::ollama,     Kind::lmStudio,    Kind::omlx,
                                    Kind::jan,        Kind::gpt4All,     Kind::drawThings,
-                                   Kind::huggingFace, Kind::llamaCpp};
+                                   Kind::huggingFace, Kind::llamaCpp,  Kind::anythingLLM};
     return kinds;
 }
 

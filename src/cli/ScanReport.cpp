@@ -92,10 +92,14 @@ QString ScanReport::text() const
                 line += QStringLiteral("  [") + model.leftoverDescription() + QStringLiteral(", ") + model.sourceTool.description() + QLatin1Char(']');
             else if (section.isOrphans || flat)
                 line += QStringLiteral("  [") + model.sourceTool.description() + QLatin1Char(']');
+            if (!model.repoTypeText().isEmpty())
+                line += QStringLiteral("  (") + model.repoTypeText() + QLatin1Char(')');
             line += QStringLiteral("  ") + ByteCountFormatter::format(model.sizeBytes) + QStringLiteral("  ")
                 + modifiedText(model.lastModified);
             if (flat && model.isOrphaned)
                 line += QStringLiteral("  (orphaned)");
+            if (!model.missingParts.isEmpty())
+                line += QStringLiteral("  (") + model.missingPartsText() + QLatin1Char(')');
             if (model.mayStillBeDownloading(QDateTime::currentDateTimeUtc()))
                 line += QStringLiteral("  (may still be downloading)");
             const QString mark = duplicateMark(model);
@@ -140,6 +144,12 @@ QJsonObject ScanReport::modelJson(const DetectedModel &model)
                                                                : QJsonValue(QJsonValue::Null));
     object.insert(QStringLiteral("leftover"), model.isLeftover() ? QJsonValue(model.leftoverKey()) : QJsonValue(QJsonValue::Null));
     object.insert(QStringLiteral("problem"), model.problem.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(model.problem));
+    object.insert(QStringLiteral("repoType"), model.repoType.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(model.repoType));
+    object.insert(QStringLiteral("partCount"), model.partCount == 0 ? QJsonValue(QJsonValue::Null) : QJsonValue(model.partCount));
+    QJsonArray missing;
+    for (const int part : model.missingParts)
+        missing.append(part);
+    object.insert(QStringLiteral("missingParts"), missing);
     return object;
 }
 

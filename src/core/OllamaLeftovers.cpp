@@ -44,6 +44,8 @@ QList<DetectedModel> inFolder(const BlobLedger::SharedFolder &folder)
     QList<DetectedModel> partials, unused;
     QHash<QByteArray, qsizetype> partialIndex;
     const QString blobs = folder.stores.first().blobsDir();
+    // The application keeping the store: Ollama, or AnythingLLM for its own Ollama's.
+    const SourceTool source = folder.stores.first().source;
     const QByteArray nativeBlobs = QFile::encodeName(blobs);
     DirectoryWalker::walk(blobs, [&](const DirectoryWalker::Entry &entry) {
         // Only the folder's own files: anything in a subfolder is no blob of Ollama's.
@@ -54,14 +56,14 @@ QList<DetectedModel> inFolder(const BlobLedger::SharedFolder &folder)
             auto found = partialIndex.constFind(*download);
             if (found == partialIndex.constEnd()) {
                 found = partialIndex.insert(*download, partials.size());
-                DetectedModel leftover = DetectedModel::create(QString::fromUtf8(*download), SourceTool::Kind::ollama, {}, 0, distantPast());
+                DetectedModel leftover = DetectedModel::create(QString::fromUtf8(*download), source, {}, 0, distantPast());
                 leftover.leftover = LeftoverKind::partialDownload;
                 partials.append(leftover);
             }
             addFile(partials[*found], entry);
         } else if (counted && entry.name().startsWith(blobPrefix) && !entry.name().contains(partialMarker)
                    && !ledger.isNamed(name)) {
-            DetectedModel leftover = DetectedModel::create(name, SourceTool::Kind::ollama, {}, 0, distantPast());
+            DetectedModel leftover = DetectedModel::create(name, source, {}, 0, distantPast());
             leftover.leftover = LeftoverKind::unreferencedBlob;
             addFile(leftover, entry);
             unused.append(leftover);

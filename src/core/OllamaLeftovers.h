@@ -5,7 +5,7 @@
 
 #include <QList>
 
-// What Ollama leaves in its blobs folders besides the models: downloads it has not
+// What Ollama (or AnythingLLM's own Ollama) leaves in its blobs folders besides the models: downloads it has not
 // finished (sha256-<hash>-partial with its -partial-N part files, one entry together) and
 // blobs that no manifest names. A blob counts as unused only when no manifest of any
 // store sharing its blobs folder names it, counted as a deletion counts; when a manifest

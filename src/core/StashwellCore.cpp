@@ -9,7 +9,7 @@
 
 StashwellCore::Machine StashwellCore::Machine::current()
 {
-    return {AppSearchLocations::forThisMachine(), [] { return OllamaStoreLocator::forThisMachine().stores(); }};
+    return {AppSearchLocations::forThisMachine(), [] { return OllamaStoreLocator::forThisMachine().allStores(); }};
 }
 
 StashwellCore::StashwellCore(Machine machine)

@@ -29,7 +29,8 @@ public:
     struct Machine
     {
         AppSearchLocations appLocations;
-        // The Ollama stores, looked for afresh on every call (they come and go).
+        // The stores in Ollama's layout (Ollama's and AnythingLLM's), looked for afresh on
+        // every call (they come and go).
         std::function<QList<OllamaStore>()> ollamaStores;
         static Machine current();
     };

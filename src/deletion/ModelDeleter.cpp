@@ -1,9 +1,12 @@
 #include "deletion/ModelDeleter.h"
 
+#include "catalogue/ModelSourceDefinition.h"
 #include "deletion/BlobLedger.h"
 #include "deletion/BlobReferenceManager.h"
 #include "deletion/StoreLock.h"
+#include "scanning/HuggingFaceRepository.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -62,6 +65,29 @@ std::optional<std::pair<OllamaStore, QStringList>> manifestsOf(const QList<Ollam
     return std::nullopt;
 }
 
+// Why an old Hugging Face revision may not move now, or nothing. Its files are its
+// snapshot folder, then the blobs that only it used when it was scanned.
+std::optional<QString> oldRevisionProblem(const DetectedModel &model)
+{
+    const QFileInfo snapshot(model.filePaths.value(0));
+    const QString repositoryPath = QFileInfo(snapshot.path()).path();
+    const HuggingFaceRepository repository = HuggingFaceRepository::read(repositoryPath, {}, true);
+    const HuggingFaceRepository::Revision *revision = repository.revision(snapshot.fileName());
+    if (!revision || QDir::cleanPath(revision->path) != QDir::cleanPath(snapshot.filePath()))
+        return QStringLiteral("This revision is no longer in the Hugging Face cache.");
+    if (!repository.refsNameRevisions() || revision->named)
+        return QStringLiteral("A ref of the repository names this revision now, or its refs cannot be read, so it stays.");
+    const QString blobs = QDir::cleanPath(repository.blobsPath()) + QLatin1Char('/');
+    for (const QString &blob : model.filePaths.sliced(1)) {
+        const QString path = QDir::cleanPath(blob);
+        const QByteArray name = QFile::encodeName(path.sliced(std::min(blobs.size(), path.size())));
+        const int others = repository.usersOf(name) - (revision->blobs.contains(name) ? 1 : 0);
+        if (!path.startsWith(blobs) || others > 0)
+            return QStringLiteral("Another revision of the repository uses one of its files now, so it stays.");
+    }
+    return std::nullopt;
+}
+
 // Locks and counts a group the first time one of its models comes up.
 void open(SharedBlobs &group)
 {
@@ -104,7 +130,8 @@ DeletionResult ModelDeleter::run(const QList<DetectedModel> &selection, Mode mod
 
     // Every group the selection touches is locked and counted before anything moves.
     const auto isOllama = [](const DetectedModel &model) {
-        return model.problem.isEmpty() && model.sourceTool.kind() == SourceTool::Kind::ollama;
+        const ModelSourceDefinition *definition = ModelSourceDefinition::find(model.sourceTool);
+        return model.problem.isEmpty() && definition && definition->layout == ModelLayout::ollamaManifests;
     };
     QList<std::optional<std::pair<OllamaStore, QStringList>>> manifests;
     QList<SharedBlobs *> blobGroups; // the group an unused blob lies in, checked again before it moves
@@ -149,6 +176,12 @@ DeletionResult ModelDeleter::run(const QList<DetectedModel> &selection, Mode mod
                 : group->ledger->isNamed(QFileInfo(model.filePaths.first()).fileName()) ? blobNamedNowReason()
                                                                                        : std::optional<QString>();
             if (problem) {
+                result.failures.append({model.displayName, *problem});
+                continue;
+            }
+        } else if (model.leftover == LeftoverKind::oldRevision) {
+            // Looked at afresh: a ref may name it now, or a new revision link one of its blobs.
+            if (const std::optional<QString> problem = oldRevisionProblem(model)) {
                 result.failures.append({model.displayName, *problem});
                 continue;
             }

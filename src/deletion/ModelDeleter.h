@@ -7,11 +7,14 @@
 
 #include <optional>
 
-// Moves models to the Trash, each model all or nothing. An Ollama model moves its
-// manifests and only the blobs that no other manifest needs, in any store that keeps its
-// blobs in the same real folder. Each such folder is locked and counted once for the
-// whole deletion, and the counts follow the models as they leave, so models deleted
-// earlier in the same run free what they shared with later ones.
+// Moves models to the Trash, each model all or nothing. A model of a store in Ollama's
+// layout (Ollama's, AnythingLLM's) moves its manifests and only the blobs that no other
+// manifest needs, in any store that keeps its blobs in the same real folder. Each such
+// folder is locked and counted once for the whole deletion, and the counts follow the
+// models as they leave, so models deleted earlier in the same run free what they shared
+// with later ones. An old Hugging Face revision is looked at again before it moves: it
+// stays when a ref names it now or another revision links one of its blobs; it moves its
+// snapshot first and its blobs after, so no remaining link ever leads to a moved blob.
 class ModelDeleter
 {
 public:

@@ -3,6 +3,7 @@
 #include <QFile>
 
 #include <dirent.h>
+#include <climits>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -117,7 +118,23 @@ FileAttributes DirectoryWalker::Entry::attributes() const
     return FileAttributes::fromStat(info);
 }
 
+std::optional<QByteArray> DirectoryWalker::Entry::linkTarget() const
+{
+    if (m_type != EntryType::symlink)
+        return std::nullopt;
+    char target[PATH_MAX];
+    const ssize_t length = ::readlinkat(m_dirFd, m_name, target, sizeof target);
+    if (length <= 0 || length >= ssize_t(sizeof target))
+        return std::nullopt;
+    return QByteArray(target, length);
+}
+
 bool DirectoryWalker::walk(const QString &root, const Visitor &visit)
+{
+    return walk(root, visit, {});
+}
+
+bool DirectoryWalker::walk(const QString &root, const Visitor &visit, const FolderFilter &enter)
 {
     std::vector<QByteArray> pending{withoutTrailingSlashes(QFile::encodeName(root))};
     bool atRoot = true;
@@ -137,7 +154,7 @@ bool DirectoryWalker::walk(const QString &root, const Visitor &visit)
         for (const NamedEntry &named : sortedEntries(dir)) {
             const Entry entry(dirFd, named.name.constData(), dirPath, named.type);
             visit(entry);
-            if (entry.type() == EntryType::directory)
+            if (entry.type() == EntryType::directory && (!enter || enter(entry)))
                 subfolders.push_back(childPath(dirPath, named.name.constData()));
         }
         ::closedir(dir);

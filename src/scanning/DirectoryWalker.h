@@ -34,6 +34,8 @@ public:
         std::optional<QString> path() const;
         // Size and date in one request relative to the open folder.
         FileAttributes attributes() const;
+        // What a symbolic link says, read without following it; nothing for anything else.
+        std::optional<QByteArray> linkTarget() const;
 
     private:
         friend class DirectoryWalker;
@@ -50,6 +52,9 @@ public:
     // Walks everything below root (a link at root itself is followed, as the user
     // named that folder). Returns false when root cannot be opened as a folder.
     static bool walk(const QString &root, const Visitor &visit);
+    // The same, entering only the subfolders `enter` accepts (each is still visited).
+    using FolderFilter = std::function<bool(const Entry &)>;
+    static bool walk(const QString &root, const Visitor &visit, const FolderFilter &enter);
 
     struct ListedEntry
     {

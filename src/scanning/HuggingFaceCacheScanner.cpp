@@ -1,69 +1,135 @@
 #include "scanning/HuggingFaceCacheScanner.h"
 
 #include "scanning/DirectoryWalker.h"
+#include "scanning/HuggingFaceRepository.h"
 #include "scanning/UnfinishedDownloads.h"
 
-#include <QFile>
-
-#include <sys/stat.h>
+#include <QFileInfo>
+#include <QSet>
 
 namespace HuggingFaceCacheScanner {
 
 namespace {
-const QString modelPrefix = QStringLiteral("models--");
+using File = HuggingFaceRepository::File;
+using Revision = HuggingFaceRepository::Revision;
+
 const QString separator = QStringLiteral("--");
 
-// True for a real folder: a link in its place would lead out of the repository.
-bool isRealFolder(const QString &path)
+// The folder prefix of each kind of repository, and the kind the library calls it.
+struct RepositoryKind
 {
-    struct stat info {};
-    return ::lstat(QFile::encodeName(path).constData(), &info) == 0 && S_ISDIR(info.st_mode);
+    const char16_t *prefix;
+    const char16_t *repoType;
+};
+constexpr RepositoryKind repositoryKinds[] = {
+    {u"models--", u"model"}, {u"datasets--", u"dataset"}, {u"spaces--", u"space"}};
+
+void addFile(DetectedModel &entry, const FileAttributes &attributes)
+{
+    entry.sizeBytes = addSizes(entry.sizeBytes, attributes.size);
+    entry.lastModified = std::max(entry.lastModified, attributes.modified);
 }
 
-// The repository's model, when it has a finished blob, then its unfinished downloads.
-QList<DetectedModel> repositoryModels(const QString &repository, const QString &name, const UnfinishedDownloadNames &unfinished)
+DetectedModel entryOf(const RepositoryFolder &folder, const SourceTool &source, const QString &path)
 {
-    const QString blobs = repository + QStringLiteral("/blobs");
-    if (!isRealFolder(blobs))
-        return {};
-    UnfinishedDownloads downloads(unfinished, SourceTool::Kind::huggingFace);
-    qint64 total = 0;
-    QDateTime latest = distantPast();
-    QString largest;
-    qint64 largestSize = -1;
-    DirectoryWalker::walk(blobs, [&](const DirectoryWalker::Entry &entry) {
-        // An unfinished download is no part of the model; links and special files are never opened.
-        if (downloads.take(entry, name) || entry.type() != DirectoryWalker::EntryType::regular)
-            return;
-        const FileAttributes attributes = entry.attributes();
-        total = addSizes(total, attributes.size);
-        latest = std::max(latest, attributes.modified);
-        const std::optional<QString> path = entry.path();
-        if (path && attributes.size > largestSize) {
-            largest = *path;
-            largestSize = attributes.size;
+    DetectedModel entry = DetectedModel::create(folder.name, source, {path}, 0, distantPast());
+    entry.repoType = folder.repoType;
+    return entry;
+}
+
+// An old revision: its snapshot folder (the files it holds and its links), then the blobs
+// only it uses. A blob whose name is not text cannot be moved alone, so it stays with
+// the repository. `claimed` gets the blobs it takes.
+DetectedModel oldRevisionEntry(const HuggingFaceRepository &repository, const Revision &revision,
+                               const RepositoryFolder &folder, const SourceTool &source, QSet<QByteArray> &claimed)
+{
+    DetectedModel leftover = entryOf(folder, source, revision.path);
+    leftover.leftover = LeftoverKind::oldRevision;
+    for (const File &file : revision.files)
+        addFile(leftover, file.attributes);
+    for (const QByteArray &name : repository.blobsOnlyUsedBy(revision)) {
+        const std::optional<QString> path = repository.blobPath(name);
+        if (!path)
+            continue;
+        claimed.insert(name);
+        leftover.filePaths.append(*path);
+        addFile(leftover, repository.blobs()[name]);
+    }
+    if (isDistantPast(leftover.lastModified))
+        leftover.lastModified = FileAttributes::read(revision.path).modified;
+    return leftover;
+}
+
+// The repository's entry, counting every finished file no old revision took, or nothing
+// when there is none; then its old revisions.
+QList<DetectedModel> repositoryEntries(const QString &path, const RepositoryFolder &folder,
+                                       const HuggingFaceRepository &repository, const SourceTool &source)
+{
+    QList<DetectedModel> oldRevisions;
+    QSet<QByteArray> claimed;
+    for (const Revision &revision : repository.revisions()) {
+        if (!revision.named)
+            oldRevisions.append(oldRevisionEntry(repository, revision, folder, source, claimed));
+    }
+
+    DetectedModel model = entryOf(folder, source, path);
+    // What the model is: the largest file of its current revisions, when links were read
+    // to say which (the smallest name of equal ones, as the blobs come in no fixed order).
+    std::optional<std::pair<qint64, QByteArray>> largestBlob;
+    const auto consider = [&largestBlob](const QByteArray &name, qint64 size) {
+        if (!largestBlob || size > largestBlob->first || (size == largestBlob->first && name < largestBlob->second))
+            largestBlob = std::make_pair(size, name);
+    };
+    bool holdsFiles = false;
+    for (auto blob = repository.blobs().cbegin(); blob != repository.blobs().cend(); ++blob) {
+        if (claimed.contains(blob.key()))
+            continue;
+        holdsFiles = true;
+        addFile(model, blob.value());
+        if (oldRevisions.isEmpty())
+            consider(blob.key(), blob.value().size);
+    }
+    for (const Revision &revision : repository.revisions()) {
+        for (const QByteArray &blob : revision.named ? revision.blobs : QList<QByteArray>()) {
+            if (const auto found = repository.blobs().constFind(blob); found != repository.blobs().cend())
+                consider(blob, found->size);
         }
-    });
-    if (largest.isEmpty())
-        return downloads.leftovers();
-    DetectedModel model = DetectedModel::create(name, SourceTool::Kind::huggingFace, {repository}, total, latest);
-    model.offerPrimaryFile(largest, largestSize);
-    return QList<DetectedModel>{model} + downloads.leftovers();
+    }
+    if (largestBlob) {
+        if (const std::optional<QString> blob = repository.blobPath(largestBlob->second))
+            model.offerPrimaryFile(*blob, largestBlob->first);
+    }
+    for (const Revision &revision : repository.revisions()) {
+        for (const File &file : revision.named ? revision.files : QList<File>()) {
+            holdsFiles = true;
+            addFile(model, file.attributes);
+            if (file.path)
+                model.offerPrimaryFile(*file.path, file.attributes.size);
+        }
+    }
+    if (!holdsFiles)
+        return oldRevisions;
+    return QList<DetectedModel>{model} + oldRevisions;
 }
 } // namespace
 
-std::optional<QString> repositoryName(const QString &folderName)
+std::optional<RepositoryFolder> repositoryFolder(const QString &folderName)
 {
-    if (!folderName.startsWith(modelPrefix) || folderName.size() == modelPrefix.size())
-        return std::nullopt;
-    QString name = folderName.sliced(modelPrefix.size());
-    const qsizetype split = name.indexOf(separator);
-    if (split > 0)
-        name.replace(split, separator.size(), QStringLiteral("/"));
-    return name;
+    for (const RepositoryKind &kind : repositoryKinds) {
+        const QString prefix = QString::fromUtf16(kind.prefix);
+        if (!folderName.startsWith(prefix) || folderName.size() == prefix.size())
+            continue;
+        QString name = folderName.sliced(prefix.size());
+        const qsizetype split = name.indexOf(separator);
+        if (split > 0)
+            name.replace(split, separator.size(), QStringLiteral("/"));
+        return RepositoryFolder{QString::fromUtf16(kind.repoType), name};
+    }
+    return std::nullopt;
 }
 
-QList<DetectedModel> scan(const QString &cacheRoot, const UnfinishedDownloadNames &unfinished)
+QList<DetectedModel> scan(const QString &cacheRoot, const QList<UnfinishedDownloadNames> &unfinished,
+                          const SourceTool &source)
 {
     QList<DetectedModel> models;
     const auto entries = DirectoryWalker::list(cacheRoot);
@@ -72,10 +138,17 @@ QList<DetectedModel> scan(const QString &cacheRoot, const UnfinishedDownloadName
     for (const DirectoryWalker::ListedEntry &entry : *entries) {
         if (entry.type != DirectoryWalker::EntryType::directory)
             continue;
-        const std::optional<QString> name = repositoryName(entry.path.sliced(entry.path.lastIndexOf(QLatin1Char('/')) + 1));
-        if (!name)
+        const std::optional<RepositoryFolder> folder = repositoryFolder(QFileInfo(entry.path).fileName());
+        if (!folder)
             continue;
-        models += repositoryModels(entry.path, *name, unfinished);
+        UnfinishedDownloads downloads(unfinished, source);
+        const HuggingFaceRepository repository = HuggingFaceRepository::read(
+            entry.path, [&](const DirectoryWalker::Entry &blob) { return downloads.take(blob, folder->name); });
+        models += repositoryEntries(entry.path, *folder, repository, source);
+        for (DetectedModel leftover : downloads.leftovers()) {
+            leftover.repoType = folder->repoType;
+            models.append(leftover);
+        }
     }
     return models;
 }

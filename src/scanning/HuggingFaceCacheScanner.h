@@ -7,18 +7,30 @@
 #include <QString>
 #include <optional>
 
-// The Hugging Face hub cache: one model per models--ORG--NAME repository directly in
-// the cache folder. A repository keeps its files once, in blobs/; snapshots/ holds
-// links into blobs/ per revision, so only blobs/ is counted and no link is followed.
-// The repository folder is the model's one path, so trashing moves it whole and a
-// restore brings its links back working; verification compares its largest blob. An
-// unfinished download among the blobs is a leftover of its own, named after the repository.
+// A cache in the Hugging Face layout (the hub cache, or llama.cpp's own since March
+// 2026): one entry per models--, datasets-- or spaces--ORG--NAME repository directly in
+// the cache folder, with its repoType. A repository keeps its files once, in blobs/, and
+// links to them per revision in snapshots/; where no links could be made a snapshot
+// holds the files themselves, and those count. No link is followed.
+//
+// The repository folder is the entry's one path, so trashing moves it whole and a
+// restore brings its links back working; verification compares its largest file. When
+// refs/ tells the current revisions from the old (HuggingFaceRepository), each revision
+// no ref names is a leftover of its own ("oldRevision", named after the repository): its
+// snapshot folder first, then the blobs only it uses, so moving it leaves every named
+// revision whole; the repository then counts everything else. An unfinished download
+// among the blobs is a leftover of its own, named after the repository.
 namespace HuggingFaceCacheScanner {
 
-QList<DetectedModel> scan(const QString &cacheRoot, const UnfinishedDownloadNames &unfinished);
+QList<DetectedModel> scan(const QString &cacheRoot, const QList<UnfinishedDownloadNames> &unfinished,
+                          const SourceTool &source);
 
-// "ORG/NAME" for a folder named "models--ORG--NAME" ("NAME" for "models--NAME"), or
-// nothing for a folder that holds no model (datasets--, spaces--, anything else).
-std::optional<QString> repositoryName(const QString &folderName);
+struct RepositoryFolder
+{
+    QString repoType; // "model", "dataset" or "space"
+    QString name;     // "ORG/NAME", or "NAME" for a repository without an organisation
+};
+// What a folder directly in the cache holds, or nothing for anything but a repository.
+std::optional<RepositoryFolder> repositoryFolder(const QString &folderName);
 
 } // namespace HuggingFaceCacheScanner

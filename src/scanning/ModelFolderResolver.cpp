@@ -1,5 +1,7 @@
 #include "scanning/ModelFolderResolver.h"
 
+#include "scanning/ScanRoutines.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -113,6 +115,19 @@ QString appHome(const QList<ModelFolder> &candidates)
             return last;
     }
     return last;
+}
+
+QStringList folders(const ModelSourceDefinition &definition)
+{
+    const QString home = appHome(definition.homeFolders);
+    QStringList found;
+    for (const ModelFolder &folder : definition.folders) {
+        const std::optional<QString> path = resolve(folder, home);
+        // A moved folder is only where its setting says: nothing to show or check elsewhere.
+        if (path && (!folder.isRelocation() || QFileInfo(*path).isDir()))
+            found.append(*path);
+    }
+    return ScanRoutines::distinctRoots(found);
 }
 
 } // namespace ModelFolderResolver

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "catalogue/ModelFolder.h"
+#include "catalogue/ModelSourceDefinition.h"
 
 #include <QList>
 #include <QString>
@@ -22,5 +23,10 @@ std::optional<QString> resolve(const ModelFolder &folder, const QString &appHome
 // The application's own folder: the first candidate that resolves to an existing
 // folder, else what the last resolves to (empty when it resolves to nothing).
 QString appHome(const QList<ModelFolder> &candidates);
+
+// Every folder of the definition's table that leads somewhere here, each real folder once,
+// in the table's order, whether it exists or not; a moved folder counts only where its
+// setting or variable says, and only when that is a folder.
+QStringList folders(const ModelSourceDefinition &definition);
 
 } // namespace ModelFolderResolver

@@ -23,19 +23,28 @@ std::optional<QString> displayName(const QString &relativePath)
 
 OllamaScanner::OllamaScanner(QList<OllamaStore> stores) : m_stores(std::move(stores)) {}
 
-QStringList OllamaScanner::roots() const
+QStringList OllamaScanner::roots(SourceTool::Kind source) const
 {
     QStringList folders;
-    for (const OllamaStore &store : m_stores)
-        folders.append(store.modelsDir);
+    for (const OllamaStore &store : m_stores) {
+        if (store.source == source)
+            folders.append(store.modelsDir);
+    }
     return ScanRoutines::distinctRoots(folders);
 }
 
 QList<DetectedModel> OllamaScanner::scan() const
 {
+    QList<SourceTool::Kind> sources;
+    for (const OllamaStore &store : m_stores) {
+        if (!sources.contains(store.source))
+            sources.append(store.source);
+    }
     QList<DetectedModel> models;
-    for (const QString &folder : roots())
-        models += scanStore(OllamaStore{folder});
+    for (const SourceTool::Kind source : sources) {
+        for (const QString &folder : roots(source))
+            models += scanStore(OllamaStore{folder, source});
+    }
     return models;
 }
 
@@ -61,7 +70,7 @@ QList<DetectedModel> OllamaScanner::scanStore(const OllamaStore &store)
         const std::optional<OllamaManifest> manifest = OllamaManifest::read(*path);
         if (!manifest)
             return;
-        DetectedModel model = DetectedModel::create(*name, SourceTool::Kind::ollama, {*path},
+        DetectedModel model = DetectedModel::create(*name, store.source, {*path},
                                                     manifest->manifestSize(), entry.attributes().modified);
         for (const QString &digest : manifest->allDigests()) {
             const std::optional<QString> blobName = OllamaManifest::blobFileName(digest);

@@ -1,13 +1,17 @@
 #pragma once
 
+#include "catalogue/SourceTool.h"
+
 #include <QString>
 
-// One Ollama model store: a "models" folder holding the manifests tree and the blobs
-// that the manifests name. A machine may have several (the user's own, the system
-// service's, one named by OLLAMA_MODELS); each keeps its own reference counts.
+// One model store in Ollama's layout: a "models" folder holding the manifests tree and
+// the blobs that the manifests name. A machine may have several (the user's own, the
+// system service's, one named by OLLAMA_MODELS, AnythingLLM's own Ollama's); each keeps
+// its own reference counts, and its models belong to the application that keeps it.
 struct OllamaStore
 {
     QString modelsDir;
+    SourceTool::Kind source = SourceTool::Kind::ollama;
 
     QString manifestsDir() const;
     QString blobsDir() const;

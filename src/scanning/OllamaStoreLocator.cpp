@@ -1,5 +1,7 @@
 #include "scanning/OllamaStoreLocator.h"
 
+#include "catalogue/ModelSourceDefinition.h"
+#include "scanning/ModelFolderResolver.h"
 #include "scanning/ScanRoutines.h"
 #include "scanning/ServiceUnitEnvironment.h"
 
@@ -35,5 +37,17 @@ QList<OllamaStore> OllamaStoreLocator::stores() const
     QList<OllamaStore> stores;
     for (const QString &folder : ScanRoutines::distinctRoots(candidates))
         stores.append({QDir::cleanPath(folder)});
+    return stores;
+}
+
+QList<OllamaStore> OllamaStoreLocator::applicationStores()
+{
+    QList<OllamaStore> stores;
+    for (const ModelSourceDefinition &definition : ModelSourceDefinition::all()) {
+        if (definition.layout != ModelLayout::ollamaManifests || definition.storesFromOllamaLocator)
+            continue;
+        for (const QString &folder : ModelFolderResolver::folders(definition))
+            stores.append({QDir::cleanPath(folder), definition.tool.kind()});
+    }
     return stores;
 }

@@ -7,6 +7,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
+#include <QSet>
 
 namespace ScanRoutines {
 
@@ -65,9 +66,72 @@ bool addSidecar(const DirectoryWalker::Entry &entry, const QList<QByteArray> &su
 }
 } // namespace
 
+std::optional<SplitPart> SplitPart::parse(QByteArrayView fileName)
+{
+    // "-00001-of-00003.gguf": 5 digits, "-of-", 5 digits, the extension.
+    constexpr qsizetype digits = 5, tail = 1 + digits + 4 + digits + 5;
+    if (fileName.size() <= tail)
+        return std::nullopt;
+    const QByteArrayView end = fileName.last(tail);
+    const auto number = [](QByteArrayView text) {
+        int value = 0;
+        for (const char c : text) {
+            if (c < '0' || c > '9')
+                return -1;
+            value = value * 10 + (c - '0');
+        }
+        return value;
+    };
+    const int index = number(end.sliced(1, digits)), count = number(end.sliced(1 + digits + 4, digits));
+    if (end.front() != '-' || end.sliced(1 + digits, 4).compare("-of-", Qt::CaseInsensitive) != 0
+        || end.last(5).compare(".gguf", Qt::CaseInsensitive) != 0 || count < 2 || index < 1 || index > count)
+        return std::nullopt;
+    return SplitPart{fileName.first(fileName.size() - tail).toByteArray(), index, count};
+}
+
+namespace {
+// The split models of one walk: each joined once per folder, prefix and part count.
+class SplitModels
+{
+public:
+    // The model a part belongs to, made (named after the prefix) when it is the first part met.
+    qsizetype modelOf(const DirectoryWalker::Entry &entry, const SplitPart &part, const SourceTool &source,
+                      QList<DetectedModel> &models)
+    {
+        const QByteArray key = entry.folderNativePath() + '/' + part.prefix + '/' + QByteArray::number(part.count);
+        auto found = m_index.constFind(key);
+        if (found == m_index.constEnd()) {
+            found = m_index.insert(key, models.size());
+            DetectedModel model = DetectedModel::create(QString::fromUtf8(part.prefix), source, {}, 0, distantPast());
+            model.partCount = part.count;
+            models.append(model);
+        }
+        m_partsFound[*found].insert(part.index);
+        return *found;
+    }
+
+    // Names the parts of each split model that the walk did not meet.
+    void noteMissingParts(QList<DetectedModel> &models) const
+    {
+        for (auto it = m_partsFound.cbegin(); it != m_partsFound.cend(); ++it) {
+            DetectedModel &model = models[it.key()];
+            for (int part = 1; part <= model.partCount; ++part) {
+                if (!it.value().contains(part))
+                    model.missingParts.append(part);
+            }
+        }
+    }
+
+private:
+    QHash<QByteArray, qsizetype> m_index;
+    QHash<qsizetype, QSet<int>> m_partsFound;
+};
+} // namespace
+
 QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &extensions,
                                     const SourceTool &source, const QStringList &sidecarSuffixes,
-                                    const UnfinishedDownloadNames &unfinished)
+                                    const QList<UnfinishedDownloadNames> &unfinished,
+                                    const DirectoryWalker::FolderFilter &enter)
 {
     UnfinishedDownloads downloads(unfinished, source);
     QList<QByteArray> accepted;
@@ -78,6 +142,7 @@ QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &exte
         sidecars.append(QFile::encodeName(suffix));
     // A model file's sidecars sort after it in its folder (its name is their prefix).
     QHash<QByteArray, qsizetype> modelOfFile;
+    SplitModels split;
 
     QList<DetectedModel> models;
     DirectoryWalker::walk(root, [&](const DirectoryWalker::Entry &entry) {
@@ -91,6 +156,13 @@ QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &exte
         if (entry.type() != DirectoryWalker::EntryType::regular)
             return;
         const FileAttributes attributes = entry.attributes();
+        if (const std::optional<SplitPart> part = SplitPart::parse(entry.name())) {
+            const qsizetype index = split.modelOf(entry, *part, source, models);
+            addWalkedFile(models[index], entry, attributes, attributes.size);
+            if (!sidecars.isEmpty())
+                modelOfFile.insert(entry.nativePath(), index);
+            return;
+        }
         const std::optional<QString> path = entry.path();
         if (!path) {
             // Listed so the user knows it is there, with no path anything could act on.
@@ -106,13 +178,16 @@ QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &exte
         DetectedModel model = DetectedModel::create(name, source, {*path}, attributes.size, attributes.modified);
         model.offerPrimaryFile(*path, attributes.size);
         models.append(model);
-    });
+    }, enter);
+    split.noteMissingParts(models);
     return models + downloads.leftovers();
 }
 
-QList<DetectedModel> scanModelTree(const QString &root, const SourceTool &source)
+QList<DetectedModel> scanModelTree(const QString &root, const SourceTool &source,
+                                   const QList<UnfinishedDownloadNames> &unfinished)
 {
     using EntryType = DirectoryWalker::EntryType;
+    UnfinishedDownloads downloads(unfinished, source);
     QList<DetectedModel> models;
     const auto publishers = DirectoryWalker::list(root);
     if (!publishers)
@@ -126,17 +201,21 @@ QList<DetectedModel> scanModelTree(const QString &root, const SourceTool &source
         for (const DirectoryWalker::ListedEntry &folder : *modelFolders) {
             if (folder.type != EntryType::directory)
                 continue;
-            if (std::optional<DetectedModel> model = makeDirectoryModel(folder.path, source))
+            if (std::optional<DetectedModel> model = makeDirectoryModel(folder.path, source, &downloads))
                 models.append(*model);
         }
     }
-    return models;
+    return models + downloads.leftovers();
 }
 
-std::optional<DetectedModel> makeDirectoryModel(const QString &directory, const SourceTool &source)
+std::optional<DetectedModel> makeDirectoryModel(const QString &directory, const SourceTool &source,
+                                                UnfinishedDownloads *downloads)
 {
-    DetectedModel model = DetectedModel::create(QFileInfo(directory).fileName(), source, {}, 0, distantPast());
+    const QString name = QFileInfo(directory).fileName();
+    DetectedModel model = DetectedModel::create(name, source, {}, 0, distantPast());
     const bool walked = DirectoryWalker::walk(directory, [&](const DirectoryWalker::Entry &entry) {
+        if (downloads && downloads->take(entry, name))
+            return;
         if (entry.type() != DirectoryWalker::EntryType::regular)
             return;
         const FileAttributes attributes = entry.attributes();
@@ -148,7 +227,7 @@ std::optional<DetectedModel> makeDirectoryModel(const QString &directory, const 
 }
 
 QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceTool &source,
-                                              const UnfinishedDownloadNames &unfinished)
+                                              const QList<UnfinishedDownloadNames> &unfinished)
 {
     UnfinishedDownloads downloads(unfinished, source);
     QList<DetectedModel> models; // one per folder, in the order the walk first meets them

@@ -9,6 +9,8 @@
 #include <QStringList>
 #include <optional>
 
+class UnfinishedDownloads;
+
 // The walks that every scanner is built from. They only list folders and read
 // file attributes; they never open, write, move or delete a file, and they never
 // report errors: what cannot be read simply yields fewer models.
@@ -22,25 +24,44 @@ QString homePath(const QString &relative);
 
 // One model per regular, non-hidden file below root whose lower-cased extension is
 // one of extensions (given in lower case), named after the file without its extension.
-// A regular file named like a model file plus one of sidecarSuffixes belongs to that model.
-// Unfinished downloads follow the models as leftovers, each named after its file.
+// The parts of a split GGUF file (name-00001-of-00003.gguf, ...) in one folder are one
+// model named "name", which says which parts are missing. A regular file named like a
+// model file plus one of sidecarSuffixes belongs to that model. Unfinished downloads
+// follow the models as leftovers, each named after its file. Only the subfolders `enter`
+// accepts are walked (all of them when it is empty).
 QList<DetectedModel> scanModelFiles(const QString &root, const QStringList &extensions,
                                     const SourceTool &source, const QStringList &sidecarSuffixes = {},
-                                    const UnfinishedDownloadNames &unfinished = {});
+                                    const QList<UnfinishedDownloadNames> &unfinished = {},
+                                    const DirectoryWalker::FolderFilter &enter = {});
+
+// A file name of one part of a split GGUF model, as llama.cpp's gguf-split writes them:
+// "<prefix>-<index>-of-<count>.gguf", both numbers five digits, index 1 to count, count
+// at least 2 (the extension in any case).
+struct SplitPart
+{
+    QByteArray prefix;
+    int index = 0;
+    int count = 0;
+    static std::optional<SplitPart> parse(QByteArrayView fileName);
+};
 
 // One model per folder exactly two levels below root (publisher, then model) that
-// holds at least one regular file at any depth.
-QList<DetectedModel> scanModelTree(const QString &root, const SourceTool &source);
+// holds at least one regular file at any depth. Unfinished downloads follow the models
+// as leftovers, each named after its model folder; a folder holding nothing else is no model.
+QList<DetectedModel> scanModelTree(const QString &root, const SourceTool &source,
+                                   const QList<UnfinishedDownloadNames> &unfinished = {});
 
 // One model covering every regular file below directory, or nothing when there is none.
-std::optional<DetectedModel> makeDirectoryModel(const QString &directory, const SourceTool &source);
+// Files `downloads` takes as unfinished downloads are left to it.
+std::optional<DetectedModel> makeDirectoryModel(const QString &directory, const SourceTool &source,
+                                                UnfinishedDownloads *downloads = nullptr);
 
 // One model per folder below root that directly holds non-folder entries (links and
 // special files count too); entries directly in root belong to no model. Folders
 // come in the order the walk first meets them. Unfinished downloads follow the models as
 // leftovers, each named after the folder it lies in.
 QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceTool &source,
-                                              const UnfinishedDownloadNames &unfinished = {});
+                                              const QList<UnfinishedDownloadNames> &unfinished = {});
 
 // Adds a walked file to model: bytes to its size, its date when later, its path, and a
 // regular file as the primary one when it is the largest so far. A file whose name is not

@@ -5,21 +5,14 @@
 #include "scanning/OllamaScanner.h"
 #include "scanning/ScanRoutines.h"
 
-#include <QFileInfo>
+#include <QFile>
+
 
 QStringList SourceScanner::roots() const
 {
-    if (m_definition.storesFromOllamaLocator)
-        return m_ollama.roots();
-    const QString appHome = ModelFolderResolver::appHome(m_definition.homeFolders);
-    QStringList folders;
-    for (const ModelFolder &folder : m_definition.folders) {
-        const std::optional<QString> path = ModelFolderResolver::resolve(folder, appHome);
-        // A moved folder is only where its setting says: nothing to show or check elsewhere.
-        if (path && (!folder.isRelocation() || QFileInfo(*path).isDir()))
-            folders.append(*path);
-    }
-    return ScanRoutines::distinctRoots(folders);
+    if (m_definition.layout == ModelLayout::ollamaManifests)
+        return m_ollama.roots(m_definition.tool.kind());
+    return ModelFolderResolver::folders(m_definition);
 }
 
 QList<DetectedModel> SourceScanner::scan(const QStringList &roots) const
@@ -40,13 +33,26 @@ QList<DetectedModel> SourceScanner::walk(const QString &root) const
         return ScanRoutines::scanModelFiles(root, m_definition.extensions, source, m_definition.sidecarSuffixes,
                                             m_definition.unfinishedDownloads);
     case ModelLayout::publisherModelFolders:
-        return ScanRoutines::scanModelTree(root, source);
+        return ScanRoutines::scanModelTree(root, source, m_definition.unfinishedDownloads);
     case ModelLayout::folderPerModel:
         return ScanRoutines::scanFilesGroupedByFolder(root, source, m_definition.unfinishedDownloads);
     case ModelLayout::ollamaManifests:
-        return OllamaScanner::scanStore(OllamaStore{root});
+        return OllamaScanner::scanStore(OllamaStore{root, source.kind()});
     case ModelLayout::huggingFaceRepos:
-        return HuggingFaceCacheScanner::scan(root, m_definition.unfinishedDownloads);
+        return HuggingFaceCacheScanner::scan(root, m_definition.unfinishedDownloads, source);
+    case ModelLayout::llamaCppCache: {
+        // The flat files lie beside the repositories, which only the repository walk reads.
+        QByteArray top = QFile::encodeName(root); // as the walk spells it
+        while (top.size() > 1 && top.endsWith('/'))
+            top.chop(1);
+        const auto outsideRepositories = [&top](const DirectoryWalker::Entry &folder) {
+            return folder.folderNativePath() != top
+                || !HuggingFaceCacheScanner::repositoryFolder(QString::fromUtf8(folder.name()));
+        };
+        return ScanRoutines::scanModelFiles(root, m_definition.extensions, source, m_definition.sidecarSuffixes,
+                                            m_definition.unfinishedDownloads, outsideRepositories)
+            + HuggingFaceCacheScanner::scan(root, m_definition.unfinishedDownloads, source);
+    }
     }
     return {};
 }

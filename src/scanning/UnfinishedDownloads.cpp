@@ -4,6 +4,8 @@
 
 #include <QFile>
 
+#include <algorithm>
+
 #include <sys/stat.h>
 
 bool UnfinishedDownloads::isDownloadName(QByteArrayView name, const UnfinishedDownloadNames &names)
@@ -14,26 +16,39 @@ bool UnfinishedDownloads::isDownloadName(QByteArrayView name, const UnfinishedDo
     return name.size() > prefix.size() + suffix.size() && name.startsWith(prefix) && name.endsWith(suffix);
 }
 
+bool UnfinishedDownloads::isDownloadName(QByteArrayView name) const
+{
+    return std::any_of(m_names.cbegin(), m_names.cend(),
+                       [&](const UnfinishedDownloadNames &names) { return isDownloadName(name, names); });
+}
+
 bool UnfinishedDownloads::take(const DirectoryWalker::Entry &entry, const QString &displayName)
 {
     if (m_names.isEmpty())
         return false;
-    if (isDownloadName(entry.name(), m_names)) {
+    if (isDownloadName(entry.name())) {
         if (entry.type() == DirectoryWalker::EntryType::regular)
             add(entry, entry.nativePath(), displayName);
         return true;
     }
     if (entry.type() != DirectoryWalker::EntryType::regular)
         return false;
-    for (const QString &companion : m_names.companionSuffixes) {
+    return std::any_of(m_names.cbegin(), m_names.cend(),
+                       [&](const UnfinishedDownloadNames &names) { return takeCompanion(entry, names, displayName); });
+}
+
+bool UnfinishedDownloads::takeCompanion(const DirectoryWalker::Entry &entry, const UnfinishedDownloadNames &names,
+                                        const QString &displayName)
+{
+    for (const QString &companion : names.companionSuffixes) {
         const QByteArray suffix = QFile::encodeName(companion);
         if (!entry.name().endsWith(suffix))
             continue;
         // It belongs to a download only while that download is there beside it.
         const QByteArray native = entry.nativePath();
-        const QByteArray download = native.first(native.size() - suffix.size()) + QFile::encodeName(m_names.suffix);
+        const QByteArray download = native.first(native.size() - suffix.size()) + QFile::encodeName(names.suffix);
         struct stat info {};
-        if (!isDownloadName(QByteArrayView(download).sliced(download.lastIndexOf('/') + 1), m_names)
+        if (!isDownloadName(QByteArrayView(download).sliced(download.lastIndexOf('/') + 1), names)
             || ::lstat(download.constData(), &info) != 0 || !S_ISREG(info.st_mode))
             continue;
         add(entry, download, displayName);

@@ -13,7 +13,7 @@
 class UnfinishedDownloads
 {
 public:
-    UnfinishedDownloads(const UnfinishedDownloadNames &names, const SourceTool &source)
+    UnfinishedDownloads(const QList<UnfinishedDownloadNames> &names, const SourceTool &source)
         : m_names(names), m_source(source) {}
 
     // True when the entry is an unfinished download or one of its companions, so the
@@ -27,11 +27,14 @@ public:
 
     // A file named like an unfinished download (what take() recognises, whatever its type).
     static bool isDownloadName(QByteArrayView name, const UnfinishedDownloadNames &names);
+    bool isDownloadName(QByteArrayView name) const;
 
 private:
+    bool takeCompanion(const DirectoryWalker::Entry &entry, const UnfinishedDownloadNames &names,
+                       const QString &displayName);
     void add(const DirectoryWalker::Entry &entry, const QByteArray &downloadPath, const QString &displayName);
 
-    UnfinishedDownloadNames m_names;
+    QList<UnfinishedDownloadNames> m_names;
     SourceTool m_source;
     QList<DetectedModel> m_leftovers;
     QHash<QByteArray, qsizetype> m_indexOfDownload; // native path of the download -> entry

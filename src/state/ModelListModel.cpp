@@ -53,13 +53,20 @@ QString ModelListModel::modifiedText(const QDateTime &date)
 
 QString ModelListModel::subtitle(const DetectedModel &model)
 {
+    QStringList labels;
     if (model.isLeftover())
-        return model.leftoverDescription() + QStringLiteral(" \u00b7 ") + model.sourceTool.description();
-    return model.isOrphaned ? model.sourceTool.description() : QString();
+        labels << model.leftoverDescription();
+    labels << model.repoTypeText();
+    if (model.isLeftover() || model.isOrphaned)
+        labels << model.sourceTool.description();
+    labels.removeAll(QString());
+    return labels.join(QStringLiteral(" \u00b7 "));
 }
 
 QString ModelListModel::note(const DetectedModel &model)
 {
+    if (!model.missingParts.isEmpty())
+        return model.missingPartsText();
     return model.mayStillBeDownloading(QDateTime::currentDateTimeUtc()) ? QStringLiteral("May still be downloading") : QString();
 }
 
@@ -122,7 +129,7 @@ QVariant ModelListModel::data(const QModelIndex &index, int role) const
     case DuplicateGroupRole: return model.duplicateGroup ? model.duplicateGroup->toString(QUuid::WithoutBraces) : QString();
     case SelectedRole: return m_selection && m_selection->contains(model.id);
     case FirstFilePathRole: return model.filePaths.value(0);
-    case ShowSourceLabelRole: return model.isOrphaned || model.isLeftover();
+    case ShowSourceLabelRole: return !subtitle(model).isEmpty();
     case ProblemRole: return model.problem;
     case SubtitleRole: return subtitle(model);
     case NoteRole: return note(model);

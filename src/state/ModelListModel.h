@@ -36,8 +36,8 @@ public:
         FirstFilePathRole,
         ShowSourceLabelRole,
         ProblemRole,        // why the model cannot be moved or checked; empty when it can
-        SubtitleRole,       // under the name: an orphan's source; what a leftover is and its store
-        NoteRole,           // a leftover download that may still be going on says so; else empty
+        SubtitleRole,       // under the name: an orphan's source; what a leftover is and its store; "Dataset", "Space"
+        NoteRole,           // a missing part of a split model, or a download that may still be going on; else empty
         LibraryCacheRole,   // a header of a library's cache, which has no application icon
     };
     Q_ENUM(Role)
@@ -55,9 +55,11 @@ public:
     void refreshSelection();
 
     static QString modifiedText(const QDateTime &date);
-    // "Unfinished download · Ollama" for a leftover, the source for an orphan, else empty.
+    // "Unfinished download · Ollama" for a leftover, the source for an orphan, "Dataset" or
+    // "Space" for those Hugging Face entries (before the source), else empty.
     static QString subtitle(const DetectedModel &model);
-    // "May still be downloading" for a download changed within the hour before now, else empty.
+    // "Part 2 of 3 is missing" for an incomplete split model; "May still be downloading"
+    // for a download changed within the hour before now; else empty.
     static QString note(const DetectedModel &model);
 
     QString filterText() const { return m_filterText; }

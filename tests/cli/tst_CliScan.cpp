@@ -213,7 +213,7 @@ private slots:
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QStringList>("named"); // lines the answer must hold, each a pattern of its start
-        const QStringList sources{u"lmStudio +LM Studio$"_s, u"huggingFace +Hugging Face$"_s, u"llamaCpp +llama.cpp$"_s, u"custom "_s, u"Exit status:$"_s};
+        const QStringList sources{u"lmStudio +LM Studio$"_s, u"huggingFace +Hugging Face$"_s, u"llamaCpp +llama.cpp$"_s, u"anythingLLM +AnythingLLM$"_s, u"custom "_s, u"Exit status:$"_s};
         const QStringList scanOptions = QStringList{u"--json"_s, u"--paths"_s, u"--source KIND"_s, u"--sort KEY"_s, u"--only TYPE"_s,
                                                     u"--older-than AGE$"_s, u"SIZE is "_s} + sources;
         QTest::newRow("--help") << QStringList{u"--help"_s} << QStringList{u"scan"_s, u"verify"_s, u"trash"_s, u"folders"_s, u"--version"_s} + sources;

@@ -20,6 +20,7 @@
 namespace {
 const QString userStore = QStringLiteral(".ollama/models");
 const QString serviceStore = QStringLiteral("system/ollama/.ollama/models"); // its blobs folder is a link to the user's
+const QString anythingStore = QStringLiteral(".config/anythingllm-desktop/storage/models/ollama");
 
 void addModel(const TempHome &home, const QString &store, const QString &name, const QList<QByteArray> &digests)
 {
@@ -41,6 +42,9 @@ void layOutStores(const TempHome &home)
     QDir().mkpath(home.filePath(serviceStore));
     QVERIFY(QFile::link(home.filePath(userStore + QStringLiteral("/blobs")), home.filePath(serviceStore + QStringLiteral("/blobs"))));
     addModel(home, serviceStore, QStringLiteral("svc"), {"sha256:svccfg", "sha256:shared"});
+    // AnythingLLM's own Ollama, naming blobs of the same digests in its own store.
+    addModel(home, anythingStore, QStringLiteral("any1"), {"sha256:cfg", "sha256:shared", "sha256:own1"});
+    addModel(home, anythingStore, QStringLiteral("any2"), {"sha256:cfg", "sha256:a2"});
 }
 
 QList<DetectedModel> named(const QList<DetectedModel> &models, const QStringList &names)
@@ -103,6 +107,10 @@ private slots:
             << QStringList{pair1, QStringLiteral("blobs/sha256-p1"), pair2, QStringLiteral("blobs/sha256-pcfg"),
                            QStringLiteral("blobs/sha256-pair"), QStringLiteral("blobs/sha256-p2")}
             << QString();
+        QTest::newRow("an AnythingLLM model counts only its own store's references")
+            << QStringList{QStringLiteral("any1:latest")} << QString()
+            << QStringList{QStringLiteral("~/manifests/registry.ollama.ai/library/any1/latest"), QStringLiteral("~/blobs/sha256-shared"),
+                           QStringLiteral("~/blobs/sha256-own1")} << QString();
         QTest::newRow("digests aimed outside the blobs folder")
             << QStringList{QStringLiteral("evil:latest")} << QString()
             << QStringList{QStringLiteral("manifests/registry.ollama.ai/library/evil/latest"), QStringLiteral("blobs/sha256-ecfg")} << QString();
@@ -133,7 +141,8 @@ private slots:
             alert = alert.arg(QStringLiteral("The Ollama manifests folder holds a link, \u201c%1svc/elsewhere\u201d, that leads outside it, "
                                              "so it is unknown which blobs other models still use.").arg(library));
         }
-        const QStringList expected = moved.replaceInStrings(QRegularExpression(QStringLiteral("^")), home.filePath(userStore) + u'/');
+        const QStringList expected = moved.replaceInStrings(QRegularExpression(QStringLiteral("^~/")), home.filePath(anythingStore) + u'/')
+                                         .replaceInStrings(QRegularExpression(QStringLiteral("^(?!/)")), home.filePath(userStore) + u'/');
 
         // The dry run takes the same path and moves nothing.
         const FileTreeSnapshot before(home.path());

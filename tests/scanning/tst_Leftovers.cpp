@@ -21,6 +21,7 @@ const QString blobs = u".ollama/models/blobs/"_s;
 const QString repo = u".cache/huggingface/hub/models--org--repo"_s;
 const QString jan = u".local/share/Jan/data/llamacpp/models/"_s;
 const QString gpt4All = u".local/share/nomic.ai/GPT4All/"_s;
+const QString lmStudio = u".lmstudio/models/pub/"_s;
 
 // The space files take on disk, as du counts it.
 qint64 onDisk(const QStringList &paths)
@@ -46,6 +47,8 @@ void layOutHome(const TempHome &home)
         {gpt4All + u"incomplete-mistral.gguf"_s, 6000}, {jan + u"phi/model.gguf.tmp"_s, 7000}, {jan + u"phi/model.gguf.url"_s, 30},
         {jan + u"qwen/model.gguf"_s, 100}, {jan + u"qwen/mmproj.gguf.tmp"_s, 100},
         {jan + u"lone/model.gguf.url"_s, 30}, // left by a download that finished
+        {repo + u"/blobs/etag.0f1e2d3c.incomplete"_s, 20}, {repo + u"/blobs/oid.downloadInProgress"_s, 40}, // a second try; llama.cpp's
+        {lmStudio + u"only/model.gguf.part"_s, 50}, {lmStudio + u"both/w.gguf"_s, 60}, {lmStudio + u"both/downloading_x.gguf.part"_s, 70},
     };
     for (const File &file : files) {
         const QString path = home.writeFile(file.path, file.written);
@@ -96,7 +99,12 @@ private slots:
             u"partialDownload ollama [sha256-dl-partial] "_s + blobs + u"sha256-dl-partial | "_s + blobs + u"sha256-dl-partial-0"_s,
             u"unreferencedBlob ollama [sha256-unused] "_s + blobs + u"sha256-unused"_s,
             u"model huggingFace [org/repo] "_s + repo,
+            u"partialDownload huggingFace [org/repo] "_s + repo + u"/blobs/etag.0f1e2d3c.incomplete"_s,
             u"partialDownload huggingFace [org/repo] "_s + repo + u"/blobs/next.incomplete"_s,
+            u"partialDownload huggingFace [org/repo] "_s + repo + u"/blobs/oid.downloadInProgress"_s,
+            u"model lmStudio [both] "_s + lmStudio + u"both/w.gguf"_s,
+            u"partialDownload lmStudio [both] "_s + lmStudio + u"both/downloading_x.gguf.part"_s,
+            u"partialDownload lmStudio [only] "_s + lmStudio + u"only/model.gguf.part"_s,
             u"partialDownload huggingFace [org/fresh] .cache/huggingface/hub/models--org--fresh/blobs/first.incomplete"_s,
             u"model gpt4All [phi] "_s + gpt4All + u"phi.gguf"_s,
             u"partialDownload gpt4All [incomplete-mistral.gguf] "_s + gpt4All + u"incomplete-mistral.gguf"_s,
@@ -117,7 +125,7 @@ private slots:
             if ((!line.startsWith(u' ') && line.contains(u" ("_s)) || line.contains(u"may still be downloading"_s))
                 shown << line.trimmed().section(u"  "_s, 0, 0);
         }
-        QCOMPARE(shown, (QStringList{u"Orphaned Models (4)"_s, u"Leftovers (7)"_s, u"sha256-dl-partial"_s, u"Hugging Face (1)"_s}));
+        QCOMPARE(shown, (QStringList{u"Orphaned Models (5)"_s, u"Leftovers (11)"_s, u"sha256-dl-partial"_s, u"Hugging Face (1)"_s}));
     }
 
     void leftoversMoveAloneAndABlobOnlyWhileNoManifestNamesIt_data()
@@ -132,7 +140,8 @@ private slots:
         QTest::newRow("an unfinished download with its parts") << u"sha256-dl-partial"_s << false
             << QStringList{blobs + u"sha256-dl-partial"_s, blobs + u"sha256-dl-partial-0"_s} << QString();
         QTest::newRow("a repository with its unfinished download") << u"org/repo"_s << false
-            << QStringList{repo + u"/blobs/next.incomplete"_s, repo} << QString();
+            << QStringList{repo + u"/blobs/etag.0f1e2d3c.incomplete"_s, repo + u"/blobs/next.incomplete"_s,
+                           repo + u"/blobs/oid.downloadInProgress"_s, repo} << QString();
     }
     void leftoversMoveAloneAndABlobOnlyWhileNoManifestNamesIt()
     {

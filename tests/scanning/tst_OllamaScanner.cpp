@@ -158,7 +158,7 @@ private slots:
         QCOMPARE(OllamaStoreLocator(inputs).stores(), QList<OllamaStore>{OllamaStore::userStore()});
 
         const OllamaScanner scanner({OllamaStore{alias}, OllamaStore::userStore(), OllamaStore{alias + QLatin1Char('/')}});
-        QCOMPARE(scanner.roots(), QStringList{alias});
+        QCOMPARE(scanner.roots(SourceTool::Kind::ollama), QStringList{alias});
         const QList<DetectedModel> models = scanner.scan();
         QCOMPARE(names(models), QStringList{QStringLiteral("m:latest")});
         QVERIFY(models[0].filePaths[0].startsWith(alias + QLatin1Char('/')));

@@ -1,20 +1,23 @@
 #include "catalogue/ModelSourceDefinition.h"
-#include "duplicates/DuplicateDetector.h"
+#include "scanning/FileAttributes.h"
 #include "scanning/SourceScanner.h"
 #include "support/HomeScan.h"
+#include "support/OllamaFixture.h"
 #include "support/TempHome.h"
 
 #include <QTest>
-
-#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 using K = SourceTool::Kind;
 const char *const storeVariables[] = {"HF_HOME", "HF_HUB_CACHE", "HUGGINGFACE_HUB_CACHE", "LLAMA_CACHE", "JAN_DATA_FOLDER"};
-const QString hub = u".cache/huggingface/hub/"_s;
-const QString bloke = hub + u"models--TheBloke--Llama-2-7B-GGUF/"_s;
+
+// The space a file takes on disk, as a leftover counts it.
+qint64 onDisk(const QString &relative, const TempHome &home)
+{
+    return FileAttributes::read(home.filePath(relative)).allocated;
+}
 
 QStringList rootsOf(K kind, const TempHome &home)
 {
@@ -22,35 +25,10 @@ QStringList rootsOf(K kind, const TempHome &home)
     const OllamaScanner ollama(scan.machine().ollamaStores());
     return SourceScanner(*ModelSourceDefinition::find(kind), ollama).roots();
 }
-
-// A repository with two revisions sharing a blob, and every kind of bad entry a cache can hold.
-void layOutHuggingFace(const TempHome &home)
-{
-    home.writeFile(bloke + u"blobs/aaa"_s, 3000, 'a');
-    home.writeFile(bloke + u"blobs/bbb"_s, 100, 'b');
-    TempHome::setModified(home.filePath(bloke + u"blobs/aaa"_s), QDateTime(QDate(2024, 1, 1), QTime(0, 0), Qt::UTC));
-    TempHome::setModified(home.filePath(bloke + u"blobs/bbb"_s), QDateTime(QDate(2025, 1, 1), QTime(0, 0), Qt::UTC));
-    QVERIFY(::mkfifo(QFile::encodeName(home.filePath(bloke + u"blobs/ccc.incomplete"_s)).constData(), 0600) == 0);
-    home.writeFile(bloke + u"refs/main"_s, QByteArray("\xff\0garbage\n", 10));
-    const QString outside = home.writeFile(u"elsewhere/big"_s, 5000);
-    const QList<std::pair<QString, QString>> links{
-        {u"blobs/out"_s, outside}, // a link among the blobs is not a blob
-        {u"snapshots/r1/model.gguf"_s, u"../../blobs/aaa"_s},
-        {u"snapshots/r1/config.json"_s, u"../../blobs/bbb"_s},
-        {u"snapshots/r2/model.gguf"_s, u"../../blobs/aaa"_s},
-        {u"snapshots/r2/gone.json"_s, u"../../blobs/missing"_s},
-        {u"snapshots/r2/outside"_s, outside}};
-    for (const auto &[link, target] : links) {
-        home.makeDir(QFileInfo(bloke + link).path());
-        QVERIFY(QFile::link(target, home.filePath(bloke + link)));
-    }
-    home.writeFile(hub + u"models--gpt2/blobs/g"_s, 10);
-    home.writeFile(hub + u"datasets--org--data/blobs/d"_s, 10);
-}
 } // namespace
 
 // The stores a Linux user really has: folders moved through each application's own
-// settings, the Hugging Face hub cache and llama.cpp's download cache.
+// settings, llama.cpp's download cache and AnythingLLM's own Ollama.
 class TestRelocatedStores : public QObject
 {
     Q_OBJECT
@@ -144,46 +122,60 @@ private slots:
         QCOMPARE(detection.installedAppPath(lmStudio).value_or(QString()), app);
     }
 
-    void huggingFaceRepositories()
-    {
-        TempHome home;
-        layOutHuggingFace(home);
-        const HomeScan scan(home, {});
-        QList<DetectedModel> models;
-        for (const DetectedModel &model : scan.scanner().scanAll()) {
-            if (model.sourceTool == K::huggingFace)
-                models.append(model);
-        }
-        QCOMPARE(models.size(), 2);
-        QCOMPARE(models[0].displayName, u"TheBloke/Llama-2-7B-GGUF"_s);
-        QCOMPARE(models[0].sizeBytes, 3100); // each blob once; no link, FIFO or unfinished blob
-        QCOMPARE(models[0].filePaths, QStringList{home.filePath(bloke.chopped(1))});
-        QCOMPARE(models[0].lastModified, QDateTime(QDate(2025, 1, 1), QTime(0, 0), Qt::UTC));
-        QVERIFY(!models[0].isOrphaned);
-        QCOMPARE(models[1].displayName, u"gpt2"_s);
-        QCOMPARE(models[1].sizeBytes, 10);
-        // Verification reads the largest blob, not the folder that moves.
-        const auto primaries = DuplicateDetector::primaryFiles(models);
-        QCOMPARE(std::get<QStringList>(primaries).first(), home.filePath(bloke + u"blobs/aaa"_s));
-    }
-
+    // llama.cpp's flat files beside the repositories it writes in the Hugging Face layout
+    // (LLAMA_CACHE holds both), split files joined, each kind of unfinished download.
     void llamaCppCacheAndItsProgram()
     {
         TempHome home;
-        const QString gguf = home.writeFile(u".cache/llama.cpp/org_repo_m-Q4.gguf"_s, 500);
-        const QString etag = home.writeFile(u".cache/llama.cpp/org_repo_m-Q4.gguf.etag"_s, 20);
-        home.writeFile(u".cache/llama.cpp/org_repo_m-Q4.gguf-x.etag"_s, 7); // names no model file
-        home.writeFile(u".cache/llama.cpp/manifest=org=repo=Q4.json"_s, 30);
+        qputenv("LLAMA_CACHE", QFile::encodeName(home.filePath(u"lc"_s)));
+        const QString gemma = u"lc/models--ggml-org--gemma"_s;
+        for (const auto &[file, size] : QList<std::pair<QString, int>>{
+                 {u".cache/llama.cpp/org_repo_m-Q4.gguf"_s, 500}, {u".cache/llama.cpp/org_repo_m-Q4.gguf.etag"_s, 20},
+                 {u".cache/llama.cpp/org_repo_m-Q4.gguf-x.etag"_s, 7}, {u".cache/llama.cpp/manifest=org=repo=Q4.json"_s, 30},
+                 {u"lc/big-00001-of-00003.gguf"_s, 100}, {u"lc/big-00001-of-00003.gguf.etag"_s, 5}, {u"lc/big-00003-of-00003.gguf"_s, 100},
+                 {u"lc/odd-00004-of-00003.gguf"_s, 10}, {u"lc/new.gguf.downloadInProgress"_s, 9}, {gemma + u"/blobs/0a"_s, 800},
+                 {gemma + u"/blobs/0b.downloadInProgress"_s, 8}, {gemma + u"/snapshots/c1/mmproj.gguf"_s, 60}}) // held: no links here
+            home.writeFile(file, size);
+        home.writeFile(gemma + u"/refs/main"_s, "c1");
+        QVERIFY(QFile::link(u"../../blobs/0a"_s, home.filePath(gemma + u"/snapshots/c1/gemma.gguf"_s)));
         const HomeScan scan(home, {});
         for (const bool installed : {false, true}) {
             if (installed)
                 QVERIFY(QFile(home.writeFile(u"bin/llama-server"_s, 1)).setPermissions(QFile::ExeOwner | QFile::ReadOwner));
-            const QList<DetectedModel> models = scan.scanner().scanAll();
-            QCOMPARE(models.size(), 1);
-            QCOMPARE(models[0].displayName, u"org_repo_m-Q4"_s);
-            QCOMPARE(models[0].filePaths, (QStringList{gguf, etag}));
-            QCOMPARE(models[0].sizeBytes, 520);
-            QCOMPARE(models[0].isOrphaned, !installed);
+            QStringList seen;
+            for (const DetectedModel &m : scan.scanner().scanAll()) {
+                QVERIFY(m.sourceTool == K::llamaCpp && m.isOrphaned == (!installed && !m.isLeftover()));
+                seen << u"%1 [%2] %3 %4: %5"_s.arg(m.leftoverKey(), m.displayName, m.missingPartsText()).arg(m.sizeBytes)
+                            .arg(QStringList(m.filePaths).replaceInStrings(home.path() + u'/', QString()).join(u" | "_s));
+            }
+            QCOMPARE(seen, (QStringList{u" [big] Part 2 of 3 is missing 205: lc/big-00001-of-00003.gguf | lc/big-00001-of-00003.gguf.etag | lc/big-00003-of-00003.gguf"_s,
+                                        u" [odd-00004-of-00003]  10: lc/odd-00004-of-00003.gguf"_s,
+                                        u"partialDownload [new.gguf.downloadInProgress]  %1: lc/new.gguf.downloadInProgress"_s.arg(onDisk(u"lc/new.gguf.downloadInProgress"_s, home)),
+                                        u" [ggml-org/gemma]  860: "_s + gemma,
+                                        u"partialDownload [ggml-org/gemma]  %1: "_s.arg(onDisk(gemma + u"/blobs/0b.downloadInProgress"_s, home)) + gemma + u"/blobs/0b.downloadInProgress"_s,
+                                        u" [org_repo_m-Q4]  520: .cache/llama.cpp/org_repo_m-Q4.gguf | .cache/llama.cpp/org_repo_m-Q4.gguf.etag"_s}));
+        }
+    }
+
+    // AnythingLLM's own Ollama: its models and unused blobs are AnythingLLM's, orphaned
+    // until its installer's folder is there.
+    void anythingLLMKeepsAnOllamaStoreOfItsOwn()
+    {
+        TempHome home;
+        const QString store = u".config/anythingllm-desktop/storage/models/ollama"_s;
+        OllamaFixture(home, store).addModel(u"library/llama3.2/latest"_s, {{"sha256:cfg", 10}, {"sha256:w", 300}});
+        home.writeFile(store + u"/blobs/sha256-unused"_s, 7);
+        const StashwellCore core(HomeScan(home, {}).machine());
+        for (const bool installed : {false, true}) {
+            if (installed) {
+                QVERIFY(QFile(home.writeFile(u"AnythingLLMDesktop/anythingllm-desktop/AppRun"_s, 1)).setPermissions(QFile::ExeOwner | QFile::ReadOwner));
+                QVERIFY(QFile::link(u"anythingllm-desktop/AppRun"_s, home.filePath(u"AnythingLLMDesktop/start"_s)));
+            }
+            QStringList seen;
+            for (const DetectedModel &m : core.scan().models)
+                seen << u"%1 %2 [%3] %4 %5"_s.arg(m.leftoverKey(), m.sourceTool.key(), m.displayName).arg(m.sizeBytes).arg(m.isOrphaned);
+            QCOMPARE(seen, (QStringList{u" anythingLLM [llama3.2:latest] 310 %1"_s.arg(!installed),
+                                        u"unreferencedBlob anythingLLM [sha256-unused] %1 0"_s.arg(onDisk(store + u"/blobs/sha256-unused"_s, home))}));
         }
     }
 };

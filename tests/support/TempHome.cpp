@@ -61,7 +61,7 @@ StashwellCore::Machine TempHome::machine() const
     apps.executableFolders = {filePath(QStringLiteral("bin"))};
     apps.desktopEntryFolders = {filePath(QStringLiteral(".local/share/applications"))};
     apps.otherRoots = {filePath(QStringLiteral("Desktop")), filePath(QStringLiteral("Downloads"))};
-    return {apps, [stores] { return OllamaStoreLocator(stores).stores(); }};
+    return {apps, [stores] { return OllamaStoreLocator(stores).allStores(); }};
 }
 
 QString TempHome::filePath(const QString &relative) const

@@ -30,7 +30,8 @@ public:
     void writeRawFile(const QByteArray &relative, const QByteArray &content) const;
     // The machine as the core sees it: app detection looks inside this home only (so
     // nothing installed on the machine running the tests counts), and its two Ollama
-    // stores are the user's ~/.ollama/models and a system service's below system/ollama.
+    // stores are the user's ~/.ollama/models and a system service's below system/ollama,
+    // beside AnythingLLM's in its storage folder.
     StashwellCore::Machine machine() const;
     // Sets a file's modification time without following a link.
     static void setModified(const QString &path, const QDateTime &when);
