@@ -3,6 +3,7 @@
 #include "catalogue/ModelSourceDefinition.h"
 #include "duplicates/DuplicateDetector.h"
 #include "scanning/DirectoryWalker.h"
+#include "scanning/InstallationSearch.h"
 #include "scanning/ScanRoutines.h"
 #include "scanning/SourceScanner.h"
 
@@ -21,15 +22,30 @@ ScanResult ModelScanner::scan() const
     struct Found
     {
         const ModelSourceDefinition *definition;
+        QList<SourceScanner::Place> places;
         QStringList roots;
         QList<DetectedModel> models;
     };
+    const QList<ModelSourceDefinition> &definitions = ModelSourceDefinition::all();
+    const QStringList customFolders = persistenceService.load();
+
+    // The folders of the applications that have no installations are known stores, which
+    // the one search for installations never enters.
+    QStringList knownStores = customFolders;
+    QList<QStringList> rootsOf;
+    for (const ModelSourceDefinition &definition : definitions) {
+        rootsOf.append(definition.installation.isEmpty() ? SourceScanner(definition, ollamaScanner).roots()
+                                                         : QStringList());
+        knownStores += rootsOf.last();
+    }
+    const Installations installations = InstallationSearch::find(definitions, knownStores);
+
     // Every application is scanned before any is looked for, one after another.
     QList<Found> found;
-    for (const ModelSourceDefinition &definition : ModelSourceDefinition::all()) {
-        const SourceScanner scanner(definition, ollamaScanner);
-        const QStringList roots = scanner.roots();
-        found.append({&definition, roots, scanner.scan(roots)});
+    for (qsizetype i = 0; i < definitions.size(); ++i) {
+        const SourceScanner scanner(definitions[i], ollamaScanner, installations);
+        const QStringList roots = definitions[i].installation.isEmpty() ? rootsOf[i] : scanner.roots();
+        found.append({&definitions[i], scanner.places(), roots, scanner.scan(roots)});
     }
 
     ScanResult result;
@@ -42,9 +58,23 @@ ScanResult ModelScanner::scan() const
             if (ScanRoutines::rootExists(root))
                 status.folders.append(root);
         }
-        if (status.folders.isEmpty())
-            status.folders.append(source.definition->defaultFolder());
+        for (const SourceScanner::Place &place : source.places) {
+            if (place.installation.isEmpty())
+                continue;
+            InstallationStatus installation{place.installation, {}};
+            for (const QString &folder : place.folders) {
+                if (status.folders.contains(folder) && !installation.folders.contains(folder))
+                    installation.folders.append(folder);
+            }
+            status.installations.append(installation);
+        }
+        const QString defaultFolder = source.definition->defaultFolder();
+        if (status.folders.isEmpty() && !defaultFolder.isEmpty())
+            status.folders.append(defaultFolder);
         status.installedAppPath = appDetectionService.installedAppPath(*source.definition);
+        // An application run from its own folder is there as long as that folder is.
+        if (!status.installedAppPath && !status.installations.isEmpty())
+            status.installedAppPath = status.installations.first().path;
         status.iconName = appDetectionService.desktopEntryIconName(*source.definition).value_or(QString());
         status.modelCount = int(std::count_if(source.models.cbegin(), source.models.cend(),
                                               [](const DetectedModel &model) { return !model.isLeftover(); }));
@@ -60,7 +90,7 @@ ScanResult ModelScanner::scan() const
         knownFolders += source.roots;
     }
 
-    result.models += customFolderScanner.scan(persistenceService.load());
+    result.models += customFolderScanner.scan(customFolders);
     DuplicateDetector().markDuplicates(result.models);
     result.unreadableFolders = unreadableAmong(knownFolders);
     return result;

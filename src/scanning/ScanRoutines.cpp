@@ -179,6 +179,30 @@ QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceT
     return models + downloads.leftovers();
 }
 
+QList<DetectedModel> scanModelEntries(const QString &root, const QStringList &extensions, const SourceTool &source)
+{
+    QList<DetectedModel> models;
+    const auto entries = DirectoryWalker::list(root);
+    if (!entries)
+        return models;
+    for (const DirectoryWalker::ListedEntry &entry : *entries) {
+        if (entry.type == DirectoryWalker::EntryType::directory) {
+            if (std::optional<DetectedModel> model = makeDirectoryModel(entry.path, source))
+                models.append(*model);
+            continue;
+        }
+        const QString name = QFileInfo(entry.path).fileName();
+        if (entry.type != DirectoryWalker::EntryType::regular || !extensions.contains(QFileInfo(name).suffix().toLower()))
+            continue;
+        const FileAttributes attributes = FileAttributes::read(entry.path);
+        DetectedModel model = DetectedModel::create(withoutExtension(name), source, {entry.path}, attributes.size,
+                                                    attributes.modified);
+        model.offerPrimaryFile(entry.path, attributes.size);
+        models.append(model);
+    }
+    return models;
+}
+
 void addWalkedFile(DetectedModel &model, const DirectoryWalker::Entry &file, const FileAttributes &attributes,
                    qint64 bytes)
 {
@@ -206,6 +230,30 @@ QStringList distinctRoots(const QStringList &roots)
             continue;
         seenRealPaths.append(identity);
         kept.append(root);
+    }
+    return kept;
+}
+
+QStringList outermostRoots(const QStringList &roots)
+{
+    QStringList realPaths;
+    for (const QString &root : roots) {
+        const QString real = QFileInfo(root).canonicalFilePath();
+        realPaths.append(real.isEmpty() ? QDir::cleanPath(root) : real);
+    }
+    const auto isInside = [](const QString &inner, const QString &outer) {
+        const QString prefix = outer.endsWith(u'/') ? outer : outer + u'/';
+        if (!inner.startsWith(prefix))
+            return false;
+        const QStringList below = inner.sliced(prefix.size()).split(u'/');
+        return std::none_of(below.begin(), below.end(), [](const QString &part) { return part.startsWith(u'.'); });
+    };
+    QStringList kept;
+    for (qsizetype i = 0; i < roots.size(); ++i) {
+        const bool inAnother = std::any_of(realPaths.begin(), realPaths.end(),
+                                           [&](const QString &outer) { return isInside(realPaths[i], outer); });
+        if (!inAnother)
+            kept.append(roots[i]);
     }
     return kept;
 }

@@ -7,19 +7,44 @@
 
 #include <QFileInfo>
 
-QStringList SourceScanner::roots() const
+QStringList SourceScanner::resolved(const QString &installation) const
 {
-    if (m_definition.storesFromOllamaLocator)
-        return m_ollama.roots();
     const QString appHome = ModelFolderResolver::appHome(m_definition.homeFolders);
     QStringList folders;
     for (const ModelFolder &folder : m_definition.folders) {
-        const std::optional<QString> path = ModelFolderResolver::resolve(folder, appHome);
-        // A moved folder is only where its setting says: nothing to show or check elsewhere.
-        if (path && (!folder.isRelocation() || QFileInfo(*path).isDir()))
-            folders.append(*path);
+        // Folders based on an installation belong to its place, the others to the place of none.
+        const bool basedOnInstallation = folder.base == ModelFolder::Base::installation;
+        if (basedOnInstallation == installation.isEmpty())
+            continue;
+        for (const QString &path : ModelFolderResolver::resolveAll(folder, appHome, installation)) {
+            // A moved folder is only where its setting says: nothing to show or check elsewhere.
+            if (!folder.isRelocation() || QFileInfo(path).isDir())
+                folders.append(path);
+        }
     }
-    return ScanRoutines::distinctRoots(folders);
+    return folders;
+}
+
+QList<SourceScanner::Place> SourceScanner::places() const
+{
+    if (m_definition.storesFromOllamaLocator)
+        return {{{}, m_ollama.roots()}};
+    QList<Place> places;
+    for (const QString &installation : m_installations.value(m_definition.tool))
+        places.append({installation, resolved(installation)});
+    places.append({{}, resolved({})});
+    return places;
+}
+
+QStringList SourceScanner::roots() const
+{
+    QStringList folders;
+    for (const Place &place : places())
+        folders += place.folders;
+    if (m_definition.storesFromOllamaLocator)
+        return folders;
+    folders = ScanRoutines::distinctRoots(folders);
+    return m_definition.layout == ModelLayout::filePerModel ? ScanRoutines::outermostRoots(folders) : folders;
 }
 
 QList<DetectedModel> SourceScanner::scan(const QStringList &roots) const
@@ -47,6 +72,8 @@ QList<DetectedModel> SourceScanner::walk(const QString &root) const
         return OllamaScanner::scanStore(OllamaStore{root});
     case ModelLayout::huggingFaceRepos:
         return HuggingFaceCacheScanner::scan(root, m_definition.unfinishedDownloads);
+    case ModelLayout::entryPerModel:
+        return ScanRoutines::scanModelEntries(root, m_definition.extensions, source);
     }
     return {};
 }
