@@ -2,6 +2,7 @@
 
 #include "scanning/DirectoryWalker.h"
 #include "scanning/ModelFolderResolver.h"
+#include "scanning/ScanRoutines.h"
 
 #include <QDir>
 #include <QFile>
@@ -27,13 +28,6 @@ bool hasMarker(const QString &folder, const InstallationMarker &marker)
     });
 }
 
-// The real folder a path leads to, so an installation reached twice counts once.
-QString identity(const QString &path)
-{
-    const QString real = QFileInfo(path).canonicalFilePath();
-    return real.isEmpty() ? QDir::cleanPath(path) : real;
-}
-
 class Search
 {
 public:
@@ -45,7 +39,7 @@ public:
         }
         for (const QString &store : knownStores) {
             m_knownStores.insert(QDir::cleanPath(store));
-            m_knownStores.insert(identity(store));
+            m_knownStores.insert(ScanRoutines::realFolder(store));
         }
     }
 
@@ -91,8 +85,8 @@ public:
 private:
     void add(const SourceTool &tool, const QString &folder)
     {
-        if (!m_seen[tool].contains(identity(folder))) {
-            m_seen[tool].insert(identity(folder));
+        if (!m_seen[tool].contains(ScanRoutines::realFolder(folder))) {
+            m_seen[tool].insert(ScanRoutines::realFolder(folder));
             m_installations[tool].append(folder);
         }
     }

@@ -39,13 +39,20 @@ ScanResult ModelScanner::scan() const
         knownStores += rootsOf.last();
     }
     const Installations installations = InstallationSearch::find(definitions, knownStores);
+    for (qsizetype i = 0; i < definitions.size(); ++i) {
+        if (!definitions[i].installation.isEmpty())
+            rootsOf[i] = SourceScanner(definitions[i], ollamaScanner, installations).roots();
+    }
+    for (qsizetype i = 0; i < definitions.size(); ++i) {
+        if (!definitions[i].installation.isEmpty())
+            rootsOf[i] = withoutSharedFolders(rootsOf, i);
+    }
 
     // Every application is scanned before any is looked for, one after another.
     QList<Found> found;
     for (qsizetype i = 0; i < definitions.size(); ++i) {
         const SourceScanner scanner(definitions[i], ollamaScanner, installations);
-        const QStringList roots = definitions[i].installation.isEmpty() ? rootsOf[i] : scanner.roots();
-        found.append({&definitions[i], scanner.places(), roots, scanner.scan(roots)});
+        found.append({&definitions[i], scanner.places(), rootsOf[i], scanner.scan(rootsOf[i])});
     }
 
     ScanResult result;
@@ -94,6 +101,30 @@ ScanResult ModelScanner::scan() const
     DuplicateDetector().markDuplicates(result.models);
     result.unreadableFolders = unreadableAmong(knownFolders);
     return result;
+}
+
+QStringList ModelScanner::withoutSharedFolders(const QList<QStringList> &rootsOf, qsizetype index)
+{
+    QList<QStringList> realFolders;
+    for (const QStringList &roots : rootsOf) {
+        realFolders.append(QStringList());
+        for (const QString &root : roots)
+            realFolders.last().append(ScanRoutines::realFolder(root));
+    }
+    QStringList kept;
+    for (qsizetype r = 0; r < rootsOf[index].size(); ++r) {
+        const QString &real = realFolders[index][r];
+        bool shared = false;
+        for (qsizetype other = 0; other < rootsOf.size() && !shared; ++other) {
+            for (const QString &otherReal : other == index ? QStringList() : realFolders[other]) {
+                if (otherReal == real ? other < index : ScanRoutines::reaches(otherReal, real))
+                    shared = true;
+            }
+        }
+        if (!shared)
+            kept.append(rootsOf[index][r]);
+    }
+    return kept;
 }
 
 QStringList ModelScanner::knownModelFolders() const

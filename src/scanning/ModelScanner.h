@@ -29,6 +29,11 @@ public:
 
 private:
     static QStringList unreadableAmong(const QStringList &folders);
+    // The roots of source `index` (an application with installations) without those another
+    // source's walk reaches, or that an earlier source walks too: a folder shared between
+    // two applications (ComfyUI reading a web UI's models through its YAML, a web UI
+    // pointed at ComfyUI's checkpoints) is listed once, so one file never shows as two models.
+    static QStringList withoutSharedFolders(const QList<QStringList> &rootsOf, qsizetype index);
 
     OllamaScanner ollamaScanner;
     CustomFolderScanner customFolderScanner;

@@ -224,8 +224,7 @@ QStringList distinctRoots(const QStringList &roots)
     QStringList kept;
     QStringList seenRealPaths;
     for (const QString &root : roots) {
-        const QString real = QFileInfo(root).canonicalFilePath();
-        const QString identity = real.isEmpty() ? QDir::cleanPath(root) : real;
+        const QString identity = realFolder(root);
         if (seenRealPaths.contains(identity))
             continue;
         seenRealPaths.append(identity);
@@ -237,25 +236,34 @@ QStringList distinctRoots(const QStringList &roots)
 QStringList outermostRoots(const QStringList &roots)
 {
     QStringList realPaths;
-    for (const QString &root : roots) {
-        const QString real = QFileInfo(root).canonicalFilePath();
-        realPaths.append(real.isEmpty() ? QDir::cleanPath(root) : real);
-    }
-    const auto isInside = [](const QString &inner, const QString &outer) {
-        const QString prefix = outer.endsWith(u'/') ? outer : outer + u'/';
-        if (!inner.startsWith(prefix))
-            return false;
-        const QStringList below = inner.sliced(prefix.size()).split(u'/');
-        return std::none_of(below.begin(), below.end(), [](const QString &part) { return part.startsWith(u'.'); });
-    };
+    for (const QString &root : roots)
+        realPaths.append(realFolder(root));
     QStringList kept;
     for (qsizetype i = 0; i < roots.size(); ++i) {
-        const bool inAnother = std::any_of(realPaths.begin(), realPaths.end(),
-                                           [&](const QString &outer) { return isInside(realPaths[i], outer); });
+        const bool inAnother = std::any_of(realPaths.begin(), realPaths.end(), [&](const QString &outer) {
+            return outer != realPaths[i] && reaches(outer, realPaths[i]);
+        });
         if (!inAnother)
             kept.append(roots[i]);
     }
     return kept;
+}
+
+QString realFolder(const QString &path)
+{
+    const QString real = QFileInfo(path).canonicalFilePath();
+    return real.isEmpty() ? QDir::cleanPath(path) : real;
+}
+
+bool reaches(const QString &outer, const QString &inner)
+{
+    if (inner == outer)
+        return true;
+    const QString prefix = outer.endsWith(u'/') ? outer : outer + u'/';
+    if (!inner.startsWith(prefix))
+        return false;
+    const QStringList below = inner.sliced(prefix.size()).split(u'/');
+    return std::none_of(below.begin(), below.end(), [](const QString &part) { return part.startsWith(u'.'); });
 }
 
 } // namespace ScanRoutines

@@ -61,4 +61,10 @@ QStringList distinctRoots(const QStringList &roots);
 // root below a hidden folder of another stays, as the walk never enters that.
 QStringList outermostRoots(const QStringList &roots);
 
+// The real folder a path leads to, or the clean path when it leads nowhere.
+QString realFolder(const QString &path);
+// Whether a walk of the folder `outer` reaches the folder `inner` (both real folders):
+// it is the same folder or lies below it, past no hidden folder.
+bool reaches(const QString &outer, const QString &inner);
+
 } // namespace ScanRoutines

@@ -39,6 +39,7 @@ public:
         SubtitleRole,       // under the name: an orphan's source; what a leftover is and its store
         NoteRole,           // a leftover download that may still be going on says so; else empty
         LibraryCacheRole,   // a header of a library's cache, which has no application icon
+        SymbolRole,         // a header's symbol for a source without a desktop icon, or empty
     };
     Q_ENUM(Role)
 

@@ -84,7 +84,11 @@ private slots:
                                                                       "    custom_nodes: nodes\n"
                                                                       "    is_default: true\n"
                                                                       "local:\n"
-                                                                      "    vae: ../vae-extra\n"));
+                                                                      "    vae: ../vae-extra\n"
+                                                                      // Forge's LoRAs stay Forge's.
+                                                                      "forge:\n"
+                                                                      "    base_path: ~/ai/forge\n"
+                                                                      "    loras: models/Lora\n"));
         home.writeFile(u"shared/Stable-diffusion/dreamshaper.ckpt"_s, 4000);
         home.writeFile(u"shared/nodes/node.pt"_s, 10);
         home.writeFile(u"vae-extra/ae.pt"_s, 300);
