@@ -97,6 +97,7 @@ ScrollView {
                                     Layout.fillWidth: true
                                     spacing: 1
                                     Label {
+                                        objectName: "installationPath"
                                         Layout.fillWidth: true
                                         text: "Installation in %1".arg(modelData.path)
                                         elide: Text.ElideMiddle
