@@ -4,7 +4,8 @@
 # models, plus a tree of 100,000 unrelated files in folders one to three levels below
 # the home (50,000 directly in level-two folders, 50,000 in level-three folders), scanned
 # by this build's stashwell-cli and by one built before the search existed, in the same
-# run on the same warm home. Target: at most 1.1 times the earlier scan.
+# run on the same warm home (the fixture's ComfyUI, Forge and text-generation-webui are
+# scanned by this build only). Target: at most 1.1 times the earlier scan.
 #
 #   BEFORE=/path/to/stashwell-cli-before bench/installation_search_bench.sh [MODELS]
 set -euo pipefail
@@ -30,10 +31,8 @@ for a in range(100):
 PY
 echo "home: $models models, $(find "$HOME/Unrelated" -type f | wc -l) unrelated files"
 
-# Both list the same models (the home holds no installation).
-[ "$("$cli" scan --json | python3 -c 'import json,sys; print(json.load(sys.stdin)["modelCount"])')" = \
-  "$("$before" scan --json | python3 -c 'import json,sys; print(json.load(sys.stdin)["modelCount"])')" ] \
-    || { echo "the two scans list different models" >&2; exit 1; }
+count() { "$1" scan --json | python3 -c 'import json,sys; print(json.load(sys.stdin)["modelCount"])'; }
+echo "models listed: $(count "$before") before, $(count "$cli") with the installations the fixture holds"
 
 before_ns=$(best_ns "$before" scan)
 after_ns=$(best_ns "$cli" scan)

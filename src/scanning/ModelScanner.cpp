@@ -28,25 +28,8 @@ ScanResult ModelScanner::scan() const
     };
     const QList<ModelSourceDefinition> &definitions = ModelSourceDefinition::all();
     const QStringList customFolders = persistenceService.load();
-
-    // The folders of the applications that have no installations are known stores, which
-    // the one search for installations never enters.
-    QStringList knownStores = customFolders;
-    QList<QStringList> rootsOf;
-    for (const ModelSourceDefinition &definition : definitions) {
-        rootsOf.append(definition.installation.isEmpty() ? SourceScanner(definition, ollamaScanner).roots()
-                                                         : QStringList());
-        knownStores += rootsOf.last();
-    }
-    const Installations installations = InstallationSearch::find(definitions, knownStores);
-    for (qsizetype i = 0; i < definitions.size(); ++i) {
-        if (!definitions[i].installation.isEmpty())
-            rootsOf[i] = SourceScanner(definitions[i], ollamaScanner, installations).roots();
-    }
-    for (qsizetype i = 0; i < definitions.size(); ++i) {
-        if (!definitions[i].installation.isEmpty())
-            rootsOf[i] = withoutSharedFolders(rootsOf, i);
-    }
+    Installations installations;
+    const QList<QStringList> rootsOf = rootsOfEverySource(customFolders, installations);
 
     // Every application is scanned before any is looked for, one after another.
     QList<Found> found;
@@ -101,6 +84,30 @@ ScanResult ModelScanner::scan() const
     DuplicateDetector().markDuplicates(result.models);
     result.unreadableFolders = unreadableAmong(knownFolders);
     return result;
+}
+
+QList<QStringList> ModelScanner::rootsOfEverySource(const QStringList &customFolders, Installations &installations) const
+{
+    const QList<ModelSourceDefinition> &definitions = ModelSourceDefinition::all();
+    // The folders of the applications that have no installations are known stores, which
+    // the one search for installations never enters.
+    QStringList knownStores = customFolders;
+    QList<QStringList> rootsOf;
+    for (const ModelSourceDefinition &definition : definitions) {
+        rootsOf.append(definition.installation.isEmpty() ? SourceScanner(definition, ollamaScanner).roots()
+                                                         : QStringList());
+        knownStores += rootsOf.last();
+    }
+    installations = InstallationSearch::find(definitions, knownStores);
+    for (qsizetype i = 0; i < definitions.size(); ++i) {
+        if (!definitions[i].installation.isEmpty())
+            rootsOf[i] = SourceScanner(definitions[i], ollamaScanner, installations).roots();
+    }
+    for (qsizetype i = 0; i < definitions.size(); ++i) {
+        if (!definitions[i].installation.isEmpty())
+            rootsOf[i] = withoutSharedFolders(rootsOf, i);
+    }
+    return rootsOf;
 }
 
 QStringList ModelScanner::withoutSharedFolders(const QList<QStringList> &rootsOf, qsizetype index)

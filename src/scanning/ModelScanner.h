@@ -3,6 +3,7 @@
 #include "catalogue/DetectedModel.h"
 #include "scanning/AppDetectionService.h"
 #include "scanning/CustomFolderScanner.h"
+#include "scanning/InstallationSearch.h"
 #include "scanning/OllamaScanner.h"
 #include "scanning/ScanResult.h"
 #include "preferences/PersistenceService.h"
@@ -29,6 +30,8 @@ public:
 
 private:
     static QStringList unreadableAmong(const QStringList &folders);
+    // Every built-in source's roots in table order, the installations found on the way.
+    QList<QStringList> rootsOfEverySource(const QStringList &customFolders, Installations &installations) const;
     // The roots of source `index` (an application with installations) without those another
     // source's walk reaches, or that an earlier source walks too: a folder shared between
     // two applications (ComfyUI reading a web UI's models through its YAML, a web UI
