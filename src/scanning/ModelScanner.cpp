@@ -103,35 +103,38 @@ QList<QStringList> ModelScanner::rootsOfEverySource(const QStringList &customFol
         if (!definitions[i].installation.isEmpty())
             rootsOf[i] = SourceScanner(definitions[i], ollamaScanner, installations).roots();
     }
-    for (qsizetype i = 0; i < definitions.size(); ++i) {
-        if (!definitions[i].installation.isEmpty())
-            rootsOf[i] = withoutSharedFolders(rootsOf, i);
-    }
+    leaveSharedFolders(rootsOf);
     return rootsOf;
 }
 
-QStringList ModelScanner::withoutSharedFolders(const QList<QStringList> &rootsOf, qsizetype index)
+void ModelScanner::leaveSharedFolders(QList<QStringList> &rootsOf)
 {
+    const QList<ModelSourceDefinition> &definitions = ModelSourceDefinition::all();
     QList<QStringList> realFolders;
-    for (const QStringList &roots : rootsOf) {
+    for (const QStringList &roots : std::as_const(rootsOf)) {
         realFolders.append(QStringList());
         for (const QString &root : roots)
             realFolders.last().append(ScanRoutines::realFolder(root));
     }
-    QStringList kept;
-    for (qsizetype r = 0; r < rootsOf[index].size(); ++r) {
-        const QString &real = realFolders[index][r];
-        bool shared = false;
-        for (qsizetype other = 0; other < rootsOf.size() && !shared; ++other) {
-            for (const QString &otherReal : other == index ? QStringList() : realFolders[other]) {
-                if (otherReal == real ? other < index : ScanRoutines::reaches(otherReal, real))
-                    shared = true;
+    const auto isShared = [&](qsizetype source, const QString &real) {
+        for (qsizetype other = 0; other < realFolders.size(); ++other) {
+            for (const QString &otherReal : other == source ? QStringList() : realFolders[other]) {
+                if (otherReal == real ? other < source : ScanRoutines::reaches(otherReal, real))
+                    return true;
             }
         }
-        if (!shared)
-            kept.append(rootsOf[index][r]);
+        return false;
+    };
+    for (qsizetype source = 0; source < definitions.size(); ++source) {
+        if (definitions[source].installation.isEmpty())
+            continue;
+        for (qsizetype r = rootsOf[source].size() - 1; r >= 0; --r) {
+            if (isShared(source, realFolders[source][r])) {
+                rootsOf[source].removeAt(r);
+                realFolders[source].removeAt(r);
+            }
+        }
     }
-    return kept;
 }
 
 QStringList ModelScanner::knownModelFolders() const

@@ -100,7 +100,9 @@ private slots:
         home.writeFile(u"ai/forge/models/Lora/x.safetensors"_s, 60);
         home.writeFile(u"ai/forge/embeddings/neg.pt"_s, 7);
         home.writeFile(u"ai/forge/webui-user.sh"_s, QByteArray("#!/bin/bash\n#export COMMANDLINE_ARGS=\"--ckpt-dir /nowhere\"\n"
-                                                               "export COMMANDLINE_ARGS=\"--xformers --ckpt-dir '$HOME/my ckpts'\"\n"));
+                                                               "export COMMANDLINE_ARGS=\"--xformers --ckpt-dir '$HOME/my ckpts'"
+                                                               // named by ComfyUI's YAML too: listed once, under ComfyUI
+                                                               " --vae-dir $HOME/shared/Stable-diffusion\"\n"));
         home.writeFile(u"my ckpts/juggernaut.safetensors"_s, 6000);
         // text-generation-webui three levels down: a folder per model, single GGUF files.
         install(home, K::textGenerationWebUI, u"x/y/text-generation-webui"_s);
