@@ -120,9 +120,12 @@ ScrollView {
                                 }
                             }
                             Label {
+                                objectName: "noInstallation"
+                                Layout.fillWidth: true
                                 visible: modelData.searchesInstallations && modelData.installations.length === 0
                                          && modelData.folders.length === 0
-                                text: "No installation found in your home folder or three levels below it."
+                                text: "No installation found in your home folder."
+                                wrapMode: Text.Wrap
                                 font.pixelSize: Theme.calloutSize
                                 color: Theme.tertiaryText
                             }
