@@ -3,6 +3,7 @@
 # applications (Ollama, LM Studio, Jan and AnythingLLM installed with icons; GPT4All and
 # Draw Things uninstalled, so their models are orphans), the Hugging Face cache (with an
 # old revision and a dataset) and llama.cpp's (with a split model missing a part),
+# installations of ComfyUI, Forge and text-generation-webui,
 # likely duplicates, a few leftovers (about 1.2 GB really allocated), two custom folders
 # ("Models 9", "Models 10") and, with --bulk N, N more models in a third custom folder.
 # Model files are sparse: gigabytes on paper, nothing on disk.
@@ -115,6 +116,31 @@ desktop_entry "$XDG_DATA_HOME/applications/anythingllm-desktop.desktop" Anything
 store=$XDG_CONFIG_HOME/anythingllm-desktop/storage/models/ollama ollama_model llama3.1 8b 4920753328 a1
 store=$home/.ollama/models
 
+# Applications run from a folder of their own: ComfyUI (a checkout) with a second folder
+# of models named in its extra_model_paths.yaml, Forge with its checkpoints moved by
+# --ckpt-dir (a copy of ComfyUI's SDXL among them), and text-generation-webui.
+comfy=$home/ComfyUI
+mkdir -p "$comfy/comfy" && touch "$comfy/main.py"
+sparse 6938078334 "$comfy/models/checkpoints/sd_xl_base_1.0.safetensors"
+touch "$comfy/models/checkpoints/put_checkpoints_here"
+sparse 23802932552 "$comfy/models/diffusion_models/flux1-dev.safetensors"
+sparse 9787841024 "$comfy/models/text_encoders/t5xxl_fp16.safetensors"
+sparse 334641164 "$comfy/models/vae/sdxl_vae.safetensors"
+printf 'shared:\n    base_path: ~/AI/shared\n    checkpoints: checkpoints\n    loras: loras\n' > "$comfy/extra_model_paths.yaml"
+sparse 2132625894 "$home/AI/shared/checkpoints/dreamshaper_8.safetensors"
+sparse 228456880 "$home/AI/shared/loras/add-detail-xl.safetensors"
+forge=$home/AI/stable-diffusion-webui-forge
+mkdir -p "$forge/modules" && touch "$forge/webui.py" "$forge/launch.py"
+printf '#!/bin/bash\nexport COMMANDLINE_ARGS="--ckpt-dir $HOME/AI/checkpoints"\n' > "$forge/webui-user.sh"
+sparse 6938078334 "$home/AI/checkpoints/sd_xl_base_1.0.safetensors"
+sparse 7105348284 "$home/AI/checkpoints/juggernautXL_v9.safetensors"
+sparse 151113010 "$forge/models/Lora/detail_tweaker.safetensors"
+tgw=$home/AI/text-generation-webui
+mkdir -p "$tgw/modules" && touch "$tgw/server.py"
+sparse 4368439584 "$tgw/user_data/models/Mistral-7B-Instruct-v0.3.Q4_K_M.gguf"
+sparse 7259435008 "$tgw/user_data/models/TheBloke_Llama-2-13B-chat-GPTQ/model.safetensors"
+printf '{}\n' > "$tgw/user_data/models/TheBloke_Llama-2-13B-chat-GPTQ/config.json"
+
 # Leftovers: an Ollama download that stopped, a blob of a model removed since, and an
 # unfinished GPT4All download. They take real space on disk, so they are allocated.
 allocated() { # allocated SIZE FILE
@@ -132,7 +158,7 @@ days=0
 while IFS= read -r -d '' file; do
     touch -h -d "2026-11-01 -$((days * 23 % 540)) days" "$file"
     days=$((days + 7))
-done < <(find "$home" -type f \( -name '*.gguf' -o -name '*.ckpt' -o -path '*/manifests/*' -o -path '*/blobs/*' \) ! -name '*-partial*' -print0 | sort -z)
+done < <(find "$home" -type f \( -name '*.gguf' -o -name '*.ckpt' -o -name '*.safetensors' -o -path '*/manifests/*' -o -path '*/blobs/*' \) ! -name '*-partial*' -print0 | sort -z)
 folders=("$home/Models 9" "$home/Models 10")
 
 if [ "$bulk" -gt 0 ]; then

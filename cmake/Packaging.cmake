@@ -14,7 +14,7 @@ set(CPACK_DEBIAN_PACKAGE_HOMEPAGE https://stashwell.app)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "find local AI models and reclaim the space they take")
 set(CPACK_PACKAGE_DESCRIPTION
     "Stashwell finds the AI model files that local model applications (Ollama, LM Studio,
-Jan, GPT4All, oMLX, Draw Things), the Hugging Face hub cache, llama.cpp's download cache
+Jan, GPT4All, oMLX, Draw Things, ComfyUI, Stable Diffusion WebUI, text-generation-webui), the Hugging Face hub cache, llama.cpp's download cache
 and your own folders keep on disk, shows how much space they take, marks likely and
 verified duplicates, the models of applications that are no longer installed and the
 leftovers (unfinished downloads, Ollama blobs no model uses), and moves what you select

@@ -18,6 +18,7 @@ mapfile -t window_runtime < <(sed 's/#.*//; /^[[:space:]]*$/d; s/[[:space:]]//g'
 build_and_run=(
     cmake g++ make pkg-config
     qt6-base-dev libssl-dev
+    libyaml-cpp-dev # ComfyUI's extra_model_paths.yaml
     qt6-declarative-dev qt6-declarative-dev-tools libgl-dev # Qt Quick, for the window
     "${window_runtime[@]}"
 )

@@ -8,7 +8,8 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${STASHWELL_FUZZ_BUILD_DIR:-$root/build-fuzz}
 seconds=${STASHWELL_FUZZ_SECONDS:-30}
-targets=(fuzz_ollama_manifest fuzz_blob_references fuzz_custom_folders fuzz_settings_file fuzz_hf_repository)
+targets=(fuzz_ollama_manifest fuzz_blob_references fuzz_custom_folders fuzz_settings_file fuzz_hf_repository
+    fuzz_launch_settings)
 
 skip() {
     echo "fuzzing skipped: $*"
@@ -41,6 +42,7 @@ export UBSAN_OPTIONS=print_stacktrace=1
 dictionary() {
     case "$1" in
     fuzz_ollama_manifest | fuzz_blob_references) echo "$root/fuzz/ollama_manifest.dict" ;;
+    fuzz_launch_settings) echo "$root/fuzz/launch_settings.dict" ;;
     *) echo "$root/fuzz/settings.dict" ;;
     esac
 }

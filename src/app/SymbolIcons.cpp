@@ -27,6 +27,8 @@ const QList<std::pair<QString, QStringList>> &table()
         {QStringLiteral("sparkles"), {QStringLiteral("starred-symbolic"), QStringLiteral("starred")}},
         {QStringLiteral("info.circle"), {QStringLiteral("help-about-symbolic"), QStringLiteral("help-about")}},
         {QStringLiteral("book"), {QStringLiteral("help-browser-symbolic"), QStringLiteral("help-browser")}},
+        {QStringLiteral("photo"), {QStringLiteral("image-x-generic-symbolic"), QStringLiteral("image-x-generic")}},
+        {QStringLiteral("doc.text"), {QStringLiteral("text-x-generic-symbolic"), QStringLiteral("text-x-generic")}},
     };
     return entries;
 }

@@ -25,6 +25,7 @@ QString ModelFolder::location() const
         return relativePath;
     case Base::environment:
     case Base::appHome:
+    case Base::installation:
         break;
     }
     return {};

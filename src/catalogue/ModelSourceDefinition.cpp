@@ -24,6 +24,23 @@ ModelFolder pointerFile(Base base, const QString &file)
 {
     return {base, file, Role::linux, Setting::pointerFile};
 }
+ModelFolder inInstallation(const QString &folder)
+{
+    return {Base::installation, folder, Role::linux};
+}
+// A folder an installation's launch arguments name: `option` in the COMMANDLINE_ARGS
+// of its webui-user.sh, or in a flags file of its own.
+ModelFolder webuiUserArgument(const QString &option, const QString &suffix = {})
+{
+    return {Base::installation, s(u"webui-user.sh"), Role::linux, Setting::shellArguments,
+            s(u"COMMANDLINE_ARGS"), suffix, option};
+}
+ModelFolder flagsFileArgument(const QString &file, const QString &option)
+{
+    return {Base::installation, file, Role::linux, Setting::argumentsFile, {}, {}, option};
+}
+InstallationMarker markerFile(const QString &name) { return {{name}, false}; }
+InstallationMarker markerFolder(const QStringList &names) { return {names, true}; }
 
 QList<ModelSourceDefinition> makeDefinitions()
 {
@@ -152,6 +169,55 @@ QList<ModelSourceDefinition> makeDefinitions()
                  .unfinishedDownloads = hubDownloads,
                  .folders = {variable(s(u"LLAMA_CACHE")), {Base::xdgCache, s(u"llama.cpp"), Role::linuxDefault}},
                  .linuxMarkers = {.executables = {s(u"llama-server"), s(u"llama-cli")}}});
+
+    // Image generation: checkpoints, LoRAs, VAEs, text encoders and upscalers, one file each.
+    const QStringList imageModelExtensions{s(u"safetensors"), s(u"ckpt"), s(u"pt"), s(u"pth"),
+                                           s(u"bin"),         s(u"gguf"), s(u"sft"), s(u"onnx")};
+    list.append({.tool = K::comfyUI,
+                 .displayName = s(u"ComfyUI"),
+                 .layout = ModelLayout::filePerModel,
+                 .extensions = imageModelExtensions,
+                 .folders = {inInstallation(s(u"models")),
+                             {Base::installation, s(u"extra_model_paths.yaml"), Role::linux, Setting::comfyModelPaths},
+                             // ComfyUI Desktop's list of model folders, kept beside its settings.
+                             {Base::xdgConfig, s(u"ComfyUI/extra_models_config.yaml"), Role::linux,
+                              Setting::comfyModelPaths}},
+                 .installation = {.entries = {markerFile(s(u"main.py")), markerFolder({s(u"comfy")}),
+                                              markerFolder({s(u"models")})},
+                                  // ComfyUI Desktop's base path: its models/, input/, user/, ...
+                                  .records = {jsonSetting(Base::xdgConfig, s(u"ComfyUI/config.json"), s(u"basePath"))}},
+                 .symbol = s(u"photo"),
+                 .linuxMarkers = {.appImagePatterns = {s(u"ComfyUI*.AppImage")},
+                                  .desktopEntries = {s(u"comfyui-electron.desktop"), s(u"ComfyUI.desktop")}}});
+
+    // AUTOMATIC1111's web UI and its Forge; a moved folder is an argument in webui-user.sh.
+    QList<ModelFolder> webuiFolders{inInstallation(s(u"models")), inInstallation(s(u"embeddings"))};
+    for (const QString &data : {s(u"--data-dir"), s(u"--forge-ref-a1111-home")})
+        webuiFolders += {webuiUserArgument(data, s(u"models")), webuiUserArgument(data, s(u"embeddings"))};
+    for (const QString &option : {s(u"--models-dir"), s(u"--ckpt-dir"), s(u"--lora-dir"), s(u"--vae-dir"),
+                                  s(u"--embeddings-dir"), s(u"--text-encoder-dir")})
+        webuiFolders += webuiUserArgument(option);
+    list.append({.tool = K::stableDiffusionWebUI,
+                 .displayName = s(u"Stable Diffusion WebUI"),
+                 .layout = ModelLayout::filePerModel,
+                 .extensions = imageModelExtensions,
+                 .folders = webuiFolders,
+                 .installation = {.entries = {markerFile(s(u"webui.py")), markerFile(s(u"launch.py")),
+                                              markerFolder({s(u"modules")})}},
+                 .symbol = s(u"photo")});
+
+    // oobabooga's web UI: a folder per model (Transformers, EXL2, ...) or a single GGUF
+    // file; user_data/ since 2025, the installation itself before.
+    list.append({.tool = K::textGenerationWebUI,
+                 .displayName = s(u"text-generation-webui"),
+                 .layout = ModelLayout::entryPerModel,
+                 .extensions = {s(u"gguf")},
+                 .folders = {inInstallation(s(u"user_data/models")), inInstallation(s(u"models")),
+                             flagsFileArgument(s(u"user_data/CMD_FLAGS.txt"), s(u"--model-dir")),
+                             flagsFileArgument(s(u"CMD_FLAGS.txt"), s(u"--model-dir"))},
+                 .installation = {.entries = {markerFile(s(u"server.py")), markerFolder({s(u"modules")}),
+                                              markerFolder({s(u"user_data/models"), s(u"models")})}},
+                 .symbol = s(u"doc.text")});
 
     // AnythingLLM's desktop application starts an Ollama of its own, which pulls into a
     // store in Ollama's layout inside AnythingLLM's storage folder (Electron's userData).

@@ -31,6 +31,8 @@ enum class ModelLayout {
     // llama.cpp's cache: its older flat files (filePerModel) beside repositories in the
     // Hugging Face layout, which it writes there since March 2026
     llamaCppCache,
+    entryPerModel,         // every folder directly in the root is one model, and so is every
+                           // file directly in it with an accepted extension
 };
 
 // How an application names a download it has not finished in its model folders: a
@@ -44,6 +46,24 @@ struct UnfinishedDownloadNames
     QStringList companionSuffixes = {};
 
     bool isEmpty() const { return prefix.isEmpty() && suffix.isEmpty(); }
+};
+
+// A path inside a folder that, together with the others, marks the folder as an
+// installation of an application: any one of `names`, a regular file or a folder.
+struct InstallationMarker
+{
+    QStringList names;
+    bool isFolder = false;
+};
+
+// How to find the installations of an application that runs from the folder the user
+// copied it into (a git checkout): the home folder is searched for folders holding every
+// entry, and a packaged edition may name its folder in a settings file of its own.
+struct InstallationMarkers
+{
+    QList<InstallationMarker> entries = {};
+    QList<ModelFolder> records = {}; // each names an installation folder
+    bool isEmpty() const { return entries.isEmpty() && records.isEmpty(); }
 };
 
 // Everything Stashwell knows about one model application: where it keeps models on
@@ -72,6 +92,12 @@ struct ModelSourceDefinition
     // OLLAMA_MODELS, the system service's); `folders` then only says what to show. Other
     // applications keeping a store in Ollama's layout have it at their `folders`.
     bool storesFromOllamaLocator = false;
+    // For applications with installations of their own; folders based on `installation`
+    // are looked for in each one found.
+    InstallationMarkers installation = {};
+    // The window's symbol for the source when it has no desktop icon (an application run
+    // from a folder); empty for the usual fallbacks.
+    QString symbol = {};
     QStringList appBundleNames = {};
     QStringList appBundleIdentifiers = {};
     LinuxAppMarkers linuxMarkers = {};

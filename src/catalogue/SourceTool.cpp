@@ -21,6 +21,9 @@ QString SourceTool::description() const
     case Kind::drawThings: return QStringLiteral("Draw Things");
     case Kind::huggingFace: return QStringLiteral("Hugging Face");
     case Kind::llamaCpp: return QStringLiteral("llama.cpp");
+    case Kind::comfyUI: return QStringLiteral("ComfyUI");
+    case Kind::stableDiffusionWebUI: return QStringLiteral("Stable Diffusion WebUI");
+    case Kind::textGenerationWebUI: return QStringLiteral("text-generation-webui");
     case Kind::anythingLLM: return QStringLiteral("AnythingLLM");
     }
     return {};
@@ -33,7 +36,9 @@ constexpr KindKey kindKeys[] = {
     {SourceTool::Kind::custom, u"custom"},     {SourceTool::Kind::omlx, u"omlx"},
     {SourceTool::Kind::jan, u"jan"},           {SourceTool::Kind::gpt4All, u"gpt4All"},
     {SourceTool::Kind::drawThings, u"drawThings"}, {SourceTool::Kind::huggingFace, u"huggingFace"},
-    {SourceTool::Kind::llamaCpp, u"llamaCpp"},     {SourceTool::Kind::anythingLLM, u"anythingLLM"},
+    {SourceTool::Kind::llamaCpp, u"llamaCpp"},  {SourceTool::Kind::comfyUI, u"comfyUI"},
+    {SourceTool::Kind::stableDiffusionWebUI, u"stableDiffusionWebUI"},
+    {SourceTool::Kind::textGenerationWebUI, u"textGenerationWebUI"}, {SourceTool::Kind::anythingLLM, u"anythingLLM"},
 };
 } // namespace
 
@@ -60,7 +65,8 @@ const QList<SourceTool::Kind> &SourceTool::builtInKinds()
 {
     static const QList<Kind> kinds{Kind::ollama,     Kind::lmStudio,    Kind::omlx,
                                    Kind::jan,        Kind::gpt4All,     Kind::drawThings,
-                                   Kind::huggingFace, Kind::llamaCpp,  Kind::anythingLLM};
+                                   Kind::huggingFace, Kind::llamaCpp, Kind::comfyUI,
+                                   Kind::stableDiffusionWebUI, Kind::textGenerationWebUI, Kind::anythingLLM};
     return kinds;
 }
 

@@ -11,7 +11,8 @@ class SourceTool
 public:
     // The numbering is the hashing discriminator; keep the order.
     enum class Kind { ollama = 0, lmStudio = 1, custom = 2, omlx = 3, jan = 4, gpt4All = 5, drawThings = 6,
-                      huggingFace = 7, llamaCpp = 8, anythingLLM = 12 };
+                      huggingFace = 7, llamaCpp = 8, comfyUI = 9, stableDiffusionWebUI = 10,
+                      textGenerationWebUI = 11, anythingLLM = 12 };
 
     SourceTool() = default;
     SourceTool(Kind kind) : m_kind(kind) {}

@@ -47,10 +47,15 @@ QString SourceArgument::accepted()
 
 QString SourceArgument::table()
 {
+    const QList<Choice> all = choices();
+    // The names line up one column after the longest kind.
+    qsizetype width = 0;
+    for (const Choice &choice : all)
+        width = std::max(width, choice.kind.size() + 1);
     QString lines;
-    for (const Choice &choice : choices()) {
+    for (const Choice &choice : all) {
         const QString name = choice.name.isEmpty() ? QStringLiteral("your folders (folders add)") : choice.name;
-        lines += QStringLiteral("  %1 %2\n").arg(choice.kind, -13).arg(name);
+        lines += QStringLiteral("  %1 %2\n").arg(choice.kind, -int(width)).arg(name);
     }
     return lines;
 }

@@ -79,13 +79,19 @@ struct NamedEntry
 
 // The non-hidden entries of one open folder in byte order of their names, so every
 // file system hands them on alike (readdir order differs between ext4, tmpfs, ...).
-std::vector<NamedEntry> sortedEntries(DIR *dir)
+// With foldersOnly, only folders and links (which may lead to one).
+std::vector<NamedEntry> sortedEntries(DIR *dir, bool foldersOnly = false)
 {
     std::vector<NamedEntry> entries;
     const int dirFd = ::dirfd(dir);
     while (const dirent *raw = ::readdir(dir)) {
-        if (raw->d_name[0] != '.')
-            entries.push_back({QByteArray(raw->d_name), entryType(dirFd, raw)});
+        if (raw->d_name[0] == '.')
+            continue;
+        if (foldersOnly && raw->d_type != DT_DIR && raw->d_type != DT_LNK && raw->d_type != DT_UNKNOWN)
+            continue;
+        const EntryType type = entryType(dirFd, raw);
+        if (!foldersOnly || type == EntryType::directory || type == EntryType::symlink)
+            entries.push_back({QByteArray(raw->d_name), type});
     }
     // string_view compares bytes as unsigned char, as memcmp does.
     std::sort(entries.begin(), entries.end(), [](const NamedEntry &a, const NamedEntry &b) {
@@ -165,7 +171,7 @@ bool DirectoryWalker::walk(const QString &root, const Visitor &visit, const Fold
     return true;
 }
 
-std::optional<QList<DirectoryWalker::ListedEntry>> DirectoryWalker::list(const QString &folder)
+std::optional<QList<DirectoryWalker::ListedEntry>> DirectoryWalker::list(const QString &folder, Listing listing)
 {
     const QByteArray dirPath = withoutTrailingSlashes(QFile::encodeName(folder));
     DIR *dir = openFolder(dirPath, true);
@@ -173,7 +179,7 @@ std::optional<QList<DirectoryWalker::ListedEntry>> DirectoryWalker::list(const Q
         return std::nullopt;
     QList<ListedEntry> entries;
     const int dirFd = ::dirfd(dir);
-    for (const NamedEntry &named : sortedEntries(dir)) {
+    for (const NamedEntry &named : sortedEntries(dir, listing == Listing::foldersAndLinks)) {
         const Entry entry(dirFd, named.name.constData(), dirPath, named.type);
         if (const std::optional<QString> path = entry.path())
             entries.append({*path, entry.type()});

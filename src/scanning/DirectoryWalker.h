@@ -61,8 +61,10 @@ public:
         QString path;
         EntryType type;
     };
-    // The non-hidden entries directly inside one folder, or nothing when it cannot be listed.
-    static std::optional<QList<ListedEntry>> list(const QString &folder);
+    enum class Listing { everything, foldersAndLinks };
+    // The non-hidden entries directly inside one folder (or only its folders and links,
+    // cheaper in a folder of many files), or nothing when it cannot be listed.
+    static std::optional<QList<ListedEntry>> list(const QString &folder, Listing listing = Listing::everything);
 
     // The last extension of a raw file name, or empty when there is none.
     static QByteArrayView extension(QByteArrayView name);

@@ -1,6 +1,8 @@
 #include "scanning/ModelFolderResolver.h"
 
 #include "scanning/ScanRoutines.h"
+#include "scanning/ComfyModelPaths.h"
+#include "scanning/LaunchArguments.h"
 
 #include <QDir>
 #include <QFile>
@@ -74,36 +76,83 @@ std::optional<QString> pointedFolder(const QString &file)
     return QFile::decodeName(content->trimmed());
 }
 
+// The value of the folder's option in the launch arguments a file holds.
+std::optional<QString> argumentFolder(const ModelFolder &folder, const QString &file)
+{
+    const std::optional<QByteArray> content = readSmallFile(file);
+    if (!content)
+        return std::nullopt;
+    const QString text = QString::fromUtf8(*content);
+    const std::optional<QStringList> arguments = folder.setting == Setting::shellArguments
+        ? LaunchArguments::assignedInScript(text, folder.key)
+        : LaunchArguments::inFlagsFile(text);
+    return arguments ? LaunchArguments::optionValue(*arguments, folder.option) : std::nullopt;
+}
+
 // Where base and relativePath lead: the folder itself or the file to read.
-QString place(const ModelFolder &folder, const QString &appHome)
+QString place(const ModelFolder &folder, const QString &appHome, const QString &installation)
 {
     switch (folder.base) {
     case ModelFolder::Base::environment:
         return qEnvironmentVariable(folder.relativePath.toUtf8().constData());
     case ModelFolder::Base::appHome:
         return appHome.isEmpty() ? QString() : joined(appHome, folder.relativePath);
+    case ModelFolder::Base::installation:
+        return installation.isEmpty() ? QString() : joined(installation, folder.relativePath);
     default:
         return folder.location();
     }
+}
+
+// The root, the home folder or a folder holding it.
+bool holdsHome(const QString &folder)
+{
+    const QString home = QDir::cleanPath(QDir::homePath());
+    return folder == u'/' || home == folder || home.startsWith(folder + u'/');
 }
 } // namespace
 
 std::optional<QString> resolve(const ModelFolder &folder, const QString &appHome)
 {
-    const QString found = place(folder, appHome);
+    const QStringList found = resolveAll(folder, appHome);
+    return found.isEmpty() ? std::nullopt : std::optional<QString>(found.first());
+}
+
+QStringList resolveAll(const ModelFolder &folder, const QString &appHome, const QString &installation)
+{
+    const QString found = place(folder, appHome, installation);
     if (found.isEmpty())
-        return std::nullopt;
+        return {};
     std::optional<QString> named;
     switch (folder.setting) {
     case Setting::none: named = found; break;
     case Setting::jsonKey: named = jsonString(found, folder.key); break;
     case Setting::iniKey: named = iniString(found, folder.key); break;
     case Setting::pointerFile: named = pointedFolder(found); break;
+    case Setting::comfyModelPaths: {
+        const std::optional<QByteArray> content = readSmallFile(found);
+        if (!content)
+            return {};
+        QStringList folders = ComfyModelPaths::folders(*content, QFileInfo(found).absolutePath());
+        folders.removeIf(holdsHome);
+        return folders;
+    }
+    case Setting::shellArguments:
+    case Setting::argumentsFile:
+        named = argumentFolder(folder, found);
+        // The launch script starts the application in its installation.
+        if (named && !named->isEmpty() && !installation.isEmpty())
+            named = QDir(installation).absoluteFilePath(*named);
+        break;
     }
     // A relative path would depend on where the application was started: unknowable here.
     if (!named || named->isEmpty() || !QDir::isAbsolutePath(*named))
-        return std::nullopt;
-    return QDir::cleanPath(joined(*named, folder.suffix));
+        return {};
+    const QString path = QDir::cleanPath(joined(*named, folder.suffix));
+    const bool launchArgument = folder.setting == Setting::shellArguments || folder.setting == Setting::argumentsFile;
+    if (launchArgument && holdsHome(path))
+        return {};
+    return {path};
 }
 
 QString appHome(const QList<ModelFolder> &candidates)
@@ -117,15 +166,19 @@ QString appHome(const QList<ModelFolder> &candidates)
     return last;
 }
 
-QStringList folders(const ModelSourceDefinition &definition)
+QStringList folders(const ModelSourceDefinition &definition, const QString &installation)
 {
     const QString home = appHome(definition.homeFolders);
     QStringList found;
     for (const ModelFolder &folder : definition.folders) {
-        const std::optional<QString> path = resolve(folder, home);
-        // A moved folder is only where its setting says: nothing to show or check elsewhere.
-        if (path && (!folder.isRelocation() || QFileInfo(*path).isDir()))
-            found.append(*path);
+        // Folders based on an installation belong to it, the others to no installation.
+        if ((folder.base == ModelFolder::Base::installation) == installation.isEmpty())
+            continue;
+        for (const QString &path : resolveAll(folder, home, installation)) {
+            // A moved folder is only where its setting says: nothing to show or check elsewhere.
+            if (!folder.isRelocation() || QFileInfo(path).isDir())
+                found.append(path);
+        }
     }
     return ScanRoutines::distinctRoots(found);
 }

@@ -20,13 +20,22 @@ inline constexpr qint64 largestSettingsFile = 1024 * 1024;
 // or variable names none. appHome is the application's own folder, for folders based on it.
 std::optional<QString> resolve(const ModelFolder &folder, const QString &appHome = {});
 
+// Every clean absolute path the folder stands for here: none or one, or for a list of
+// model folders (ComfyUI's) as many as it names. installation is the installation
+// folder the folder is based on, if it is; a relative path in its launch arguments is
+// relative to it, as the application is started there. A folder a list or launch
+// arguments name that is the root or the home folder, or holds the home folder, is left
+// out: walking it would list every file of the disk as one application's.
+QStringList resolveAll(const ModelFolder &folder, const QString &appHome = {}, const QString &installation = {});
+
 // The application's own folder: the first candidate that resolves to an existing
 // folder, else what the last resolves to (empty when it resolves to nothing).
 QString appHome(const QList<ModelFolder> &candidates);
 
 // Every folder of the definition's table that leads somewhere here, each real folder once,
 // in the table's order, whether it exists or not; a moved folder counts only where its
-// setting or variable says, and only when that is a folder.
-QStringList folders(const ModelSourceDefinition &definition);
+// setting or variable says, and only when that is a folder. With an installation, the
+// folders based on that installation; without, the folders that belong to none.
+QStringList folders(const ModelSourceDefinition &definition, const QString &installation = {});
 
 } // namespace ModelFolderResolver

@@ -3,6 +3,7 @@
 #include "catalogue/DetectedModel.h"
 #include "scanning/AppDetectionService.h"
 #include "scanning/CustomFolderScanner.h"
+#include "scanning/InstallationSearch.h"
 #include "scanning/OllamaScanner.h"
 #include "scanning/ScanResult.h"
 #include "preferences/PersistenceService.h"
@@ -29,6 +30,14 @@ public:
 
 private:
     static QStringList unreadableAmong(const QStringList &folders);
+    // Every built-in source's roots in table order, the installations found on the way.
+    QList<QStringList> rootsOfEverySource(const QStringList &customFolders, Installations &installations) const;
+    // Takes from the roots of every application with installations (rootsOf, in table
+    // order) those another source's walk reaches, or that an earlier source walks too: a
+    // folder shared between two applications (ComfyUI reading a web UI's models through
+    // its YAML, a web UI pointed at ComfyUI's checkpoints) is listed once, so one file
+    // never shows as two models.
+    static void leaveSharedFolders(QList<QStringList> &rootsOf);
 
     OllamaScanner ollamaScanner;
     CustomFolderScanner customFolderScanner;

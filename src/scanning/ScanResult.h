@@ -6,14 +6,25 @@
 #include <QStringList>
 #include <optional>
 
+// One installation of an application that runs from a folder of its own, with the
+// folders the scan looked in for it (existing ones, each real folder once).
+struct InstallationStatus
+{
+    QString path;
+    QStringList folders;
+};
+
 // What one scan learned about one built-in model application on this machine.
 struct SourceStatus
 {
     SourceTool tool;
     QString displayName;
     // The folders the scan looked in on this machine (existing ones, each real folder
-    // once); when none exists, the folder the application would use by default.
+    // once); when none exists, the folder the application would use by default, if any.
     QStringList folders;
+    // The installations found of an application that has them, in the order found;
+    // their folders are among `folders`.
+    QList<InstallationStatus> installations;
     std::optional<QString> installedAppPath; // where the application was found, if it was
     QString iconName;                        // from its desktop entry: a theme name or a path
     int modelCount = 0;

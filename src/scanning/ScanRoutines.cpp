@@ -258,6 +258,30 @@ QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceT
     return models + downloads.leftovers();
 }
 
+QList<DetectedModel> scanModelEntries(const QString &root, const QStringList &extensions, const SourceTool &source)
+{
+    QList<DetectedModel> models;
+    const auto entries = DirectoryWalker::list(root);
+    if (!entries)
+        return models;
+    for (const DirectoryWalker::ListedEntry &entry : *entries) {
+        if (entry.type == DirectoryWalker::EntryType::directory) {
+            if (std::optional<DetectedModel> model = makeDirectoryModel(entry.path, source))
+                models.append(*model);
+            continue;
+        }
+        const QString name = QFileInfo(entry.path).fileName();
+        if (entry.type != DirectoryWalker::EntryType::regular || !extensions.contains(QFileInfo(name).suffix().toLower()))
+            continue;
+        const FileAttributes attributes = FileAttributes::read(entry.path);
+        DetectedModel model = DetectedModel::create(withoutExtension(name), source, {entry.path}, attributes.size,
+                                                    attributes.modified);
+        model.offerPrimaryFile(entry.path, attributes.size);
+        models.append(model);
+    }
+    return models;
+}
+
 void addWalkedFile(DetectedModel &model, const DirectoryWalker::Entry &file, const FileAttributes &attributes,
                    qint64 bytes)
 {
@@ -279,14 +303,46 @@ QStringList distinctRoots(const QStringList &roots)
     QStringList kept;
     QStringList seenRealPaths;
     for (const QString &root : roots) {
-        const QString real = QFileInfo(root).canonicalFilePath();
-        const QString identity = real.isEmpty() ? QDir::cleanPath(root) : real;
+        const QString identity = realFolder(root);
         if (seenRealPaths.contains(identity))
             continue;
         seenRealPaths.append(identity);
         kept.append(root);
     }
     return kept;
+}
+
+QStringList outermostRoots(const QStringList &roots)
+{
+    QStringList realPaths;
+    for (const QString &root : roots)
+        realPaths.append(realFolder(root));
+    QStringList kept;
+    for (qsizetype i = 0; i < roots.size(); ++i) {
+        const bool inAnother = std::any_of(realPaths.begin(), realPaths.end(), [&](const QString &outer) {
+            return outer != realPaths[i] && reaches(outer, realPaths[i]);
+        });
+        if (!inAnother)
+            kept.append(roots[i]);
+    }
+    return kept;
+}
+
+QString realFolder(const QString &path)
+{
+    const QString real = QFileInfo(path).canonicalFilePath();
+    return real.isEmpty() ? QDir::cleanPath(path) : real;
+}
+
+bool reaches(const QString &outer, const QString &inner)
+{
+    if (inner == outer)
+        return true;
+    const QString prefix = outer.endsWith(u'/') ? outer : outer + u'/';
+    if (!inner.startsWith(prefix))
+        return false;
+    const QStringList below = inner.sliced(prefix.size()).split(u'/');
+    return std::none_of(below.begin(), below.end(), [](const QString &part) { return part.startsWith(u'.'); });
 }
 
 } // namespace ScanRoutines

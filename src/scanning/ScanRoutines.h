@@ -63,6 +63,11 @@ std::optional<DetectedModel> makeDirectoryModel(const QString &directory, const 
 QList<DetectedModel> scanFilesGroupedByFolder(const QString &root, const SourceTool &source,
                                               const QList<UnfinishedDownloadNames> &unfinished = {});
 
+// One model per folder directly in root, covering every regular file below it, and one
+// per regular file directly in root with an accepted extension, named after the file
+// without it; in byte order of their names.
+QList<DetectedModel> scanModelEntries(const QString &root, const QStringList &extensions, const SourceTool &source);
+
 // Adds a walked file to model: bytes to its size, its date when later, its path, and a
 // regular file as the primary one when it is the largest so far. A file whose name is not
 // text makes the whole model unmovable, as moving the rest would split it.
@@ -71,5 +76,16 @@ void addWalkedFile(DetectedModel &model, const DirectoryWalker::Entry &file, con
 
 // Roots that lead to the same real folder are walked once: keeps the first of each.
 QStringList distinctRoots(const QStringList &roots);
+
+// The roots not inside another of them (by their real folders), for walks that find
+// every file at any depth: the walk of the outer one finds the inner one's files. A
+// root below a hidden folder of another stays, as the walk never enters that.
+QStringList outermostRoots(const QStringList &roots);
+
+// The real folder a path leads to, or the clean path when it leads nowhere.
+QString realFolder(const QString &path);
+// Whether a walk of the folder `outer` reaches the folder `inner` (both real folders):
+// it is the same folder or lies below it, past no hidden folder.
+bool reaches(const QString &outer, const QString &inner);
 
 } // namespace ScanRoutines

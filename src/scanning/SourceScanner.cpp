@@ -7,12 +7,27 @@
 
 #include <QFile>
 
+QList<SourceScanner::Place> SourceScanner::places() const
+{
+    // A store in Ollama's layout is wherever the Ollama store locator found it.
+    if (m_definition.layout == ModelLayout::ollamaManifests)
+        return {{{}, m_ollama.roots(m_definition.tool.kind())}};
+    QList<Place> places;
+    for (const QString &installation : m_installations.value(m_definition.tool))
+        places.append({installation, ModelFolderResolver::folders(m_definition, installation)});
+    places.append({{}, ModelFolderResolver::folders(m_definition)});
+    return places;
+}
 
 QStringList SourceScanner::roots() const
 {
+    QStringList folders;
+    for (const Place &place : places())
+        folders += place.folders;
     if (m_definition.layout == ModelLayout::ollamaManifests)
-        return m_ollama.roots(m_definition.tool.kind());
-    return ModelFolderResolver::folders(m_definition);
+        return folders;
+    folders = ScanRoutines::distinctRoots(folders);
+    return m_definition.layout == ModelLayout::filePerModel ? ScanRoutines::outermostRoots(folders) : folders;
 }
 
 QList<DetectedModel> SourceScanner::scan(const QStringList &roots) const
@@ -53,6 +68,8 @@ QList<DetectedModel> SourceScanner::walk(const QString &root) const
                                             m_definition.unfinishedDownloads, outsideRepositories)
             + HuggingFaceCacheScanner::scan(root, m_definition.unfinishedDownloads, source);
     }
+    case ModelLayout::entryPerModel:
+        return ScanRoutines::scanModelEntries(root, m_definition.extensions, source);
     }
     return {};
 }

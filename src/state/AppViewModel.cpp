@@ -287,15 +287,26 @@ QVariantList AppViewModel::builtInSources() const
         const QString status = source.installedAppPath ? QStringLiteral("App installed")
             : definition && definition->libraryCache   ? QStringLiteral("Library cache")
                                                        : QStringLiteral("App not found");
+        QVariantList installations;
+        QStringList otherFolders = source.folders;
+        for (const InstallationStatus &installation : source.installations) {
+            installations.append(QVariantMap{{QStringLiteral("path"), installation.path},
+                                             {QStringLiteral("folders"), installation.folders}});
+            for (const QString &folder : installation.folders)
+                otherFolders.removeAll(folder);
+        }
         sources.append(QVariantMap{{QStringLiteral("displayName"), source.displayName},
                                    {QStringLiteral("sourceKind"), source.tool.key()},
                                    {QStringLiteral("path"), source.folders.value(0)},
-                                   {QStringLiteral("folders"), source.folders},
+                                   {QStringLiteral("folders"), otherFolders},
                                    {QStringLiteral("installed"), source.installedAppPath.has_value()},
                                    {QStringLiteral("statusText"), status},
                                    {QStringLiteral("libraryCache"), definition && definition->libraryCache},
                                    {QStringLiteral("modelCount"), source.modelCount},
-                                   {QStringLiteral("iconName"), source.iconName}});
+                                   {QStringLiteral("iconName"), source.iconName},
+                                   {QStringLiteral("symbol"), definition ? definition->symbol : QString()},
+                                   {QStringLiteral("searchesInstallations"), definition && !definition->installation.isEmpty()},
+                                   {QStringLiteral("installations"), installations}});
     }
     return sources;
 }

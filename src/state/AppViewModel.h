@@ -114,7 +114,9 @@ public:
     static QString noModelsMessage();
 
     // Every built-in source as the last scan found it, for the preferences:
-    // { displayName, sourceKind, path, folders, installed, statusText, libraryCache, modelCount, iconName }.
+    // { displayName, sourceKind, path, folders, installed, statusText, libraryCache, modelCount, iconName,
+    //   symbol, searchesInstallations, installations: [{ path, folders }] }; for a source with
+    // installations, `folders` holds only the folders that belong to none of them.
     Q_INVOKABLE QVariantList builtInSources() const;
     // The icon the last scan found for a source key ("ollama", ...): a theme name or a
     // path; empty when there is none.

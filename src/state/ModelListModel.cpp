@@ -87,7 +87,7 @@ QHash<int, QByteArray> ModelListModel::roleNames() const
             {SelectedRole, "selected"},       {FirstFilePathRole, "firstFilePath"},
             {ShowSourceLabelRole, "showSourceLabel"}, {ProblemRole, "problem"},
             {SubtitleRole, "subtitle"},       {NoteRole, "note"},
-            {LibraryCacheRole, "libraryCache"}};
+            {LibraryCacheRole, "libraryCache"}, {SymbolRole, "symbol"}};
 }
 
 QVariant ModelListModel::data(const QModelIndex &index, int role) const
@@ -109,6 +109,10 @@ QVariant ModelListModel::data(const QModelIndex &index, int role) const
         case LibraryCacheRole: {
             const ModelSourceDefinition *definition = row.warning ? nullptr : ModelSourceDefinition::find(row.source);
             return definition && definition->libraryCache;
+        }
+        case SymbolRole: {
+            const ModelSourceDefinition *definition = row.warning ? nullptr : ModelSourceDefinition::find(row.source);
+            return definition ? definition->symbol : QString();
         }
         default: return {};
         }

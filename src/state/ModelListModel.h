@@ -39,6 +39,7 @@ public:
         SubtitleRole,       // under the name: an orphan's source; what a leftover is and its store; "Dataset", "Space"
         NoteRole,           // a missing part of a split model, or a download that may still be going on; else empty
         LibraryCacheRole,   // a header of a library's cache, which has no application icon
+        SymbolRole,         // a header's symbol for a source without a desktop icon, or empty
     };
     Q_ENUM(Role)
 

@@ -74,6 +74,7 @@ ScrollView {
                             sourceSize.height: 56
                             fillMode: Image.PreserveAspectFit
                             source: modelData.installed && iconSource !== "" ? iconSource
+                                    : modelData.installed && modelData.symbol ? Theme.symbol(modelData.symbol, Theme.secondaryText)
                                     : modelData.libraryCache ? Theme.symbol("externaldrive", Theme.secondaryText)
                                     : Theme.symbol("questionmark.app.dashed", Theme.secondaryText)
                         }
@@ -87,7 +88,48 @@ ScrollView {
                                 font.weight: Font.Medium
                                 color: Theme.text
                             }
-                            // Every folder the last scan looked in for this source.
+                            // Each installation found, with the folders looked in for it.
+                            Repeater {
+                                model: modelData.installations
+                                ColumnLayout {
+                                    required property var modelData
+                                    objectName: "sourceInstallation"
+                                    Layout.fillWidth: true
+                                    spacing: 1
+                                    Label {
+                                        objectName: "installationPath"
+                                        Layout.fillWidth: true
+                                        text: "Installation in %1".arg(modelData.path)
+                                        elide: Text.ElideMiddle
+                                        font.pixelSize: Theme.calloutSize
+                                        color: Theme.text
+                                    }
+                                    Repeater {
+                                        model: modelData.folders
+                                        Label {
+                                            required property string modelData
+                                            objectName: "sourceFolder"
+                                            Layout.fillWidth: true
+                                            Layout.leftMargin: 12
+                                            text: modelData
+                                            elide: Text.ElideMiddle
+                                            font.pixelSize: Theme.calloutSize
+                                            color: Theme.secondaryText
+                                        }
+                                    }
+                                }
+                            }
+                            Label {
+                                objectName: "noInstallation"
+                                Layout.fillWidth: true
+                                visible: modelData.searchesInstallations && modelData.installations.length === 0
+                                         && modelData.folders.length === 0
+                                text: "No installation found in your home folder."
+                                wrapMode: Text.Wrap
+                                font.pixelSize: Theme.calloutSize
+                                color: Theme.tertiaryText
+                            }
+                            // Every other folder the last scan looked in for this source.
                             Repeater {
                                 model: modelData.folders
                                 Label {

@@ -21,6 +21,8 @@ Item {
         const app = AppIcons.iconSource(entry.sourceKind)
         if (app !== "")
             return app
+        if (entry.symbol)
+            return Theme.symbol(entry.symbol, Theme.secondaryText)
         return Theme.symbol(entry.libraryCache ? "externaldrive" : "questionmark.app.dashed", Theme.secondaryText)
     }
 

@@ -113,6 +113,8 @@ private slots:
         home.writeFile(QStringLiteral(".lmstudio/models/pub/a/a.gguf"), 10);
         home.writeFile(QStringLiteral(".lmstudio/models/pub/b/b.gguf"), 10);
         home.writeFile(QStringLiteral("LLMs/c.gguf"), 10);
+        for (const char *marker : {"ComfyUI/main.py", "ComfyUI/comfy/x.py", "ComfyUI/models/vae/v.safetensors"})
+            home.writeFile(QString::fromLatin1(marker), 10);
         WindowUnderTest ui(home.machine());
         openPreferences(ui, 1);
 
@@ -123,6 +125,11 @@ private slots:
         // Each row names the folders the scan looked in on this machine.
         QCOMPARE(ui.text(QStringLiteral("sourceFolder"), ui.find(QStringLiteral("sourceRow_gpt4All"), ui.preferences())),
                  home.filePath(QStringLiteral(".cache/gpt4all")));
+        // An application run from a folder of its own lists each installation with its folders.
+        QObject *comfy = ui.find(QStringLiteral("sourceRow_comfyUI"), ui.preferences());
+        QCOMPARE(sourceRow(ui, QStringLiteral("comfyUI")), QStringLiteral("ComfyUI | App installed | 1 model"));
+        QCOMPARE(ui.text(QStringLiteral("installationPath"), comfy), QStringLiteral("Installation in ") + home.filePath(QStringLiteral("ComfyUI")));
+        QCOMPARE(ui.text(QStringLiteral("sourceFolder"), comfy), home.filePath(QStringLiteral("ComfyUI/models")));
         QVERIFY(ui.shown(QStringLiteral("noCustomFolders"), ui.preferences()));
 
         // The folder dialog's answer is stored, scanned and listed.
@@ -132,7 +139,7 @@ private slots:
         QCOMPARE(ui.viewModel.customFolders(), QStringList{home.filePath(QStringLiteral("LLMs"))});
         QVERIFY(ui.shown(QStringLiteral("preferencesScanning"), ui.preferences()));
         QVERIFY(ui.waitForScan());
-        QCOMPARE(ui.viewModel.modelCount(), 4);
+        QCOMPARE(ui.viewModel.modelCount(), 5);
         QTRY_VERIFY(!ui.shown(QStringLiteral("noCustomFolders"), ui.preferences()));
         QCOMPARE(ui.text(QStringLiteral("folderName"), ui.preferences()), QStringLiteral("LLMs"));
     }
