@@ -139,6 +139,55 @@ private slots:
         QVERIFY(!viewModel.isVerifyingDuplicates());
     }
 
+    // Space, Ctrl+A and Delete act on the row that has the keyboard and the rows shown.
+    void keyboardSelectsRowsAndAsksBeforeTheTrash()
+    {
+        TempHome home;
+        ControlledScans scans;
+        AppViewModel viewModel(coreIn(home));
+        scans.attach(viewModel);
+        const QList<DetectedModel> models{model(QStringLiteral("alpha"), 1), model(QStringLiteral("beta"), 2),
+                                          model(QStringLiteral("gamma"), 3)};
+        publish(viewModel, scans, models);
+        const auto selected = [&] {
+            QStringList names;
+            for (const DetectedModel &m : viewModel.selectedModels())
+                names << m.displayName;
+            return names;
+        };
+
+        // Delete with nothing selected asks about the row that has the keyboard alone.
+        viewModel.modelList()->moveCurrentRow(1);
+        viewModel.askToMoveToTrash();
+        QCOMPARE(selected(), QStringList{QStringLiteral("beta")});
+        QVERIFY(viewModel.showDeleteConfirmation());
+        viewModel.setShowDeleteConfirmation(false);
+        viewModel.toggleCurrentRowSelection();
+        QVERIFY(selected().isEmpty());
+        viewModel.modelList()->moveCurrentRow(1);
+        viewModel.toggleCurrentRowSelection();
+
+        // Ctrl+A picks exactly what a search shows; Delete then asks about that.
+        viewModel.modelList()->setFilterText(QStringLiteral("a"));
+        viewModel.selectAllShown();
+        QCOMPARE(selected(), (QStringList{QStringLiteral("alpha"), QStringLiteral("beta"), QStringLiteral("gamma")}));
+        viewModel.modelList()->setFilterText(QStringLiteral("ph"));
+        viewModel.selectAllShown();
+        QCOMPARE(selected(), QStringList{QStringLiteral("alpha")});
+        viewModel.askToMoveToTrash();
+        QCOMPARE(selected(), QStringList{QStringLiteral("alpha")});
+        QVERIFY(viewModel.showDeleteConfirmation());
+
+        // A search that shows nothing leaves nothing to select or ask about.
+        viewModel.setShowDeleteConfirmation(false);
+        viewModel.clearSelection();
+        viewModel.modelList()->setFilterText(QStringLiteral("zzz"));
+        viewModel.toggleCurrentRowSelection();
+        viewModel.askToMoveToTrash();
+        QVERIFY(selected().isEmpty());
+        QVERIFY(!viewModel.showDeleteConfirmation());
+    }
+
     void foldersWelcomeAndReset()
     {
         TempHome home;
