@@ -32,6 +32,10 @@ ThemedWindow {
     function chooseFolder() {
         folderDialog.open()
     }
+    function rescan() {
+        AppViewModel.startScan()
+        AppViewModel.refreshPermissionStatus()
+    }
 
     title: "Stashwell"
     width: 980
@@ -44,7 +48,12 @@ ThemedWindow {
     onClosing: Qt.quit()
     onFolderPendingRemovalChanged: if (folderPendingRemoval !== "") removeFolderDialog.open()
 
+    // The commands a keyboard user looks for, with their shortcuts; Alt and a menu's
+    // underlined letter, or F10, open a menu.
     menuBar: MenuBar {
+        id: menus
+        // Qt 6.4 reads out the "&" of a menu's title.
+        delegate: MenuBarItem { Accessible.name: text.replace("&", "") }
         Menu {
             title: "&Stashwell"
             Action {
@@ -67,6 +76,43 @@ ThemedWindow {
             }
         }
         Menu {
+            title: "&Edit"
+            Action {
+                objectName: "findAction"
+                text: "Find"
+                shortcut: StandardKey.Find
+                onTriggered: content.focusSearch()
+            }
+            MenuSeparator {}
+            Action {
+                objectName: "selectAllAction"
+                text: "Select All"
+                shortcut: StandardKey.SelectAll
+                onTriggered: AppViewModel.selectAllShown()
+            }
+            Action {
+                text: "Select None"
+                shortcut: "Ctrl+Shift+A"
+                onTriggered: AppViewModel.clearSelection()
+            }
+            MenuSeparator {}
+            Action {
+                objectName: "moveToTrashAction"
+                text: "Move to Trash..."
+                shortcut: StandardKey.Delete
+                onTriggered: AppViewModel.askToMoveToTrash()
+            }
+        }
+        Menu {
+            title: "&View"
+            Action {
+                objectName: "rescanAction"
+                text: "Rescan"
+                shortcut: "F5"
+                onTriggered: window.rescan()
+            }
+        }
+        Menu {
             title: "&Help"
             Action {
                 objectName: "userGuideAction"
@@ -79,6 +125,17 @@ ThemedWindow {
                 onTriggered: AppViewModel.showWelcomeScreen = true
             }
         }
+    }
+
+    // The other key desktops use for reloading, beside the menu's F5.
+    Shortcut {
+        sequence: "Ctrl+R"
+        onActivated: window.rescan()
+    }
+    // F10 opens the first menu, as in GNOME's applications.
+    Shortcut {
+        sequence: "F10"
+        onActivated: menus.itemAt(0).triggered()
     }
 
     ColumnLayout {
@@ -118,6 +175,7 @@ ThemedWindow {
             Layout.topMargin: 12
             Layout.bottomMargin: 12
             onAddFolderRequested: window.chooseFolder()
+            onRescanRequested: window.rescan()
         }
     }
 
