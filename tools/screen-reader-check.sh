@@ -4,7 +4,7 @@
 # bench/make_fixture_home.sh with Qt's AT-SPI bridge on, and lets
 # tools/screen-reader-check.py read the tree and drive the keyboard. It moves one model
 # of that throwaway home to its Trash, and says which files changed.
-# Run by hand (it needs xvfb, dbus, at-spi2-core and python3-pyatspi); the test run
+# Run by hand (scripts/install-deps.sh test installs what it needs); the test run
 # does not, because the bus's timing differs from one machine to the next.
 #
 #   tools/screen-reader-check.sh        (STASHWELL_BUILD_DIR as for build.sh)
