@@ -234,19 +234,22 @@ void AppViewModel::clearSelection()
 
 void AppViewModel::toggleCurrentRowSelection()
 {
-    if (const DetectedModel *current = m_modelList.currentModel())
+    const DetectedModel *current = m_modelList.currentModel();
+    if (current && m_scanState == ScanState::complete)
         setSelected(current->id.toString(), !m_selection.contains(current->id));
 }
 
 void AppViewModel::selectAllShown()
 {
+    if (m_scanState != ScanState::complete)
+        return; // the rows are still the last scan's, and no list shows them
     const QList<QUuid> shown = m_modelList.shownModelIds();
     setSelectedModelIDs(QSet<QUuid>(shown.begin(), shown.end()));
 }
 
 void AppViewModel::askToMoveToTrash()
 {
-    if (m_deleting)
+    if (m_deleting || m_scanState != ScanState::complete)
         return;
     const DetectedModel *current = m_modelList.currentModel();
     if (m_selection.isEmpty() && current)

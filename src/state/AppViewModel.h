@@ -138,7 +138,8 @@ public slots:
     // The keyboard's commands on the list. Space: select or unselect the row that has
     // the keyboard. Ctrl+A: select exactly the rows shown, so nothing a search hides is
     // picked. Delete: ask to move the selection to the Trash; with nothing selected, the
-    // row that has the keyboard is selected and asked about. Nothing while one runs.
+    // row that has the keyboard is selected and asked about. Nothing while a deletion or
+    // a scan runs: during a scan no list is shown, and its rows are the last scan's.
     void toggleCurrentRowSelection();
     void selectAllShown();
     void askToMoveToTrash();

@@ -12,6 +12,8 @@ ThemedWindow {
 
     // The custom folder the user asked to remove, until they confirm or cancel.
     property string folderPendingRemoval
+    // The list commands (find, select, move to the Trash) need a list on screen.
+    readonly property bool listShown: AppViewModel.scanState === "complete" && AppViewModel.modelCount > 0
 
     function openPreferences() {
         preferences.show()
@@ -79,6 +81,7 @@ ThemedWindow {
             title: "&Edit"
             Action {
                 objectName: "findAction"
+                enabled: window.listShown
                 text: "Find"
                 shortcut: StandardKey.Find
                 onTriggered: content.focusSearch()
@@ -86,18 +89,21 @@ ThemedWindow {
             MenuSeparator {}
             Action {
                 objectName: "selectAllAction"
+                enabled: window.listShown
                 text: "Select All"
                 shortcut: StandardKey.SelectAll
                 onTriggered: AppViewModel.selectAllShown()
             }
             Action {
                 text: "Select None"
+                enabled: window.listShown
                 shortcut: "Ctrl+Shift+A"
                 onTriggered: AppViewModel.clearSelection()
             }
             MenuSeparator {}
             Action {
                 objectName: "moveToTrashAction"
+                enabled: window.listShown
                 text: "Move to Trash..."
                 shortcut: StandardKey.Delete
                 onTriggered: AppViewModel.askToMoveToTrash()

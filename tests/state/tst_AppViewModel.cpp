@@ -178,10 +178,16 @@ private slots:
         QCOMPARE(selected(), QStringList{QStringLiteral("alpha")});
         QVERIFY(viewModel.showDeleteConfirmation());
 
-        // A search that shows nothing leaves nothing to select or ask about.
+        // A search that shows nothing, or a scan that runs, leaves nothing to select or ask about.
         viewModel.setShowDeleteConfirmation(false);
         viewModel.clearSelection();
         viewModel.modelList()->setFilterText(QStringLiteral("zzz"));
+        viewModel.toggleCurrentRowSelection();
+        viewModel.askToMoveToTrash();
+        QVERIFY(selected().isEmpty());
+        viewModel.modelList()->setFilterText(QString());
+        viewModel.startScan();
+        viewModel.selectAllShown();
         viewModel.toggleCurrentRowSelection();
         viewModel.askToMoveToTrash();
         QVERIFY(selected().isEmpty());
