@@ -30,6 +30,9 @@ tests=(
 # clang and its libFuzzer runtime for scripts/run-fuzzers.sh, which is skipped without
 # them; failing to install these never stops the tests.
 fuzzing=(clang libclang-rt-14-dev)
+# The accessibility bus and its Python client for tools/screen-reader-check.sh, which
+# reads the window as a screen reader does; run by hand, so never required.
+screen_reader=(at-spi2-core python3-pyatspi)
 packaging=(
     dpkg-dev           # dpkg-shlibdeps works out the package's Depends from the binaries
     file               # CPack uses it to find the binaries to hand to dpkg-shlibdeps
@@ -40,7 +43,7 @@ packaging=(
 
 case "$task" in
 run) required=("${build_and_run[@]}") optional=() ;;
-test) required=("${build_and_run[@]}" "${tests[@]}") optional=("${fuzzing[@]}") ;;
+test) required=("${build_and_run[@]}" "${tests[@]}") optional=("${fuzzing[@]}" "${screen_reader[@]}") ;;
 package) required=("${build_and_run[@]}" "${packaging[@]}") optional=() ;;
 *)
     echo "usage: $0 run|test|package" >&2

@@ -4,6 +4,7 @@
 #include "state/AppViewModel.h"
 
 #include <QGuiApplication>
+#include <QQuickItem>
 #include <QQuickWindow>
 #include <QTimer>
 
@@ -60,31 +61,42 @@ void ScreenshotTour::step(int index)
         viewModel.setShowDeleteConfirmation(true);
         break;
     }
-    case 1:
+    case 1: {
         save(main, QStringLiteral("delete-confirmation.png"));
         viewModel.setShowDeleteConfirmation(false);
+        // The keyboard on the list, two rows below a selected one: the focus mark and
+        // the selection side by side.
+        viewModel.clearSelection();
+        viewModel.toggleCurrentRowSelection();
+        viewModel.modelList()->moveCurrentRow(2);
+        if (auto *list = main->contentItem()->findChild<QQuickItem *>(QStringLiteral("modelList")))
+            list->forceActiveFocus(Qt::TabFocusReason);
+        break;
+    }
+    case 2:
+        save(main, QStringLiteral("keyboard-focus.png"));
         viewModel.clearSelection();
         QMetaObject::invokeMethod(main, "openPreferences");
         break;
-    case 2:
+    case 3:
         save(main->findChild<QQuickWindow *>(QStringLiteral("preferencesWindow")), QStringLiteral("preferences.png"));
         QMetaObject::invokeMethod(main, "openPreferencesTab", Q_ARG(QVariant, 1));
         break;
-    case 3:
+    case 4:
         save(main->findChild<QQuickWindow *>(QStringLiteral("preferencesWindow")), QStringLiteral("preferences-model.png"));
         viewModel.setShowWelcomeScreen(true);
         break;
-    case 4:
+    case 5:
         save(main, QStringLiteral("welcome.png"));
         viewModel.setShowWelcomeScreen(false);
         QMetaObject::invokeMethod(main->findChild<QObject *>(QStringLiteral("accessHelp")), "open");
         break;
-    case 5:
+    case 6:
         save(main, QStringLiteral("access-help.png"));
         QMetaObject::invokeMethod(main->findChild<QObject *>(QStringLiteral("accessHelp")), "close");
         QMetaObject::invokeMethod(main->findChild<QObject *>(QStringLiteral("aboutDialog")), "open");
         break;
-    case 6:
+    case 7:
         save(main, QStringLiteral("about.png"));
         QGuiApplication::quit();
         return;

@@ -101,8 +101,12 @@ bool ApplicationShell::load()
 
 void ApplicationShell::show()
 {
-    if (QQuickWindow *window = mainWindow())
+    if (QQuickWindow *window = mainWindow()) {
         window->show();
+        // Desktops activate a new window themselves; without a window manager (a kiosk,
+        // a virtual display) the window's shortcuts would wait for a click.
+        window->requestActivate();
+    }
     m_appearance->apply();
     m_viewModel.windowAppeared();
 }

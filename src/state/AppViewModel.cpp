@@ -232,6 +232,32 @@ void AppViewModel::clearSelection()
     setSelectedModelIDs({});
 }
 
+void AppViewModel::toggleCurrentRowSelection()
+{
+    const DetectedModel *current = m_modelList.currentModel();
+    if (current && m_scanState == ScanState::complete)
+        setSelected(current->id.toString(), !m_selection.contains(current->id));
+}
+
+void AppViewModel::selectAllShown()
+{
+    if (m_scanState != ScanState::complete)
+        return; // the rows are still the last scan's, and no list shows them
+    const QList<QUuid> shown = m_modelList.shownModelIds();
+    setSelectedModelIDs(QSet<QUuid>(shown.begin(), shown.end()));
+}
+
+void AppViewModel::askToMoveToTrash()
+{
+    if (m_deleting || m_scanState != ScanState::complete)
+        return;
+    const DetectedModel *current = m_modelList.currentModel();
+    if (m_selection.isEmpty() && current)
+        setSelectedModelIDs({current->id});
+    if (!m_selection.isEmpty())
+        setShowDeleteConfirmation(true);
+}
+
 QList<DetectedModel> AppViewModel::selectedModels() const
 {
     QList<DetectedModel> selected;
@@ -263,7 +289,8 @@ QVariantList AppViewModel::selectedModelSummaries() const
                                      {QStringLiteral("source"), model.sourceTool.description()},
                                      {QStringLiteral("sizeText"), ByteCountFormatter::format(model.sizeBytes)},
                                      {QStringLiteral("kind"), model.leftoverDescription()},
-                                     {QStringLiteral("note"), ModelListModel::note(model)}});
+                                     {QStringLiteral("note"), ModelListModel::note(model)},
+                                     {QStringLiteral("accessibleName"), ModelListModel::accessibleName(model)}});
     }
     return summaries;
 }

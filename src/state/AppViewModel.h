@@ -94,8 +94,8 @@ public:
     QList<QUuid> selectedDuplicateGroupIDs() const;
     int selectedCount() const { return int(m_selection.size()); }
     QString selectedTotalSizeText() const;
-    // [{ name, source, sizeText, kind, note }] for the confirmation: `kind` says what a
-    // leftover is, `note` when a download may still be going on.
+    // [{ name, source, sizeText, kind, note, accessibleName }] for the confirmation: `kind`
+    // says what a leftover is, `note` when a download may still be going on.
     QVariantList selectedModelSummaries() const;
     bool canVerify() const { return !m_verifying && !selectedDuplicateGroupIDs().isEmpty(); }
 
@@ -137,6 +137,14 @@ public slots:
 
     void setSelected(const QString &modelId, bool selected);
     void clearSelection();
+    // The keyboard's commands on the list. Space: select or unselect the row that has
+    // the keyboard. Ctrl+A: select exactly the rows shown, so nothing a search hides is
+    // picked. Delete: ask to move the selection to the Trash; with nothing selected, the
+    // row that has the keyboard is selected and asked about. Nothing while a deletion or
+    // a scan runs: during a scan no list is shown, and its rows are the last scan's.
+    void toggleCurrentRowSelection();
+    void selectAllShown();
+    void askToMoveToTrash();
 
     // Verifies the groups one after another; ignored while a verification runs.
     void verifyDuplicateGroup(const QString &groupId);

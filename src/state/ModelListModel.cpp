@@ -5,6 +5,7 @@
 #include "catalogue/ModelSourceDefinition.h"
 #include "core/ModelOrder.h"
 #include "core/ModelSections.h"
+#include "core/ModelSummary.h"
 
 #include <QDir>
 #include <QLocale>
@@ -44,6 +45,32 @@ QString badgeName(const DetectedModel &model)
     }
     return QStringLiteral("none");
 }
+
+// The marks a row's accessible name lists after its size, in this order. Each says in
+// words what the row shows as a subtitle, a badge or a note; empty when it does not apply.
+using RowMark = QString (*)(const DetectedModel &model);
+QString markIf(bool applies, const char *text) { return applies ? QString::fromLatin1(text) : QString(); }
+constexpr RowMark rowMarks[] = {
+    [](const DetectedModel &m) { return markIf(m.isOrphaned, "orphaned"); },
+    [](const DetectedModel &m) { return markIf(m.leftover == LeftoverKind::partialDownload, "unfinished download"); },
+    [](const DetectedModel &m) { return markIf(m.leftover == LeftoverKind::unreferencedBlob, "blob no model uses"); },
+    [](const DetectedModel &m) { return markIf(m.leftover == LeftoverKind::oldRevision, "old revision"); },
+    [](const DetectedModel &m) { return m.repoTypeText().toLower(); },
+    [](const DetectedModel &m) { return m.missingPartsText().toLower(); },
+    [](const DetectedModel &m) {
+        return markIf(m.mayStillBeDownloading(QDateTime::currentDateTimeUtc()), "may still be downloading");
+    },
+    [](const DetectedModel &m) { return markIf(badgeName(m) == QLatin1String("likely"), "likely duplicate"); },
+    [](const DetectedModel &m) { return markIf(badgeName(m) == QLatin1String("verified"), "verified duplicate"); },
+    [](const DetectedModel &m) { return markIf(badgeName(m) == QLatin1String("unable"), "unable to verify"); },
+    [](const DetectedModel &m) { return markIf(!m.problem.isEmpty(), "cannot be moved"); },
+};
+
+// What identifies a row's model from one scan to the next, where its id is drawn afresh.
+QString rowKey(const DetectedModel &model)
+{
+    return model.sourceTool.key() + QLatin1Char('\n') + model.displayName + QLatin1Char('\n') + model.filePaths.value(0);
+}
 } // namespace
 
 QString ModelListModel::modifiedText(const QDateTime &date)
@@ -70,6 +97,34 @@ QString ModelListModel::note(const DetectedModel &model)
     return model.mayStillBeDownloading(QDateTime::currentDateTimeUtc()) ? QStringLiteral("May still be downloading") : QString();
 }
 
+QString ModelListModel::accessibleName(const DetectedModel &model)
+{
+    QStringList parts{model.displayName, model.sourceTool.description(), ByteCountFormatter::format(model.sizeBytes)};
+    for (const RowMark mark : rowMarks)
+        parts.append(mark(model));
+    parts.removeAll(QString());
+    return parts.join(QStringLiteral(", "));
+}
+
+QString ModelListModel::accessibleDescription(const DetectedModel &model)
+{
+    QStringList lines{modifiedText(model.lastModified)};
+    if (badgeName(model) == QLatin1String("unable"))
+        lines.append(QStringLiteral("Unable to verify duplicate status. %1").arg(model.duplicateVerificationStatus.reason()));
+    if (!model.problem.isEmpty())
+        lines.append(model.problem);
+    return lines.join(QLatin1Char('\n'));
+}
+
+QString ModelListModel::headerAccessibleName(const Row &header, qsizetype firstRow) const
+{
+    QList<DetectedModel> shown;
+    for (qsizetype i = firstRow; i < firstRow + header.count; ++i)
+        shown.append((*m_models)[m_rows[i].modelIndex]);
+    return QStringList{header.title, ModelSummary::countText(shown), ByteCountFormatter::format(header.totalSize)}
+        .join(QStringLiteral(", "));
+}
+
 int ModelListModel::rowCount(const QModelIndex &parent) const
 {
     return parent.isValid() ? 0 : int(m_rows.size());
@@ -87,7 +142,8 @@ QHash<int, QByteArray> ModelListModel::roleNames() const
             {SelectedRole, "selected"},       {FirstFilePathRole, "firstFilePath"},
             {ShowSourceLabelRole, "showSourceLabel"}, {ProblemRole, "problem"},
             {SubtitleRole, "subtitle"},       {NoteRole, "note"},
-            {LibraryCacheRole, "libraryCache"}, {SymbolRole, "symbol"}};
+            {LibraryCacheRole, "libraryCache"}, {SymbolRole, "symbol"},
+            {AccessibleNameRole, "accessibleName"}, {AccessibleDescriptionRole, "accessibleDescription"}};
 }
 
 QVariant ModelListModel::data(const QModelIndex &index, int role) const
@@ -114,6 +170,7 @@ QVariant ModelListModel::data(const QModelIndex &index, int role) const
             const ModelSourceDefinition *definition = row.warning ? nullptr : ModelSourceDefinition::find(row.source);
             return definition ? definition->symbol : QString();
         }
+        case AccessibleNameRole: return headerAccessibleName(row, index.row() + 1);
         default: return {};
         }
     }
@@ -137,6 +194,8 @@ QVariant ModelListModel::data(const QModelIndex &index, int role) const
     case ProblemRole: return model.problem;
     case SubtitleRole: return subtitle(model);
     case NoteRole: return note(model);
+    case AccessibleNameRole: return accessibleName(model);
+    case AccessibleDescriptionRole: return accessibleDescription(model);
     default: return {};
     }
 }
@@ -210,7 +269,73 @@ void ModelListModel::rebuildRows()
             m_rows.append(row);
         }
     }
+    m_currentRow = rowAfterRebuild(m_currentKey, m_currentRow);
+    m_currentKey = m_currentRow < 0 ? QString() : rowKey(*currentModel());
     endResetModel();
+    // The view resets its own current row with the model: tell it ours again.
+    emit currentRowChanged();
+}
+
+QList<int> ModelListModel::modelRowIndices() const
+{
+    QList<int> rows;
+    for (int i = 0; i < m_rows.size(); ++i) {
+        if (!m_rows[i].isHeader)
+            rows.append(i);
+    }
+    return rows;
+}
+
+int ModelListModel::rowAfterRebuild(const QString &currentKey, int previousRow) const
+{
+    const QList<int> rows = modelRowIndices();
+    if (rows.isEmpty())
+        return -1;
+    if (!currentKey.isEmpty()) {
+        for (const int row : rows) {
+            if (rowKey((*m_models)[m_rows[row].modelIndex]) == currentKey)
+                return row;
+        }
+    }
+    const auto atOrAfter = std::lower_bound(rows.begin(), rows.end(), previousRow);
+    return atOrAfter == rows.end() ? rows.last() : *atOrAfter;
+}
+
+void ModelListModel::setCurrentRow(int row)
+{
+    if (row == m_currentRow || row < 0 || row >= m_rows.size() || m_rows[row].isHeader)
+        return;
+    m_currentRow = row;
+    m_currentKey = rowKey(*currentModel());
+    emit currentRowChanged();
+}
+
+void ModelListModel::moveCurrentRow(int steps)
+{
+    const QList<int> rows = modelRowIndices();
+    if (rows.isEmpty())
+        return;
+    const qsizetype here = rows.indexOf(m_currentRow);
+    // From no row yet, the first step down lands on the first row.
+    const qsizetype from = here >= 0 ? here : (steps > 0 ? -1 : 0);
+    setCurrentRow(rows[std::clamp<qsizetype>(from + steps, 0, rows.size() - 1)]);
+}
+
+const DetectedModel *ModelListModel::currentModel() const
+{
+    if (!m_models || m_currentRow < 0 || m_currentRow >= m_rows.size() || m_rows[m_currentRow].isHeader)
+        return nullptr;
+    return &(*m_models)[m_rows[m_currentRow].modelIndex];
+}
+
+QList<QUuid> ModelListModel::shownModelIds() const
+{
+    QList<QUuid> ids;
+    for (const Row &row : m_rows) {
+        if (!row.isHeader)
+            ids.append((*m_models)[row.modelIndex].id);
+    }
+    return ids;
 }
 
 void ModelListModel::setSelection(const QSet<QUuid> *selection)

@@ -16,6 +16,10 @@ class ModelListModel : public QAbstractListModel
     // How rows are ordered within each section: "scan" (the scan's own order), "size"
     // (largest first), "name", "date" (newest first) or "source". Sections keep their order.
     Q_PROPERTY(QString sortOrder READ sortOrder WRITE setSortOrder NOTIFY sortOrderChanged)
+    // The row that has the keyboard: always a model row, or -1 while none is shown. It
+    // follows its model when the rows are rebuilt (a search, another order, a rescan that
+    // finds the same files again); when its model is gone, the row now in its place.
+    Q_PROPERTY(int currentRow READ currentRow WRITE setCurrentRow NOTIFY currentRowChanged)
 public:
     enum Role {
         RowKindRole = Qt::UserRole + 1, // "header" or "model"
@@ -40,6 +44,8 @@ public:
         NoteRole,           // a missing part of a split model, or a download that may still be going on; else empty
         LibraryCacheRole,   // a header of a library's cache, which has no application icon
         SymbolRole,         // a header's symbol for a source without a desktop icon, or empty
+        AccessibleNameRole, // what a screen reader says for the row: accessibleName()
+        AccessibleDescriptionRole, // and after it: accessibleDescription()
     };
     Q_ENUM(Role)
 
@@ -62,6 +68,23 @@ public:
     // "Part 2 of 3 is missing" for an incomplete split model; "May still be downloading"
     // for a download changed within the hour before now; else empty.
     static QString note(const DetectedModel &model);
+    // What a screen reader says for a model row: its name, source and size, then every
+    // mark the eye gets from its subtitle, badge and notes ("orphaned", "likely
+    // duplicate", ...), as one list separated by commas.
+    static QString accessibleName(const DetectedModel &model);
+    // What it says after the name: the date, and the reason behind a mark that has one.
+    static QString accessibleDescription(const DetectedModel &model);
+
+    int currentRow() const { return m_currentRow; }
+    // Takes a model row; any other row is ignored.
+    void setCurrentRow(int row);
+    // Moves the keyboard `steps` model rows down (up when negative), over the headers,
+    // stopping at the first and the last.
+    Q_INVOKABLE void moveCurrentRow(int steps);
+    // The model of the current row, or none.
+    const DetectedModel *currentModel() const;
+    // The models of every row shown, top to bottom.
+    QList<QUuid> shownModelIds() const;
 
     QString filterText() const { return m_filterText; }
     void setFilterText(const QString &text);
@@ -71,6 +94,7 @@ public:
 signals:
     void filterTextChanged();
     void sortOrderChanged();
+    void currentRowChanged();
 
 private:
     struct Row
@@ -86,6 +110,12 @@ private:
     };
     void emitChanged(const QList<int> &roles);
     void rebuildRows();
+    QString headerAccessibleName(const Row &header, qsizetype firstRow) const;
+    // The model rows from top to bottom, as indices into m_rows.
+    QList<int> modelRowIndices() const;
+    // Where the current row goes after a rebuild: its model's row, else the model row
+    // now at or after its old place, else the last one.
+    int rowAfterRebuild(const QString &currentKey, int previousRow) const;
     QList<qsizetype> shownRows(const QList<qsizetype> &sectionRows) const;
 
     QList<Row> m_rows;
@@ -94,4 +124,8 @@ private:
     QStringList m_customFolders;
     QString m_filterText;
     QString m_sortOrder = QStringLiteral("scan");
+    int m_currentRow = -1;
+    // The current row's model as rowKey() names it: the models may be replaced before
+    // the rows are rebuilt, so the row alone cannot say which model it was.
+    QString m_currentKey;
 };

@@ -8,7 +8,9 @@ Sheet {
     id: sheet
     objectName: "aboutDialog"
     width: 340
+    title: "About Stashwell"
     closePolicy: Popup.CloseOnEscape
+    defaultButton: closeButton
 
     contentItem: ColumnLayout {
         spacing: 8
@@ -19,6 +21,8 @@ Sheet {
             sourceSize.width: 144
             sourceSize.height: 144
             source: "stashwell.svg"
+            Accessible.role: Accessible.Graphic
+            Accessible.name: "Stashwell app icon"
         }
         Label {
             Layout.alignment: Qt.AlignHCenter
@@ -41,17 +45,16 @@ Sheet {
             font.pixelSize: Theme.captionSize + 1
             color: Theme.secondaryText
         }
-        Label {
+        LinkButton {
             objectName: "aboutLink"
             Layout.alignment: Qt.AlignHCenter
-            textFormat: Text.StyledText
-            text: "<a href=\"" + Shell.websiteUrl + "\">" + String(Shell.websiteUrl).replace("https://", "") + "</a>"
-            linkColor: Theme.link
+            text: String(Shell.websiteUrl).replace("https://", "")
             font.pixelSize: Theme.calloutSize + 1
-            onLinkActivated: (link) => Qt.openUrlExternally(link)
-            HoverHandler { cursorShape: Qt.PointingHandCursor }
+            font.underline: true
+            onClicked: Qt.openUrlExternally(Shell.websiteUrl)
         }
         GlassButton {
+            id: closeButton
             objectName: "closeAbout"
             Layout.alignment: Qt.AlignHCenter
             Layout.topMargin: 8

@@ -12,7 +12,9 @@ Sheet {
     readonly property var folders: AppViewModel.unreadableFolders
 
     width: 500
+    title: "Folder Access"
     closePolicy: Popup.CloseOnEscape
+    defaultButton: closeButton
 
     contentItem: ColumnLayout {
         spacing: 12
@@ -76,6 +78,7 @@ Sheet {
                     }
                     TextField {
                         objectName: "fixCommand"
+                        Accessible.name: "Command that makes %1 readable".arg(modelData)
                         Layout.fillWidth: true
                         visible: command !== ""
                         readOnly: true
@@ -96,6 +99,7 @@ Sheet {
         }
         TextField {
             objectName: "exampleCommand"
+            Accessible.name: "Command that joins the ollama group"
             Layout.fillWidth: true
             readOnly: true
             selectByMouse: true
@@ -106,6 +110,7 @@ Sheet {
         RowLayout {
             Item { Layout.fillWidth: true }
             GlassButton {
+                id: closeButton
                 objectName: "closeAccessHelp"
                 text: "Close"
                 onClicked: sheet.close()

@@ -8,6 +8,7 @@ import QtQuick.Layouts
 RowLayout {
     id: bar
     signal addFolderRequested()
+    signal rescanRequested()
 
     readonly property bool armed: AppViewModel.selectedCount > 0 && !AppViewModel.isDeleting
 
@@ -34,7 +35,7 @@ RowLayout {
         text: "Rescan"
         symbol: "arrow.clockwise"
         help: "Rescan all model sources"
-        onClicked: AppViewModel.startScan()
+        onClicked: bar.rescanRequested()
     }
     GlassButton {
         objectName: "verifyButton"

@@ -3,7 +3,8 @@ import QtQuick.Controls
 import QtQuick.Layouts
 
 // A short question or report: a title, a message and one or two buttons. Escape
-// counts as the cancel button when there is one.
+// counts as the cancel button when there is one, and closes a report. The keyboard
+// starts on the cancel button, so Return alone never confirms a question.
 Sheet {
     id: alert
     property string heading
@@ -26,7 +27,9 @@ Sheet {
     }
 
     width: 420
-    closePolicy: cancelText !== "" ? Popup.CloseOnEscape : Popup.NoAutoClose
+    title: heading
+    closePolicy: Popup.CloseOnEscape
+    defaultButton: cancelText !== "" ? cancelButton : confirmButton
     onRejected: cancelled()
 
     contentItem: ColumnLayout {
@@ -54,12 +57,14 @@ Sheet {
             spacing: 8
             Item { Layout.fillWidth: true }
             GlassButton {
+                id: cancelButton
                 objectName: "alertCancel"
                 visible: alert.cancelText !== ""
                 text: alert.cancelText
                 onClicked: alert.cancel()
             }
             GlassButton {
+                id: confirmButton
                 objectName: "alertConfirm"
                 text: alert.confirmText
                 tint: alert.destructive ? Theme.red : Theme.text

@@ -1,9 +1,11 @@
 import QtQuick
 import QtQuick.Controls
 
-// One fact of the summary bar: a symbol and a text on a glass capsule.
+// One fact of the summary bar: a symbol and a text on a glass capsule, which a screen
+// reader reads as one text (`accessibleName` when the text alone says too little).
 GlassPanel {
     property alias text: label.text
+    property string accessibleName: text
     property alias symbol: icon.symbol
     property color textColour: Theme.text
     property color symbolColour: Theme.secondaryText
@@ -11,6 +13,8 @@ GlassPanel {
     implicitWidth: row.implicitWidth + 20
     implicitHeight: row.implicitHeight + 12
     radius: height / 2
+    Accessible.role: Accessible.StaticText
+    Accessible.name: accessibleName
 
     Row {
         id: row
@@ -24,6 +28,7 @@ GlassPanel {
         }
         Label {
             id: label
+            Accessible.ignored: true
             anchors.verticalCenter: parent.verticalCenter
             font.pixelSize: Theme.title3Size
             font.weight: Font.Medium

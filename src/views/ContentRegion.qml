@@ -14,6 +14,12 @@ Item {
 
     signal removeFolderRequested(string path)
 
+    // Ctrl+F; nothing while there is no list to search.
+    function focusSearch() {
+        if (current && current.objectName === "modelListPane")
+            current.focusSearch()
+    }
+
     Loader {
         id: loader
         anchors.fill: parent
@@ -78,6 +84,15 @@ Item {
         // Anchors, not a layout: the list has its size as soon as it exists, so its
         // rows are there the moment the scan's result is shown.
         Item {
+            objectName: "modelListPane"
+            function focusSearch() { filterBar.focusSearch() }
+            // Each scan makes the list anew (after a deletion too): unless the keyboard is
+            // on another control, it lands on the list again, on the row it was on.
+            Component.onCompleted: {
+                const focused = Window.activeFocusItem
+                if (!focused || !focused.activeFocusOnTab)
+                    modelList.forceActiveFocus()
+            }
             ListFilterBar {
                 id: filterBar
                 anchors.top: parent.top
@@ -86,8 +101,10 @@ Item {
                 anchors.topMargin: 4
                 anchors.leftMargin: 18
                 anchors.rightMargin: 18
+                onListRequested: modelList.forceActiveFocus()
             }
             ModelList {
+                id: modelList
                 anchors.top: filterBar.bottom
                 anchors.topMargin: 6
                 anchors.left: parent.left

@@ -4,14 +4,16 @@ import QtQuick.Controls
 import QtQuick.Layouts
 
 // The last word before the selection goes to the Trash: what moves, how much, and
-// that the Trash gives it back. Ctrl+Escape cancels, Ctrl+Return confirms; Escape or
-// Return alone do nothing here, so a stray key press never deletes.
+// that the Trash gives it back. Cancel is the default button, so Return or Escape
+// alone never delete; moving takes its own button (Tab to it, or Alt+M) or Ctrl+Return.
+// The list of what moves is one stop whose rows the arrows read out.
 Sheet {
     id: sheet
     objectName: "deleteConfirmation"
 
     property bool isDeleting: false
     readonly property int count: AppViewModel.selectedCount
+    readonly property string heading: count === 1 ? "Deleting 1 model" : "Deleting %1 models".arg(count)
 
     function cancel() {
         AppViewModel.showDeleteConfirmation = false
@@ -24,6 +26,9 @@ Sheet {
     }
 
     width: 520
+    title: "%1 - %2".arg(heading).arg(AppViewModel.selectedTotalSizeText)
+    defaultButton: cancelButton
+    closePolicy: Popup.CloseOnEscape
     onAboutToShow: isDeleting = false
     onClosed: AppViewModel.showDeleteConfirmation = false
 
@@ -44,12 +49,13 @@ Sheet {
             spacing: 6
             Label {
                 objectName: "deleteHeader"
-                text: "Deleting " + sheet.count + " model" + (sheet.count === 1 ? "" : "s")
+                text: sheet.heading
                 font.pixelSize: Theme.headlineSize + 1
                 font.weight: Font.DemiBold
                 color: Theme.text
             }
             Label {
+                Accessible.ignored: true
                 text: "-"
                 font.pixelSize: Theme.headlineSize + 1
                 color: Theme.secondaryText
@@ -83,13 +89,21 @@ Sheet {
             spacing: 6
             model: AppViewModel.selectedModelSummaries
             boundsBehavior: Flickable.StopAtBounds
+            activeFocusOnTab: true
+            Accessible.role: Accessible.List
+            Accessible.name: "Models to move to the Trash"
             ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
             delegate: Rectangle {
+                id: summaryRow
                 required property var modelData
                 width: ListView.view.width
                 height: nameLabel.parent.implicitHeight + 20
                 radius: 12
                 color: Theme.quaternaryFill
+                Accessible.role: Accessible.ListItem
+                Accessible.name: modelData.accessibleName
+                Accessible.focusable: true
+                FocusRing { visible: summaryRow.activeFocus }
                 RowLayout {
                     anchors.fill: parent
                     anchors.margins: 10
@@ -101,6 +115,7 @@ Sheet {
                         spacing: 1
                         Label {
                             id: nameLabel
+                            Accessible.ignored: true
                             Layout.fillWidth: true
                             text: modelData.name
                             elide: Text.ElideMiddle
@@ -109,6 +124,7 @@ Sheet {
                         }
                         Label {
                             objectName: "deleteRowNote"
+                            Accessible.ignored: true
                             Layout.fillWidth: true
                             elide: Text.ElideRight
                             visible: text !== ""
@@ -119,11 +135,13 @@ Sheet {
                     }
                     Label {
                         objectName: "deleteRowSource"
+                        Accessible.ignored: true
                         text: modelData.source
                         font.pixelSize: Theme.calloutSize
                         color: Theme.tertiaryText
                     }
                     Label {
+                        Accessible.ignored: true
                         text: modelData.sizeText
                         font.pixelSize: Theme.calloutSize + 1
                         color: Theme.secondaryText
@@ -144,13 +162,14 @@ Sheet {
             spacing: 8
             Item { Layout.fillWidth: true }
             GlassButton {
+                id: cancelButton
                 objectName: "cancelDeleteButton"
                 text: "Cancel"
                 onClicked: sheet.cancel()
             }
             ProminentButton {
                 objectName: "moveToTrashButton"
-                text: "Move to Trash"
+                text: "&Move to Trash"
                 fill: Theme.red
                 enabled: !sheet.isDeleting
                 onClicked: sheet.confirm()

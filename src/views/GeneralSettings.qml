@@ -4,10 +4,10 @@ import QtQuick.Controls
 import QtQuick.Layouts
 
 // Appearance, the welcome screen and the reset of everything Stashwell remembers.
-ScrollView {
+SettingsPage {
     id: page
     objectName: "generalSettings"
-    contentWidth: availableWidth
+    title: "General"
 
     ColumnLayout {
         width: page.availableWidth
@@ -18,6 +18,8 @@ ScrollView {
             Row {
                 objectName: "appearancePicker"
                 spacing: 4
+                Accessible.role: Accessible.Grouping
+                Accessible.name: "Appearance"
                 ButtonGroup { id: modes }
                 Repeater {
                     model: [{ key: "system", text: "System" }, { key: "light", text: "Light" }, { key: "dark", text: "Dark" }]
@@ -79,7 +81,7 @@ ScrollView {
         objectName: "resetConfirmation"
         heading: "Restore to Defaults"
         message: "This will reset your appearance preference to System, remove all manually-added custom folders, and show the first-run welcome screen again. No model files will be deleted."
-        confirmText: "Restore"
+        confirmText: "&Restore"
         cancelText: "Cancel"
         destructive: true
         onConfirmed: {

@@ -2,10 +2,9 @@ import QtQuick
 import QtQuick.Controls
 
 // A bar button on glass: a symbol and a title, with hover help.
-Button {
+AccessibleButton {
     id: button
     property string symbol
-    property string help
     property color tint: Theme.text
 
     hoverEnabled: true
@@ -25,9 +24,9 @@ Button {
             colour: button.tint
             visible: button.symbol !== ""
         }
-        Label {
+        ButtonTitle {
             anchors.verticalCenter: parent.verticalCenter
-            text: button.text
+            title: button.text
             font: button.font
             color: button.tint
         }
@@ -36,8 +35,9 @@ Button {
         implicitHeight: 30
         radius: height / 2
         color: button.down ? Theme.glassPressed : Theme.glass
-        border.color: button.visualFocus ? Theme.accent : Theme.glassBorder
+        border.color: Theme.glassBorder
         border.width: 1
+        FocusRing { visible: button.visualFocus }
     }
     opacity: enabled ? 1 : 0.45
 }

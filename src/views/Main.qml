@@ -12,6 +12,8 @@ ThemedWindow {
 
     // The custom folder the user asked to remove, until they confirm or cancel.
     property string folderPendingRemoval
+    // The list commands (find, select, move to the Trash) need a list on screen.
+    readonly property bool listShown: AppViewModel.scanState === "complete" && AppViewModel.modelCount > 0
 
     function openPreferences() {
         preferences.show()
@@ -32,6 +34,10 @@ ThemedWindow {
     function chooseFolder() {
         folderDialog.open()
     }
+    function rescan() {
+        AppViewModel.startScan()
+        AppViewModel.refreshPermissionStatus()
+    }
 
     title: "Stashwell"
     width: 980
@@ -44,7 +50,12 @@ ThemedWindow {
     onClosing: Qt.quit()
     onFolderPendingRemovalChanged: if (folderPendingRemoval !== "") removeFolderDialog.open()
 
+    // The commands a keyboard user looks for, with their shortcuts; Alt and a menu's
+    // underlined letter, or F10, open a menu.
     menuBar: MenuBar {
+        id: menus
+        // Qt 6.4 reads out the "&" of a menu's title.
+        delegate: MenuBarItem { Accessible.name: text.replace("&", "") }
         Menu {
             title: "&Stashwell"
             Action {
@@ -67,6 +78,47 @@ ThemedWindow {
             }
         }
         Menu {
+            title: "&Edit"
+            Action {
+                objectName: "findAction"
+                enabled: window.listShown
+                text: "Find"
+                shortcut: StandardKey.Find
+                onTriggered: content.focusSearch()
+            }
+            MenuSeparator {}
+            Action {
+                objectName: "selectAllAction"
+                enabled: window.listShown
+                text: "Select All"
+                shortcut: StandardKey.SelectAll
+                onTriggered: AppViewModel.selectAllShown()
+            }
+            Action {
+                text: "Select None"
+                enabled: window.listShown
+                shortcut: "Ctrl+Shift+A"
+                onTriggered: AppViewModel.clearSelection()
+            }
+            MenuSeparator {}
+            Action {
+                objectName: "moveToTrashAction"
+                enabled: window.listShown
+                text: "Move to Trash..."
+                shortcut: StandardKey.Delete
+                onTriggered: AppViewModel.askToMoveToTrash()
+            }
+        }
+        Menu {
+            title: "&View"
+            Action {
+                objectName: "rescanAction"
+                text: "Rescan"
+                shortcut: "F5"
+                onTriggered: window.rescan()
+            }
+        }
+        Menu {
             title: "&Help"
             Action {
                 objectName: "userGuideAction"
@@ -79,6 +131,17 @@ ThemedWindow {
                 onTriggered: AppViewModel.showWelcomeScreen = true
             }
         }
+    }
+
+    // The other key desktops use for reloading, beside the menu's F5.
+    Shortcut {
+        sequence: "Ctrl+R"
+        onActivated: window.rescan()
+    }
+    // F10 opens the first menu, as in GNOME's applications.
+    Shortcut {
+        sequence: "F10"
+        onActivated: menus.itemAt(0).triggered()
     }
 
     ColumnLayout {
@@ -118,6 +181,7 @@ ThemedWindow {
             Layout.topMargin: 12
             Layout.bottomMargin: 12
             onAddFolderRequested: window.chooseFolder()
+            onRescanRequested: window.rescan()
         }
     }
 

@@ -4,21 +4,48 @@ import QtQuick.Controls
 import QtQuick.Layouts
 
 // One model: a checkbox, its name (cut in the middle when long), under it the source of
-// an orphan or what a leftover is, its size, its date and its duplicate badge.
+// an orphan or what a leftover is, its size, its date and its duplicate badge. To a
+// screen reader the whole row is one check box, checked when the model is selected,
+// whose name says in words what the columns show.
 Rectangle {
     id: row
     property var entry
     readonly property bool selected: entry?.selected ?? false
 
     signal contextMenuRequested()
+    // A click anywhere on the row: the keyboard moves here.
+    signal clicked()
+
+    function toggle() {
+        AppViewModel.setSelected(entry.modelId, !selected)
+    }
 
     objectName: "modelRow"
+    focus: true
+    Accessible.role: Accessible.CheckBox
+    Accessible.name: entry?.accessibleName ?? ""
+    Accessible.description: entry?.accessibleDescription ?? ""
+    Accessible.checkable: true
+    Accessible.checked: selected
+    Accessible.focusable: true
+    Accessible.onToggleAction: toggle()
+    Accessible.onPressAction: toggle()
     implicitHeight: nameColumn.implicitHeight + 16
     radius: 10
     color: selected ? Theme.withAlpha(Theme.accent, 0.16) : Theme.rowFill
     border.color: selected ? Theme.withAlpha(Theme.accent, 0.45) : "transparent"
     border.width: 1
 
+    // Under the columns, so the checkbox still takes its own clicks.
+    MouseArea {
+        anchors.fill: parent
+        acceptedButtons: Qt.LeftButton | Qt.RightButton
+        onClicked: (mouse) => {
+            row.clicked()
+            if (mouse.button === Qt.RightButton)
+                row.contextMenuRequested()
+        }
+    }
     RowLayout {
         anchors.fill: parent
         anchors.leftMargin: 6
@@ -30,8 +57,13 @@ Rectangle {
             Layout.preferredWidth: 24
             padding: 0
             checked: row.selected
-            onToggled: AppViewModel.setSelected(row.entry.modelId, checked)
-            Accessible.name: "Select " + (row.entry?.title ?? "")
+            // The row is the one stop and the one check box a screen reader knows.
+            focusPolicy: Qt.NoFocus
+            Accessible.ignored: true
+            onToggled: {
+                row.clicked()
+                AppViewModel.setSelected(row.entry.modelId, checked)
+            }
         }
         ColumnLayout {
             id: nameColumn
@@ -39,6 +71,7 @@ Rectangle {
             spacing: 1
             Label {
                 objectName: "modelName"
+            Accessible.ignored: true
                 Layout.fillWidth: true
                 text: row.entry?.title ?? ""
                 elide: Text.ElideMiddle
@@ -49,6 +82,7 @@ Rectangle {
             }
             Label {
                 objectName: "sourceLabel"
+            Accessible.ignored: true
                 visible: row.entry?.showSourceLabel ?? false
                 text: row.entry?.subtitle ?? ""
                 font.pixelSize: Theme.subheadlineSize
@@ -57,6 +91,7 @@ Rectangle {
             }
             Label {
                 objectName: "downloadNote"
+            Accessible.ignored: true
                 visible: text !== ""
                 text: row.entry?.note ?? ""
                 font.pixelSize: Theme.subheadlineSize
@@ -65,6 +100,7 @@ Rectangle {
         }
         Label {
             objectName: "modelSize"
+            Accessible.ignored: true
             Layout.preferredWidth: 104
             horizontalAlignment: Text.AlignRight
             text: row.entry?.sizeText ?? ""
@@ -75,6 +111,7 @@ Rectangle {
         Label {
             id: dateLabel
             objectName: "modelDate"
+            Accessible.ignored: true
             Layout.preferredWidth: 158
             Layout.maximumWidth: 158
             horizontalAlignment: Text.AlignRight
@@ -91,15 +128,12 @@ Rectangle {
         }
         DuplicateBadge {
             objectName: "duplicateBadge"
+            Accessible.ignored: true
             Layout.preferredWidth: 24
             kind: row.entry?.badge ?? "none"
             reason: row.entry?.badgeReason ?? ""
         }
     }
 
-    MouseArea {
-        anchors.fill: parent
-        acceptedButtons: Qt.RightButton
-        onClicked: row.contextMenuRequested()
-    }
+    FocusRing { visible: row.activeFocus }
 }

@@ -6,10 +6,10 @@ import QtQuick.Layouts
 
 // Where models are looked for: each application with whether it is installed and how
 // many of its models the last scan found, and the user's own folders.
-ScrollView {
+SettingsPage {
     id: page
     objectName: "modelSourcesSettings"
-    contentWidth: availableWidth
+    title: "Model"
 
     // The custom folder whose removal awaits confirmation.
     property string folderPendingRemoval
@@ -40,11 +40,9 @@ ScrollView {
         width: page.availableWidth
         spacing: 10
 
-        Label {
-            text: "Built-In Sources"
-            font.pixelSize: Theme.headlineSize
-            font.weight: Font.DemiBold
+        Heading {
             color: Theme.secondaryText
+            text: "Built-In Sources"
         }
         GlassPanel {
             Layout.fillWidth: true
@@ -164,12 +162,10 @@ ScrollView {
             }
         }
 
-        Label {
+        Heading {
             Layout.topMargin: 6
-            text: "Custom Folders"
-            font.pixelSize: Theme.headlineSize
-            font.weight: Font.DemiBold
             color: Theme.secondaryText
+            text: "Custom Folders"
         }
         GlassPanel {
             objectName: "noCustomFolders"
@@ -242,8 +238,12 @@ ScrollView {
                             }
                         }
                         ToolButton {
+                            id: removeButton
                             objectName: "removeFolderButton"
                             hoverEnabled: true
+                            Accessible.name: "Remove the folder %1".arg(Shell.folderName(modelData))
+                            Keys.onReturnPressed: clicked()
+                            Keys.onEnterPressed: clicked()
                             ToolTip.visible: hovered
                             ToolTip.text: "Remove this folder"
                             ToolTip.delay: 400
@@ -262,6 +262,10 @@ ScrollView {
                                     symbol: "minus.circle.fill"
                                     colour: "#ffffff"
                                     side: 12
+                                }
+                                FocusRing {
+                                    radius: width / 2
+                                    visible: removeButton.visualFocus
                                 }
                             }
                         }

@@ -3,7 +3,8 @@ import QtQuick.Controls
 import QtQuick.Layouts
 
 // Preferences: the appearance, the welcome screen and the reset ("General"), and
-// where models are looked for ("Model").
+// where models are looked for ("Model"). Ctrl+Page Up and Ctrl+Page Down change the
+// page; Escape or Ctrl+W close the window.
 ThemedWindow {
     id: window
     objectName: "preferencesWindow"
@@ -23,6 +24,14 @@ ThemedWindow {
         sequences: [StandardKey.Close, "Escape"]
         onActivated: window.close()
     }
+    Shortcut {
+        sequences: ["Ctrl+PgUp", "Ctrl+PgDown"]
+        onActivated: tabs.currentIndex = 1 - tabs.currentIndex
+    }
+    Shortcut {
+        sequence: StandardKey.Quit
+        onActivated: Qt.quit()
+    }
 
     ColumnLayout {
         anchors.fill: parent
@@ -36,14 +45,16 @@ ThemedWindow {
             property int currentIndex: 0
             Layout.alignment: Qt.AlignHCenter
             spacing: 4
-            SegmentButton {
+            Accessible.role: Accessible.PageTabList
+            Accessible.name: "Preferences pages"
+            PageTabButton {
                 objectName: "generalTab"
                 text: "General"
                 symbol: "gearshape"
                 checked: tabs.currentIndex === 0
                 onClicked: tabs.currentIndex = 0
             }
-            SegmentButton {
+            PageTabButton {
                 objectName: "modelTab"
                 text: "Model"
                 symbol: "externaldrive"

@@ -3,7 +3,7 @@ import QtQuick.Controls
 
 // The one button a sheet leads to ("Get Started", "Move to Trash"): white text on a
 // solid fill of the accent colour, or of red for an action that removes something.
-Button {
+AccessibleButton {
     id: button
     property color fill: Theme.accent
 
@@ -13,8 +13,8 @@ Button {
     leftPadding: 18
     rightPadding: 18
 
-    contentItem: Label {
-        text: button.text
+    contentItem: ButtonTitle {
+        title: button.text
         font: button.font
         color: "#ffffff"
         horizontalAlignment: Text.AlignHCenter
@@ -24,7 +24,7 @@ Button {
         implicitHeight: 30
         radius: 8
         color: button.down ? Qt.darker(button.fill, 1.15) : button.fill
-        border.color: button.visualFocus ? Theme.text : "transparent"
+        FocusRing { visible: button.visualFocus }
     }
     opacity: enabled ? 1 : 0.5
 }

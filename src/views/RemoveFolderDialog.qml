@@ -8,7 +8,7 @@ AlertDialog {
     objectName: "removeFolderDialog"
     heading: folderPath === "" ? "Remove Folder?" : "Remove \"" + Shell.folderName(folderPath) + "\"?"
     message: "This removes the folder from Stashwell's scan list. It will not delete the folder or any files from disk."
-    confirmText: "Remove"
+    confirmText: "&Remove"
     cancelText: "Cancel"
     destructive: true
 }

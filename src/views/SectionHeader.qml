@@ -4,7 +4,8 @@ import QtQuick.Controls
 import QtQuick.Layouts
 
 // The head of one section: its icon, title, model count and total size. A custom
-// folder's header offers a context menu (remove the folder, show it).
+// folder's header offers a context menu (remove the folder, show it). A screen reader
+// finds it as a heading that says all of that in words.
 Item {
     id: header
     property var entry
@@ -30,6 +31,8 @@ Item {
 
     objectName: "sectionHeader"
     implicitHeight: 42
+    Accessible.role: Accessible.Heading
+    Accessible.name: entry?.accessibleName ?? ""
 
     RowLayout {
         anchors.fill: parent
@@ -39,6 +42,7 @@ Item {
 
         Image {
             objectName: "sectionIcon"
+            Accessible.ignored: true
             Layout.preferredWidth: 22
             Layout.preferredHeight: 22
             sourceSize.width: 44
@@ -48,6 +52,7 @@ Item {
         }
         Label {
             objectName: "sectionTitle"
+            Accessible.ignored: true
             text: header.title
             font.pixelSize: Theme.headlineSize + 1
             font.weight: Font.DemiBold
@@ -57,12 +62,14 @@ Item {
         }
         Label {
             objectName: "sectionCount"
+            Accessible.ignored: true
             text: "(" + (entry?.count ?? 0) + ")"
             font.pixelSize: Theme.headlineSize
             color: header.isOrphans ? Theme.withAlpha(Theme.orange, 0.75) : Theme.tertiaryText
         }
         Label {
             objectName: "sectionSize"
+            Accessible.ignored: true
             text: entry?.sizeText ?? ""
             font.pixelSize: Theme.calloutSize
             font.weight: Font.Medium

@@ -17,12 +17,9 @@ GlassPanel {
         anchors.fill: parent
         anchors.margins: 14
         spacing: 8
-        Label {
+        Heading {
             visible: card.heading !== ""
             text: card.heading
-            font.pixelSize: Theme.headlineSize
-            font.weight: Font.DemiBold
-            color: Theme.text
         }
         ColumnLayout {
             id: body

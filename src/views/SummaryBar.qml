@@ -15,6 +15,7 @@ RowLayout {
         objectName: "sizeChip"
         symbol: "externaldrive"
         text: AppViewModel.totalSizeText
+        accessibleName: "Models take %1".arg(text)
     }
     Chip {
         objectName: "countChip"

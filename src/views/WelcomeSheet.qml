@@ -4,7 +4,8 @@ import QtQuick.Controls
 import QtQuick.Layouts
 
 // The first-run screen: what Stashwell does, that it reads other applications'
-// folders, and one button to begin. Shown while the view model asks for it.
+// folders, and one button to begin. Shown while the view model asks for it; Escape
+// ends it as "Get Started" does.
 Sheet {
     id: sheet
     objectName: "welcomeSheet"
@@ -13,6 +14,10 @@ Sheet {
 
     width: 500
     padding: 30
+    title: "Welcome to Stashwell"
+    defaultButton: getStarted
+    closePolicy: Popup.CloseOnEscape
+    onClosed: if (AppViewModel.showWelcomeScreen) AppViewModel.dismissWelcomeScreen()
 
     Connections {
         target: AppViewModel
@@ -44,6 +49,7 @@ Sheet {
                 sourceSize.width: 164
                 sourceSize.height: 164
                 source: "stashwell.svg"
+                Accessible.role: Accessible.Graphic
                 Accessible.name: "Stashwell app icon"
             }
             Label {
@@ -110,30 +116,18 @@ Sheet {
                 font.pixelSize: Theme.calloutSize
                 color: Theme.secondaryText
             }
-            Button {
+            LinkButton {
                 objectName: "accessHelpLink"
                 Layout.alignment: Qt.AlignHCenter
                 text: "Read about folder access if a scan looks incomplete"
-                flat: true
-                hoverEnabled: true
-                padding: 2
+                help: "Open folder access help"
                 font.pixelSize: Theme.captionSize + 1
                 font.weight: Font.Medium
-                contentItem: Label {
-                    text: parent.text
-                    color: Theme.link
-                    font.pixelSize: parent.font.pixelSize
-                    font.weight: parent.font.weight
-                    font.underline: true
-                }
-                background: Item {}
-                HoverHandler { cursorShape: Qt.PointingHandCursor }
-                ToolTip.visible: hovered
-                ToolTip.text: "Open folder access help"
-                ToolTip.delay: 400
+                font.underline: true
                 onClicked: sheet.accessHelpRequested()
             }
             ProminentButton {
+                id: getStarted
                 objectName: "getStartedButton"
                 Layout.alignment: Qt.AlignHCenter
                 Layout.topMargin: 6

@@ -139,6 +139,47 @@ private slots:
         QVERIFY(!viewModel.isVerifyingDuplicates());
     }
 
+    // Space, Ctrl+A and Delete act on the row that has the keyboard and the rows shown,
+    // and on nothing while a scan runs.
+    void keyboardSelectsRowsAndAsksBeforeTheTrash()
+    {
+        TempHome home;
+        ControlledScans scans;
+        AppViewModel viewModel(coreIn(home));
+        scans.attach(viewModel);
+        const QList<DetectedModel> models{model(QStringLiteral("alpha"), 1), model(QStringLiteral("beta"), 2),
+                                          model(QStringLiteral("gamma"), 3)};
+        publish(viewModel, scans, models);
+        ModelListModel &rows = *viewModel.modelList();
+
+        // Delete with nothing selected asks about the row that has the keyboard alone.
+        rows.moveCurrentRow(1);
+        viewModel.askToMoveToTrash();
+        QCOMPARE(viewModel.selectedModelIDs(), QSet<QUuid>{models[1].id});
+        QVERIFY(viewModel.showDeleteConfirmation());
+        viewModel.setShowDeleteConfirmation(false);
+        viewModel.toggleCurrentRowSelection();
+        QVERIFY(viewModel.selectedModelIDs().isEmpty());
+
+        // Ctrl+A picks exactly what a search shows.
+        viewModel.setSelected(models[2].id.toString(), true);
+        rows.setFilterText(QStringLiteral("ph"));
+        viewModel.selectAllShown();
+        QCOMPARE(viewModel.selectedModelIDs(), QSet<QUuid>{models[0].id});
+
+        // A search that shows nothing, or a scan that runs, leaves nothing to select or ask about.
+        viewModel.clearSelection();
+        rows.setFilterText(QStringLiteral("zzz"));
+        viewModel.askToMoveToTrash();
+        rows.setFilterText(QString());
+        viewModel.startScan();
+        viewModel.selectAllShown();
+        viewModel.toggleCurrentRowSelection();
+        viewModel.askToMoveToTrash();
+        QVERIFY(viewModel.selectedModelIDs().isEmpty());
+        QVERIFY(!viewModel.showDeleteConfirmation());
+    }
+
     void foldersWelcomeAndReset()
     {
         TempHome home;

@@ -4,7 +4,9 @@
 #include "state/AppViewModel.h"
 #include "support/ControlledScans.h"
 
+#include <QAccessible>
 #include <QDBusConnection>
+#include <QMetaEnum>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QSet>
@@ -101,6 +103,35 @@ public:
     void key(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier, QQuickWindow *target = nullptr) const
     {
         QTest::keyClick(target ? target : window(), key, modifiers);
+    }
+
+    // What a screen reader is told about an item, from its accessible interface:
+    // "Role: name", or "<nothing>" when no item or none of its parents is accessible.
+    static QString spoken(QQuickItem *item)
+    {
+        QAccessibleInterface *accessible = nullptr;
+        for (; item && !accessible; item = item->parentItem())
+            accessible = QAccessible::queryAccessibleInterface(item);
+        if (!accessible)
+            return QStringLiteral("<nothing>");
+        return QStringLiteral("%1: %2").arg(QString::fromLatin1(QMetaEnum::fromType<QAccessible::Role>().valueToKey(accessible->role())),
+                                            accessible->text(QAccessible::Name));
+    }
+    QString focus(QQuickWindow *target = nullptr) const
+    {
+        return spoken((target ? target : window())->activeFocusItem());
+    }
+    // Presses Tab until the keyboard is back where it started, saying each stop on the way.
+    QStringList tabStops(QQuickWindow *target = nullptr) const
+    {
+        target = target ? target : window();
+        QStringList stops;
+        QQuickItem *first = target->activeFocusItem();
+        do {
+            stops << spoken(target->activeFocusItem());
+            key(Qt::Key_Tab, Qt::NoModifier, target);
+        } while (target->activeFocusItem() != first && stops.size() < 30);
+        return stops;
     }
 
     AppViewModel viewModel;
