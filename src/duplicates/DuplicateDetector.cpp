@@ -1,5 +1,7 @@
 #include "duplicates/DuplicateDetector.h"
 
+#include "files/SpinningDisk.h"
+
 #include <QFile>
 #include <QMutexLocker>
 #include <QSet>
@@ -185,14 +187,14 @@ void DuplicateDetector::saveLastingCacheIfChanged()
 }
 
 DigestResult DuplicateDetector::cachedHash(const QString &path, const std::atomic<bool> *cancelled,
-                                           const FileHasher::Progress &progress)
+                                           const FileHasher::Progress &progress, const FileHasher::Checkpoint &checkpoint)
 {
     const SHACacheKey key = SHACacheKey::forFile(path);
     if (std::optional<QByteArray> digest = cachedDigest(key))
         return *digest;
 
     // Hash without holding the lock: other verifications may use the cache meanwhile.
-    DigestResult result = FileHasher::hashFile(path, cancelled, progress);
+    DigestResult result = FileHasher::hashFile(path, cancelled, progress, checkpoint);
     // A file written to while it was read gives a digest of neither version: hand it
     // back, but do not let it stand for the version the key describes.
     if (const QByteArray *digest = std::get_if<QByteArray>(&result); digest && SHACacheKey::forFile(path) == key) {
@@ -202,30 +204,6 @@ DigestResult DuplicateDetector::cachedHash(const QString &path, const std::atomi
     }
     return result;
 }
-
-namespace {
-
-// Whether the files' samples already show the difference that their whole digests
-// would show, at the same member. Only a difference settles anything: a sample that
-// cannot be read stops the look, and the whole-file pass then meets the same error
-// after the members before it, and so gives the same outcome as it always has.
-bool samplesDiffer(const QStringList &files, const std::atomic<bool> *cancelled)
-{
-    QByteArray first;
-    for (qsizetype i = 0; i < files.size(); ++i) {
-        const DigestResult sample = FileHasher::sampleDigest(files.at(i), cancelled);
-        const QByteArray *digest = std::get_if<QByteArray>(&sample);
-        if (!digest)
-            return false;
-        if (i == 0)
-            first = *digest;
-        else if (*digest != first)
-            return true;
-    }
-    return false;
-}
-
-} // namespace
 
 VerificationOutcome DuplicateDetector::verifyGroup(const QUuid &groupID, const QList<DetectedModel> &models,
                                                    const std::function<void(double)> &progress,
@@ -261,48 +239,81 @@ VerificationOutcome DuplicateDetector::verify(const QUuid &groupID, const QList<
     const auto primaries = primaryFiles(members);
     if (const auto *error = std::get_if<DuplicateHashError>(&primaries))
         return VerificationOutcome::failed(error->message());
-    const QStringList &files = std::get<QStringList>(primaries);
-    if (files.size() < 2)
+    const QStringList &paths = std::get<QStringList>(primaries);
+    if (paths.size() < 2)
         return VerificationOutcome::different();
     // "Verified duplicate" invites deleting one copy; when there is only one file,
     // that would delete the model itself.
-    if (const std::optional<QString> file = sameFileTwice(files))
+    if (const std::optional<QString> file = sameFileTwice(paths))
         return VerificationOutcome::oneFile(DuplicateHashError::unreadable(*file, sameFileReason()).message());
 
+    QList<GroupHashing::File> files;
     qint64 bytesToRead = 0;
-    for (const QString &file : files) {
-        const SHACacheKey key = SHACacheKey::forFile(file);
-        if (!cachedDigest(key))
-            bytesToRead += std::max<qint64>(key.fileSize, 0);
+    for (const QString &path : paths) {
+        const SHACacheKey key = SHACacheKey::forFile(path);
+        std::optional<QByteArray> digest = cachedDigest(key);
+        const qint64 size = digest ? 0 : std::max<qint64>(key.fileSize, 0);
+        bytesToRead += size;
+        files.append({path, size, 0, digest});
     }
-    // Samples cost a few reads per file; worth it only when whole files would be read.
-    if (bytesToRead > 0 && samplesDiffer(files, cancelled))
-        return VerificationOutcome::different();
+    // Samples cost a few reads per file; worth it only when whole files would be read. Files
+    // whose samples differ are never identical: each sample is a likeness of its own.
+    if (bytesToRead > 0) {
+        QList<QByteArray> samples;
+        for (GroupHashing::File &file : files) {
+            const DigestResult sample = FileHasher::sampleDigest(file.path, cancelled);
+            if (const auto *error = std::get_if<DuplicateHashError>(&sample))
+                return VerificationOutcome::failed(error->message());
+            if (!samples.contains(std::get<QByteArray>(sample)))
+                samples.append(std::get<QByteArray>(sample));
+            file.likeness = int(samples.indexOf(std::get<QByteArray>(sample)));
+        }
+    }
 
     const auto save = qScopeGuard([this] { saveLastingCacheIfChanged(); });
-    return compareDigests(files, bytesToRead, progress, byteProgress, cancelled);
+    const QList<GroupHashing::Result> results = hashAll(files, bytesToRead, progress, byteProgress, cancelled);
+    for (const GroupHashing::Result &result : results) {
+        if (result.error)
+            return VerificationOutcome::failed(result.error->message());
+    }
+
+    // Members of one likeness with one digest are one set.
+    QList<std::pair<int, QByteArray>> keys;
+    QList<QList<QUuid>> sets;
+    for (qsizetype i = 0; i < files.size(); ++i) {
+        if (!results[i].digest)
+            continue; // told apart from all the others before its end
+        const std::pair<int, QByteArray> key{files[i].likeness, *results[i].digest};
+        if (!keys.contains(key)) {
+            keys.append(key);
+            sets.append(QList<QUuid>());
+        }
+        sets[keys.indexOf(key)].append(members[i].id);
+    }
+    sets.removeIf([](const QList<QUuid> &set) { return set.size() < 2; });
+    if (sets.isEmpty())
+        return VerificationOutcome::different();
+    if (sets.size() == 1 && sets.first().size() == members.size())
+        return VerificationOutcome::identical();
+    return VerificationOutcome::split(sets);
 }
 
-VerificationOutcome DuplicateDetector::compareDigests(const QStringList &files, qint64 bytesToRead,
+QList<GroupHashing::Result> DuplicateDetector::hashAll(const QList<GroupHashing::File> &files, qint64 bytesToRead,
                                                       const std::function<void(double)> &progress,
                                                       const std::function<void(VerificationProgress)> &byteProgress,
                                                       const std::atomic<bool> *cancelled)
 {
-    // Within a file, reported in steps of a hundredth at most, so a large file does not
-    // flood the caller; every finished file is reported.
-    const double fileCount = double(files.size());
+    // Reported in steps of a hundredth, or of progressStep bytes, so a large group does not
+    // flood the caller; the end is always reported.
     double reported = 0;
-    const auto report = [&](double fraction, bool fileFinished) {
-        if (progress && (fraction >= reported + 0.01 || (fileFinished && fraction > reported))) {
+    qint64 bytesReported = 0;
+    const auto report = [&](qint64 done, bool finished) {
+        const double fraction = bytesToRead > 0 ? std::min(1.0, double(done) / double(bytesToRead)) : 1.0;
+        if (progress && (fraction >= reported + 0.01 || (finished && fraction > reported))) {
             reported = fraction;
             progress(fraction);
         }
-    };
-    // The same for bytes, in steps of progressStep.
-    qint64 bytesOfEarlierFiles = 0;
-    qint64 bytesReported = 0;
-    const auto reportBytes = [&](qint64 done, bool fileFinished) {
-        if (byteProgress && (done >= bytesReported + progressStep || (fileFinished && done > bytesReported))) {
+        if (byteProgress && bytesToRead > 0 && (done >= bytesReported + progressStep || (finished && done > bytesReported))) {
             bytesReported = done;
             // A file that grew while it was read makes the total grow with it.
             byteProgress({done, std::max(bytesToRead, done)});
@@ -311,30 +322,16 @@ VerificationOutcome DuplicateDetector::compareDigests(const QStringList &files, 
     if (byteProgress && bytesToRead > 0)
         byteProgress({0, bytesToRead});
 
-    QByteArray firstDigest;
-    for (qsizetype i = 0; i < files.size(); ++i) {
-        const QString &file = files.at(i);
-        qint64 hashedOfFile = 0;
-        FileHasher::Progress fileProgress;
-        if (progress || byteProgress) {
-            const qint64 expected = std::max<qint64>(sizeOnDisk(file), 1);
-            fileProgress = [&, i, expected](qint64 hashed) {
-                hashedOfFile = hashed;
-                report((double(i) + std::min(1.0, double(hashed) / double(expected))) / fileCount, false);
-                reportBytes(bytesOfEarlierFiles + hashed, false);
-            };
-        }
-        const DigestResult result = cachedHash(file, cancelled, fileProgress);
-        if (const auto *error = std::get_if<DuplicateHashError>(&result))
-            return VerificationOutcome::failed(error->message());
-        const QByteArray &digest = std::get<QByteArray>(result);
-        bytesOfEarlierFiles += hashedOfFile;
-        report(double(i + 1) / fileCount, true);
-        reportBytes(bytesOfEarlierFiles, true);
-        if (i == 0)
-            firstDigest = digest;
-        else if (digest != firstDigest)
-            return VerificationOutcome::different();
-    }
-    return VerificationOutcome::identical();
+    GroupHashing hashing(
+        files,
+        [this](const QString &path, const std::atomic<bool> *stop, const FileHasher::Progress &read,
+               const FileHasher::Checkpoint &checkpoint) { return cachedHash(path, stop, read, checkpoint); },
+        [disks = SpinningDisk()](const QString &path) { return disks.of(path); });
+    const QList<GroupHashing::Result> results = hashing.run(cancelled, [&](qint64 done) { report(done, false); });
+    bool failed = false;
+    for (const GroupHashing::Result &result : results)
+        failed = failed || result.error.has_value();
+    if (!failed)
+        report(bytesToRead, true);
+    return results;
 }

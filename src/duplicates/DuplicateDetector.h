@@ -4,6 +4,7 @@
 #include "duplicates/DigestCacheFile.h"
 #include "duplicates/DuplicateHashError.h"
 #include "duplicates/FileHasher.h"
+#include "duplicates/GroupHashing.h"
 #include "duplicates/SHACacheKey.h"
 #include "duplicates/VerificationOutcome.h"
 #include "duplicates/VerificationProgress.h"
@@ -57,9 +58,8 @@ public:
                                     const std::function<void(double)> &progress = {},
                                     const std::atomic<bool> *cancelled = nullptr);
     // The same check, with progress in bytes: called once with bytesDone 0 when whole
-    // files start to be read, then after each further progressStep bytes and at the end of
-    // every file; not at all when samples or the cache settle the group. Called on the
-    // thread running the check. (With no progress but a cancel flag, name the type:
+    // files start to be read, then after each further progressStep bytes and at the end;
+    // not at all when the cache settles the group. Called on the thread running the check. (With no progress but a cancel flag, name the type:
     // a bare {} fits both overloads.)
     VerificationOutcome verifyGroup(const QUuid &groupID, const QList<DetectedModel> &models,
                                     const std::function<void(VerificationProgress)> &byteProgress,
@@ -76,18 +76,18 @@ public:
     // The file's digest from the cache when the file is unchanged, else hashed now and
     // remembered. Failures are not remembered.
     DigestResult cachedHash(const QString &path, const std::atomic<bool> *cancelled = nullptr,
-                            const FileHasher::Progress &progress = {});
+                            const FileHasher::Progress &progress = {}, const FileHasher::Checkpoint &checkpoint = {});
 
 private:
     VerificationOutcome verify(const QUuid &groupID, const QList<DetectedModel> &models,
                                const std::function<void(double)> &progress,
                                const std::function<void(VerificationProgress)> &byteProgress,
                                const std::atomic<bool> *cancelled);
-    // Whole-file digests in member order, stopping at the first error or difference.
-    VerificationOutcome compareDigests(const QStringList &files, qint64 bytesToRead,
-                                       const std::function<void(double)> &progress,
-                                       const std::function<void(VerificationProgress)> &byteProgress,
-                                       const std::atomic<bool> *cancelled);
+    // The whole-file digests the comparison needs, with progress reported as promised.
+    QList<GroupHashing::Result> hashAll(const QList<GroupHashing::File> &files, qint64 bytesToRead,
+                                        const std::function<void(double)> &progress,
+                                        const std::function<void(VerificationProgress)> &byteProgress,
+                                        const std::atomic<bool> *cancelled);
     // The digest remembered for this version of the file; reads the lasting cache first
     // if this detector has not yet.
     std::optional<QByteArray> cachedDigest(const SHACacheKey &key);
