@@ -43,6 +43,15 @@ struct UnfinishedDownloadNames
     bool isEmpty() const { return prefix.isEmpty() && suffix.isEmpty(); }
 };
 
+// Where an application records the SHA-256 of a model's file, so that copies it names
+// differently can be told apart without reading them. A hint only: the file may be
+// misnamed or changed since, so verification always reads.
+enum class NamedDigest {
+    none,
+    blobFileName, // the file is named after it: "sha256-<hex>" (Ollama), "<hex>" (Hugging Face LFS blobs)
+    modelYml,     // "model_sha256" (or the older "sha256") in the model.yml beside the file (Jan)
+};
+
 // Everything Stashwell knows about one model application: where it keeps models on
 // every platform, how they are laid out there, and how to tell it is installed.
 // Adding an application is one more entry in the table; fields an entry leaves out
@@ -57,6 +66,7 @@ struct ModelSourceDefinition
     QStringList sidecarSuffixes = {};
     // Leftovers of downloads the application did not finish, listed apart from its models.
     UnfinishedDownloadNames unfinishedDownloads = {};
+    NamedDigest namedDigest = NamedDigest::none;
     QList<ModelFolder> folders = {}; // in scan order; every one that exists is scanned
     // The application's own folder, for folders based on it: the first candidate that
     // is an existing folder, else the last.

@@ -1,5 +1,6 @@
 #include "duplicates/DuplicateDetector.h"
 
+#include "duplicates/ContentGrouping.h"
 #include "files/SpinningDisk.h"
 
 #include <QFile>
@@ -8,6 +9,7 @@
 #include <QRegularExpression>
 #include <QScopeGuard>
 
+#include <numeric>
 #include <sys/stat.h>
 
 namespace {
@@ -101,10 +103,43 @@ QString DuplicateDetector::groupKey(const DetectedModel &model)
     return normalizedName(model.displayName) + QLatin1Char('|') + QString::number(roundedSize(model.sizeBytes));
 }
 
-void DuplicateDetector::markDuplicates(QList<DetectedModel> &models) const
+namespace {
+
+// Positions joined into groups by either rule; a model found by both joins one group. The
+// standard library has no disjoint-set structure, and this one is a few lines.
+class Links
 {
-    // One pass to bucket positions by key, one pass over the buckets: linear in the
-    // number of models. Identities are fresh per scan, so a position stands for its model.
+public:
+    explicit Links(qsizetype count) : m_parent(count) { std::iota(m_parent.begin(), m_parent.end(), 0); }
+    void join(const QList<qsizetype> &set)
+    {
+        for (const qsizetype i : set)
+            m_parent[root(i)] = root(set.first());
+    }
+    qsizetype root(qsizetype i)
+    {
+        while (m_parent[i] != i)
+            i = m_parent[i] = m_parent[m_parent[i]];
+        return i;
+    }
+
+private:
+    QList<qsizetype> m_parent;
+};
+
+// The positions of `set` without those of `left`.
+QList<qsizetype> leaving(const QList<qsizetype> &set, const QSet<qsizetype> &left)
+{
+    QList<qsizetype> kept;
+    std::copy_if(set.begin(), set.end(), std::back_inserter(kept), [&](qsizetype i) { return !left.contains(i); });
+    return kept;
+}
+
+} // namespace
+
+qsizetype DuplicateDetector::markDuplicates(QList<DetectedModel> &models) const
+{
+    // The name rule: one pass to bucket positions by key; no file is read.
     QHash<QString, QList<qsizetype>> positionsByKey;
     positionsByKey.reserve(models.size());
     for (qsizetype i = 0; i < models.size(); ++i) {
@@ -112,17 +147,67 @@ void DuplicateDetector::markDuplicates(QList<DetectedModel> &models) const
         if (!models.at(i).isLeftover())
             positionsByKey[groupKey(models.at(i))].append(i);
     }
-
+    QList<QList<qsizetype>> byName;
     for (const QList<qsizetype> &positions : std::as_const(positionsByKey)) {
-        if (positions.size() < 2)
+        if (positions.size() > 1)
+            byName.append(positions);
+    }
+    const ContentGrouping::Candidates bySize = ContentGrouping::candidates(models);
+
+    // One file reached under two models (a hard link, a bind mount, a folder reached twice)
+    // is no copy: only the first of them in the list may join a group. Only the models
+    // either rule would group are looked at.
+    QList<qsizetype> looked;
+    for (const QList<qsizetype> &set : std::as_const(byName) + bySize.sameSize)
+        looked += set;
+    std::sort(looked.begin(), looked.end());
+    looked.erase(std::unique(looked.begin(), looked.end()), looked.end());
+    // A primary file that is gone, or changed since the walk measured it, is compared by
+    // content no more.
+    QSet<qsizetype> secondNames;
+    QSet<qsizetype> changed;
+    QSet<std::pair<quint64, quint64>> seen;
+    for (const qsizetype i : std::as_const(looked)) {
+        struct stat info {};
+        const DetectedModel &model = models.at(i);
+        if (model.primaryFile.isEmpty() || ::lstat(QFile::encodeName(model.primaryFile).constData(), &info) != 0
+            || !S_ISREG(info.st_mode)) {
+            changed.insert(i);
+            continue;
+        }
+        if (qint64(info.st_size) != model.primaryFileSize)
+            changed.insert(i);
+        if (seen.contains({info.st_dev, info.st_ino}))
+            secondNames.insert(i);
+        seen.insert({info.st_dev, info.st_ino});
+    }
+
+    Links links(models.size());
+    for (const QList<qsizetype> &set : std::as_const(byName)) {
+        if (const QList<qsizetype> kept = leaving(set, secondNames); kept.size() > 1)
+            links.join(kept);
+    }
+    for (const QList<qsizetype> &sameSize : bySize.sameSize) {
+        for (const QList<qsizetype> &set : ContentGrouping::compare(models, leaving(sameSize, secondNames + changed)))
+            links.join(set);
+    }
+
+    // Every set of two or more gets a fresh identifier; a model alone is left as it was.
+    QHash<qsizetype, QList<qsizetype>> groups;
+    for (const qsizetype i : std::as_const(looked)) {
+        if (!secondNames.contains(i))
+            groups[links.root(i)].append(i);
+    }
+    for (const QList<qsizetype> &members : std::as_const(groups)) {
+        if (members.size() < 2)
             continue;
         const QUuid group = QUuid::createUuid();
-        for (const qsizetype i : positions) {
-            DetectedModel &model = models[i];
-            model.duplicateGroup = group;
-            model.duplicateVerificationStatus = DuplicateVerificationStatus::unverified();
+        for (const qsizetype i : members) {
+            models[i].duplicateGroup = group;
+            models[i].duplicateVerificationStatus = DuplicateVerificationStatus::unverified();
         }
     }
+    return bySize.notCompared;
 }
 
 std::variant<QStringList, DuplicateHashError> DuplicateDetector::primaryFiles(const QList<DetectedModel> &members)

@@ -19,9 +19,10 @@
 #include <optional>
 #include <variant>
 
-// Finds likely duplicates among the models of one scan (same normalised name,
-// nearly the same size; no file is read) and, on request, settles a group by
-// comparing the SHA-256 of every member's largest file.
+// Finds likely duplicates among the models of one scan (same normalised name and
+// nearly the same size, or primary files of one size that cheap evidence cannot tell
+// apart) and, on request, settles a group by comparing the SHA-256 of every member's
+// primary file.
 //
 // Grouping keeps no state. Verification first compares a few samples of every
 // file, so most differing groups are settled without reading gigabytes. It keeps
@@ -46,9 +47,13 @@ public:
     // normalizedName(displayName) + "|" + roundedSize(sizeBytes) in decimal.
     static QString groupKey(const DetectedModel &model);
 
-    // Gives every set of models sharing a key a fresh group identifier and resets
-    // their verification; a model alone under its key is left as it was.
-    void markDuplicates(QList<DetectedModel> &models) const;
+    // Groups likely duplicates by two rules: the same key (normalised name and rounded
+    // size), or the same content (ContentGrouping). A model matched by either joins its
+    // copies' group, so every copy of one file ends up in one group. Models that are one
+    // file on disk with an earlier model never join a group. Each group gets a fresh
+    // identifier and its members' verification is reset; a model in no group is left as it
+    // was. Returns how many models the content rule left out for its budget.
+    qsizetype markDuplicates(QList<DetectedModel> &models) const;
 
     // Compares the primary files of every model in `groupID`. Synchronous and
     // possibly long: run it off the interface thread. `progress` receives the

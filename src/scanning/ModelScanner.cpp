@@ -61,7 +61,7 @@ ScanResult ModelScanner::scan() const
     }
 
     result.models += customFolderScanner.scan(persistenceService.load());
-    DuplicateDetector().markDuplicates(result.models);
+    result.notComparedByContent = DuplicateDetector().markDuplicates(result.models);
     result.unreadableFolders = unreadableAmong(knownFolders);
     return result;
 }
