@@ -35,8 +35,16 @@ private:
     int dispatch(const QStringList &arguments);
     int scan(const ReportOptions &options);
     int verify(const ReportOptions &options);
-    void print(const QList<DetectedModel> &models, const QStringList &unreadableFolders, const ReportOptions &options);
+    // Verifies the groups one after another (a progress line on a terminal) and writes the
+    // outcomes into `models`; returns a sentence for each group that did not stay whole.
+    QStringList verifyGroups(QList<DetectedModel> &models, const QList<QUuid> &groups);
+    void print(const ScanResult &found, const ReportOptions &options);
     int trash(const QStringList &arguments);
+    int keepOne(const QStringList &arguments);
+    // Asks (unless `assumeYes`), moves `chosen` to the Trash or plans it (`dryRun`), and
+    // reports as text or JSON; `everyModel` is the scan they come from.
+    int moveToTrash(const QList<DetectedModel> &chosen, const QList<DetectedModel> &everyModel, bool dryRun,
+                    bool assumeYes, bool asJson);
     int folders(const QStringList &arguments);
     bool confirm(const QString &question);
     int ambiguousNames(const QList<TrashSelection::Ambiguity> &ambiguous);

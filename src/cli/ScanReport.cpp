@@ -42,6 +42,7 @@ QString ScanReport::duplicateMark(const DetectedModel &model)
 
 QString ScanReport::text() const
 {
+    const DuplicateCopies copies(everyModel.isEmpty() ? models : everyModel);
     QString out;
     if (!unreadableFolders.isEmpty()) {
         out += QStringLiteral("Scan limited: these model folders exist but cannot be read:\n");
@@ -69,7 +70,7 @@ QString ScanReport::text() const
                 line += QStringLiteral("  (may still be downloading)");
             const QString mark = duplicateMark(model);
             if (!mark.isEmpty())
-                line += QStringLiteral("  (") + mark + QLatin1Char(')');
+                line += QStringLiteral("  (") + mark + QStringLiteral(")  ") + copies.alsoIn(model);
             if (!model.problem.isEmpty())
                 line += QStringLiteral("  [cannot be moved: ") + model.problem + QLatin1Char(']');
             out += printable(line) + QLatin1Char('\n');
@@ -81,10 +82,12 @@ QString ScanReport::text() const
     out += QStringLiteral("Total: %1 in %2\n").arg(ByteCountFormatter::format(ModelSummary::totalSize(models)),
                                                    ModelSummary::countText(models));
     out += QStringLiteral("Reclaimable: %1\n").arg(ByteCountFormatter::format(ModelSummary::reclaimableSize(models)));
+    if (const QString note = ModelSummary::notComparedText(notComparedByContent); !note.isEmpty())
+        out += note + QLatin1Char('\n');
     return out;
 }
 
-QJsonObject ScanReport::modelJson(const DetectedModel &model)
+QJsonObject ScanReport::modelJson(const DetectedModel &model, const DuplicateCopies &copies)
 {
     QJsonObject object;
     object.insert(QStringLiteral("id"), model.id.toString(QUuid::WithoutBraces));
@@ -100,6 +103,11 @@ QJsonObject ScanReport::modelJson(const DetectedModel &model)
     object.insert(QStringLiteral("duplicateGroup"), model.duplicateGroup
                       ? QJsonValue(model.duplicateGroup->toString(QUuid::WithoutBraces))
                       : QJsonValue(QJsonValue::Null));
+    QJsonArray others;
+    for (const DetectedModel &other : copies.othersOf(model))
+        others.append(QJsonObject{{QStringLiteral("sourceKind"), other.sourceTool.key()},
+                                  {QStringLiteral("displayName"), other.displayName}});
+    object.insert(QStringLiteral("duplicateOf"), model.duplicateGroup ? QJsonValue(others) : QJsonValue(QJsonValue::Null));
     object.insert(QStringLiteral("verification"), model.duplicateVerificationStatus.key());
     const bool unable = model.duplicateVerificationStatus.state() == DuplicateVerificationStatus::State::unableToVerify;
     object.insert(QStringLiteral("verificationReason"), unable ? QJsonValue(model.duplicateVerificationStatus.reason())
@@ -111,14 +119,16 @@ QJsonObject ScanReport::modelJson(const DetectedModel &model)
 
 QJsonObject ScanReport::json() const
 {
+    const DuplicateCopies copies(everyModel.isEmpty() ? models : everyModel);
     QJsonArray array;
     for (const DetectedModel &model : models)
-        array.append(modelJson(model));
+        array.append(modelJson(model, copies));
     QJsonObject object;
     object.insert(QStringLiteral("models"), array);
     object.insert(QStringLiteral("totalSize"), ModelSummary::totalSize(models));
     object.insert(QStringLiteral("reclaimableSize"), ModelSummary::reclaimableSize(models));
     object.insert(QStringLiteral("modelCount"), models.size());
     object.insert(QStringLiteral("permissionDenied"), !unreadableFolders.isEmpty());
+    object.insert(QStringLiteral("notComparedByContent"), notComparedByContent);
     return object;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "catalogue/DetectedModel.h"
+#include "core/DuplicateCopies.h"
 
 #include <QJsonObject>
 #include <QStringList>
@@ -11,13 +12,18 @@ struct ScanReport
     QList<DetectedModel> models;
     QStringList unreadableFolders; // known model folders that exist but cannot be read
     bool withPaths = false;        // the text lists each model's files under its line
+    // Every model of the scan, where the other copies of a model shown may be; the models
+    // shown when empty.
+    QList<DetectedModel> everyModel = {};
+    qsizetype notComparedByContent = 0; // see ScanResult
 
     // Sections in the window's order, each model with its size, date and duplicate
     // mark, then the totals and the reclaimable space.
     QString text() const;
     QJsonObject json() const;
 
-    static QJsonObject modelJson(const DetectedModel &model);
+    // One entry of "models"; "duplicateOf" names the other members of its group.
+    static QJsonObject modelJson(const DetectedModel &model, const DuplicateCopies &copies);
     // Control characters escaped, so a crafted file name cannot rewrite the terminal.
     static QString printable(const QString &text);
     // "likely duplicate", "verified duplicate", "unable to verify: ..." or empty.

@@ -1,5 +1,7 @@
 #include "core/ModelSummary.h"
 
+#include "duplicates/ContentGrouping.h"
+
 #include <QHash>
 
 #include <algorithm>
@@ -43,6 +45,14 @@ QString countText(const QList<DetectedModel> &models)
     const qsizetype leftovers = std::count_if(models.cbegin(), models.cend(), [](const DetectedModel &m) { return m.isLeftover(); });
     const QString counted = plural(models.size() - leftovers, QStringLiteral("model"));
     return leftovers == 0 ? counted : counted + QStringLiteral(" and ") + plural(leftovers, QStringLiteral("leftover"));
+}
+
+QString notComparedText(qsizetype count)
+{
+    if (count == 0)
+        return {};
+    return QStringLiteral("Models not compared by content: %1. More files than a scan compares (%2) share their sizes, so "
+                          "they are grouped by name only.").arg(count).arg(ContentGrouping::fileBudget);
 }
 
 } // namespace ModelSummary

@@ -18,4 +18,8 @@ qint64 reclaimableSize(const QList<DetectedModel> &models);
 // "1 model", "16 models", or "16 models and 6 leftovers" when there are leftovers.
 QString countText(const QList<DetectedModel> &models);
 
+// What the user is told when a scan left models out of the content comparison
+// (ScanResult::notComparedByContent); empty when it left none.
+QString notComparedText(qsizetype count);
+
 } // namespace ModelSummary
