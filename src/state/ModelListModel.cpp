@@ -87,7 +87,7 @@ QHash<int, QByteArray> ModelListModel::roleNames() const
             {SelectedRole, "selected"},       {FirstFilePathRole, "firstFilePath"},
             {ShowSourceLabelRole, "showSourceLabel"}, {ProblemRole, "problem"},
             {SubtitleRole, "subtitle"},       {NoteRole, "note"},
-            {LibraryCacheRole, "libraryCache"}};
+            {LibraryCacheRole, "libraryCache"}, {AlsoInRole, "alsoIn"}};
 }
 
 QVariant ModelListModel::data(const QModelIndex &index, int role) const
@@ -133,6 +133,7 @@ QVariant ModelListModel::data(const QModelIndex &index, int role) const
     case ProblemRole: return model.problem;
     case SubtitleRole: return subtitle(model);
     case NoteRole: return note(model);
+    case AlsoInRole: return m_copies.alsoIn(model);
     default: return {};
     }
 }
@@ -183,6 +184,7 @@ void ModelListModel::rebuildRows()
 {
     beginResetModel();
     m_rows.clear();
+    m_copies = DuplicateCopies(m_models ? *m_models : QList<DetectedModel>());
     const QList<ModelSection> sections = m_models ? ModelSection::build(*m_models) : QList<ModelSection>();
     for (const ModelSection &section : sections) {
         const QList<qsizetype> shown = shownRows(section.modelRows);
@@ -221,7 +223,8 @@ void ModelListModel::emitChanged(const QList<int> &roles)
 
 void ModelListModel::refreshModelRows()
 {
-    emitChanged({BadgeRole, BadgeReasonRole, DuplicateGroupRole});
+    m_copies = DuplicateCopies(m_models ? *m_models : QList<DetectedModel>());
+    emitChanged({BadgeRole, BadgeReasonRole, DuplicateGroupRole, AlsoInRole});
 }
 
 void ModelListModel::refreshSelection()

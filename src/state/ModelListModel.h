@@ -1,6 +1,7 @@
 #pragma once
 
 #include "catalogue/DetectedModel.h"
+#include "core/DuplicateCopies.h"
 
 #include <QAbstractListModel>
 #include <QSet>
@@ -39,6 +40,7 @@ public:
         SubtitleRole,       // under the name: an orphan's source; what a leftover is and its store
         NoteRole,           // a leftover download that may still be going on says so; else empty
         LibraryCacheRole,   // a header of a library's cache, which has no application icon
+        AlsoInRole,         // where a duplicate's other copies are: "Also in LM Studio, Jan"; else empty
     };
     Q_ENUM(Role)
 
@@ -87,6 +89,7 @@ private:
 
     QList<Row> m_rows;
     const QList<DetectedModel> *m_models = nullptr;
+    DuplicateCopies m_copies{QList<DetectedModel>()}; // the groups of *m_models, as of the last change
     const QSet<QUuid> *m_selection = nullptr;
     QStringList m_customFolders;
     QString m_filterText;

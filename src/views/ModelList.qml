@@ -44,13 +44,17 @@ ListView {
         id: rowComponent
         ModelRow {
             entry: parent ? parent.model : null
-            onContextMenuRequested: {
+            onContextMenuRequested: (at) => {
                 // Orphans are only ever shown in their folder; other grouped models can be verified.
                 const menu = entry.duplicateGroup !== "" && !entry.warning ? duplicateRowMenu : rowMenu
                 menu.filePath = entry.firstFilePath
                 menu.groupId = entry.duplicateGroup
                 menu.badge = entry.badge
-                menu.popup()
+                menu.modelId = entry.modelId
+                if (at)
+                    menu.popup(at, 0, at.height)
+                else
+                    menu.popup()
             }
         }
     }
@@ -71,17 +75,26 @@ ListView {
             onTriggered: FileManager.reveal(headerMenu.folderPath)
         }
     }
-    // A model in a duplicate group: verify the group, then reveal.
+    // A model in a duplicate group: verify the group, keep this copy of a verified one,
+    // then reveal.
     Menu {
         id: duplicateRowMenu
         objectName: "duplicateRowMenu"
         property string filePath
         property string groupId
         property string badge
+        property string modelId
         MenuItem {
             objectName: "verifyItem"
             text: duplicateRowMenu.badge === "unable" ? "Try Verification Again" : "Verify Duplicates"
             onTriggered: AppViewModel.verifyDuplicateGroup(duplicateRowMenu.groupId)
+        }
+        MenuItem {
+            objectName: "keepOneItem"
+            text: "Keep This Copy, Move the Others to Trash…"
+            // Only copies verified identical may go.
+            enabled: duplicateRowMenu.badge === "verified"
+            onTriggered: AppViewModel.keepOnly(duplicateRowMenu.modelId)
         }
         MenuSeparator {}
         MenuItem {
@@ -97,6 +110,7 @@ ListView {
         property string filePath
         property string groupId
         property string badge
+        property string modelId
         MenuItem {
             objectName: "showItem"
             text: "Show in File Manager"

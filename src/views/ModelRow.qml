@@ -4,13 +4,15 @@ import QtQuick.Controls
 import QtQuick.Layouts
 
 // One model: a checkbox, its name (cut in the middle when long), under it the source of
-// an orphan or what a leftover is, its size, its date and its duplicate badge.
+// an orphan or what a leftover is and where a duplicate's other copies are, its size,
+// its date and its duplicate badge.
 Rectangle {
     id: row
     property var entry
     readonly property bool selected: entry?.selected ?? false
 
-    signal contextMenuRequested()
+    // `at`: the item to open the menu at when asked from the keyboard; null at the pointer.
+    signal contextMenuRequested(var at)
 
     objectName: "modelRow"
     implicitHeight: nameColumn.implicitHeight + 16
@@ -32,6 +34,14 @@ Rectangle {
             checked: row.selected
             onToggled: AppViewModel.setSelected(row.entry.modelId, checked)
             Accessible.name: "Select " + (row.entry?.title ?? "")
+            // The row's menu from the keyboard, as everywhere on the desktop.
+            Keys.onMenuPressed: row.contextMenuRequested(this)
+            Keys.onPressed: (event) => {
+                if (event.key === Qt.Key_F10 && (event.modifiers & Qt.ShiftModifier)) {
+                    row.contextMenuRequested(this)
+                    event.accepted = true
+                }
+            }
         }
         ColumnLayout {
             id: nameColumn
@@ -53,6 +63,15 @@ Rectangle {
                 text: row.entry?.subtitle ?? ""
                 font.pixelSize: Theme.subheadlineSize
                 font.weight: Font.Medium
+                color: Theme.secondaryText
+            }
+            Label {
+                objectName: "alsoInLabel"
+                Layout.fillWidth: true
+                visible: text !== ""
+                text: row.entry?.alsoIn ?? ""
+                elide: Text.ElideRight
+                font.pixelSize: Theme.subheadlineSize
                 color: Theme.secondaryText
             }
             Label {
@@ -100,6 +119,6 @@ Rectangle {
     MouseArea {
         anchors.fill: parent
         acceptedButtons: Qt.RightButton
-        onClicked: row.contextMenuRequested()
+        onClicked: row.contextMenuRequested(null)
     }
 }
