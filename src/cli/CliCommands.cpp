@@ -274,8 +274,8 @@ int CliCommands::trash(const QStringList &arguments)
     const std::optional<TrashSelection> selection = TrashSelection::parse(arguments, &error);
     if (!selection)
         return syntaxError(QStringLiteral("trash"), ScanReport::printable(error));
-    if (!selection->dryRun && !selection->assumeYes && !::isatty(STDIN_FILENO))
-        return usageError(QStringLiteral("trash: no terminal to ask for confirmation; add --yes to move without asking"));
+    if (const std::optional<int> refused = refuseWithoutTerminal(QStringLiteral("trash"), *selection))
+        return *refused;
 
     const QList<DetectedModel> models = m_core.scan().models;
     QStringList unmatched;
@@ -289,7 +289,14 @@ int CliCommands::trash(const QStringList &arguments)
     std::copy_if(models.begin(), models.end(), std::back_inserter(chosen),
                  [&](const DetectedModel &model) { return ids.contains(model.id); });
 
-    return moveToTrash(chosen, models, selection->dryRun, selection->assumeYes, selection->asJson);
+    return moveToTrash(chosen, models, *selection);
+}
+
+std::optional<int> CliCommands::refuseWithoutTerminal(const QString &command, const DeletionFlags &flags)
+{
+    if (flags.dryRun || flags.assumeYes || ::isatty(STDIN_FILENO))
+        return std::nullopt;
+    return usageError(QStringLiteral("%1: no terminal to ask for confirmation; add --yes to move without asking").arg(command));
 }
 
 int CliCommands::keepOne(const QStringList &arguments)
@@ -298,8 +305,8 @@ int CliCommands::keepOne(const QStringList &arguments)
     const std::optional<KeepSelection> selection = KeepSelection::parse(arguments, &error);
     if (!selection)
         return syntaxError(QStringLiteral("keep-one"), ScanReport::printable(error));
-    if (!selection->dryRun && !selection->assumeYes && !::isatty(STDIN_FILENO))
-        return usageError(QStringLiteral("keep-one: no terminal to ask for confirmation; add --yes to move without asking"));
+    if (const std::optional<int> refused = refuseWithoutTerminal(QStringLiteral("keep-one"), *selection))
+        return *refused;
 
     ScanResult found = m_core.scan();
     QStringList notKept;
@@ -336,13 +343,13 @@ int CliCommands::keepOne(const QStringList &arguments)
         m_out << "Nothing to move.\n";
         return notKept.isEmpty() ? exitSuccess : exitFailure;
     }
-    const int status = moveToTrash(chosen, found.models, selection->dryRun, selection->assumeYes, selection->asJson);
+    const int status = moveToTrash(chosen, found.models, *selection);
     return notKept.isEmpty() ? status : exitFailure;
 }
 
-int CliCommands::moveToTrash(const QList<DetectedModel> &chosen, const QList<DetectedModel> &everyModel, bool dryRun,
-                             bool assumeYes, bool asJson)
+int CliCommands::moveToTrash(const QList<DetectedModel> &chosen, const QList<DetectedModel> &everyModel, const DeletionFlags &flags)
 {
+    const bool dryRun = flags.dryRun;
     DeletionResult result;
     if (dryRun) {
         result = m_core.planDeletion(chosen);
@@ -359,14 +366,14 @@ int CliCommands::moveToTrash(const QList<DetectedModel> &chosen, const QList<Det
         // Where the copies that stay are, or that none stays.
         for (const DuplicateCopies::Note &note : DuplicateCopies(everyModel).selectionNotes(chosen))
             question += QLatin1Char(' ') + note.text;
-        if (!assumeYes && !confirm(ScanReport::printable(question))) {
+        if (!flags.assumeYes && !confirm(ScanReport::printable(question))) {
             m_out << "Nothing was moved.\n";
             return exitSuccess;
         }
         result = m_core.deleteModels(chosen);
     }
 
-    if (asJson) {
+    if (flags.asJson) {
         QJsonArray failures;
         for (const DeleteFailure &failure : result.failures)
             failures.append(QJsonObject{{QStringLiteral("modelName"), failure.modelName}, {QStringLiteral("reason"), failure.reason}});

@@ -41,10 +41,11 @@ private:
     void print(const ScanResult &found, const ReportOptions &options);
     int trash(const QStringList &arguments);
     int keepOne(const QStringList &arguments);
-    // Asks (unless `assumeYes`), moves `chosen` to the Trash or plans it (`dryRun`), and
+    // Bad usage when a command would have to ask and there is no terminal to ask on.
+    std::optional<int> refuseWithoutTerminal(const QString &command, const DeletionFlags &flags);
+    // Asks (unless flags.assumeYes), moves `chosen` to the Trash or plans it (dryRun), and
     // reports as text or JSON; `everyModel` is the scan they come from.
-    int moveToTrash(const QList<DetectedModel> &chosen, const QList<DetectedModel> &everyModel, bool dryRun,
-                    bool assumeYes, bool asJson);
+    int moveToTrash(const QList<DetectedModel> &chosen, const QList<DetectedModel> &everyModel, const DeletionFlags &flags);
     int folders(const QStringList &arguments);
     bool confirm(const QString &question);
     int ambiguousNames(const QList<TrashSelection::Ambiguity> &ambiguous);

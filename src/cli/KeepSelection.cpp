@@ -20,12 +20,7 @@ std::optional<KeepSelection> KeepSelection::parse(const QStringList &arguments, 
             *error = QStringLiteral("name the copy to keep once, with --path PATH or --source KIND");
             return std::nullopt;
         }
-        if (argument == QLatin1String("--dry-run")) {
-            selection.dryRun = true;
-        } else if (argument == QLatin1String("--yes")) {
-            selection.assumeYes = true;
-        } else if (argument == QLatin1String("--json")) {
-            selection.asJson = true;
+        if (selection.take(argument)) {
         } else if (argument == QLatin1String("--path")) {
             selection.m_path = QDir::cleanPath(QFileInfo(arguments[++i]).absoluteFilePath());
         } else if (argument == QLatin1String("--source")) {

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "catalogue/DetectedModel.h"
+#include "cli/DeletionFlags.h"
 
 #include <QStringList>
 #include <optional>
 
 // Which copy `stashwell-cli keep-one` keeps of each group of duplicates: the model at a
 // path (the rest of its group moves), or the one copy that each group has in a source.
-class KeepSelection
+class KeepSelection : public DeletionFlags
 {
 public:
     // Reads the arguments after "keep-one"; on bad usage returns nothing and sets `error`.
@@ -19,10 +20,6 @@ public:
     QList<DetectedModel> kept(const QList<DetectedModel> &models, QStringList *notKept) const;
     // True when a --path named nothing that could be kept: bad usage rather than a failure.
     bool byPath() const { return !m_path.isEmpty(); }
-
-    bool dryRun = false;
-    bool assumeYes = false;
-    bool asJson = false;
 
 private:
     QString m_path;
