@@ -104,9 +104,8 @@ QJsonObject ScanReport::modelJson(const DetectedModel &model, const DuplicateCop
                       ? QJsonValue(model.duplicateGroup->toString(QUuid::WithoutBraces))
                       : QJsonValue(QJsonValue::Null));
     QJsonArray others;
-    for (const DetectedModel &other : copies.othersOf(model))
-        others.append(QJsonObject{{QStringLiteral("sourceKind"), other.sourceTool.key()},
-                                  {QStringLiteral("displayName"), other.displayName}});
+    for (const DuplicateCopies::Copy &other : copies.otherCopies(model, maximumDuplicateOf))
+        others.append(QJsonObject{{QStringLiteral("sourceKind"), other.source.key()}, {QStringLiteral("displayName"), other.name}});
     object.insert(QStringLiteral("duplicateOf"), model.duplicateGroup ? QJsonValue(others) : QJsonValue(QJsonValue::Null));
     object.insert(QStringLiteral("verification"), model.duplicateVerificationStatus.key());
     const bool unable = model.duplicateVerificationStatus.state() == DuplicateVerificationStatus::State::unableToVerify;

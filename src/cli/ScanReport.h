@@ -22,8 +22,11 @@ struct ScanReport
     QString text() const;
     QJsonObject json() const;
 
-    // One entry of "models"; "duplicateOf" names the other members of its group.
+    // One entry of "models"; "duplicateOf" names the other members of its group, each
+    // source and name once, at most maximumDuplicateOf of them (a hostile home's group of
+    // thousands must not make the report grow with the square of its size).
     static QJsonObject modelJson(const DetectedModel &model, const DuplicateCopies &copies);
+    static constexpr qsizetype maximumDuplicateOf = 100;
     // Control characters escaped, so a crafted file name cannot rewrite the terminal.
     static QString printable(const QString &text);
     // "likely duplicate", "verified duplicate", "unable to verify: ..." or empty.
