@@ -320,10 +320,12 @@ int CliCommands::keepOne(const QStringList &arguments)
         groups.append(*model.duplicateGroup);
     const QStringList notes = verifyGroups(found.models, groups);
     const DuplicateCopies copies(found.models);
+    QHash<QUuid, qsizetype> position;
+    for (qsizetype i = 0; i < found.models.size(); ++i)
+        position.insert(found.models.at(i).id, i);
     QSet<QUuid> chosenIds;
     for (const DetectedModel &keptModel : kept) {
-        const auto now = std::find_if(found.models.cbegin(), found.models.cend(),
-                                      [&](const DetectedModel &model) { return model.id == keptModel.id; });
+        const auto now = found.models.cbegin() + position.value(keptModel.id);
         const QList<DetectedModel> others = copies.copiesBesides(*now);
         for (const DetectedModel &other : others)
             chosenIds.insert(other.id);

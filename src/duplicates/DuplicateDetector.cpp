@@ -344,14 +344,15 @@ VerificationOutcome DuplicateDetector::verify(const QUuid &groupID, const QList<
     // Samples cost a few reads per file; worth it only when whole files would be read. Files
     // whose samples differ are never identical: each sample is a likeness of its own.
     if (bytesToRead > 0) {
-        QList<QByteArray> samples;
+        QHash<QByteArray, int> likenessOfSample;
         for (GroupHashing::File &file : files) {
             const DigestResult sample = FileHasher::sampleDigest(file.path, cancelled);
             if (const auto *error = std::get_if<DuplicateHashError>(&sample))
                 return VerificationOutcome::failed(error->message());
-            if (!samples.contains(std::get<QByteArray>(sample)))
-                samples.append(std::get<QByteArray>(sample));
-            file.likeness = int(samples.indexOf(std::get<QByteArray>(sample)));
+            const QByteArray &digest = std::get<QByteArray>(sample);
+            if (!likenessOfSample.contains(digest))
+                likenessOfSample.insert(digest, int(likenessOfSample.size()));
+            file.likeness = likenessOfSample.value(digest);
         }
     }
 
@@ -363,17 +364,17 @@ VerificationOutcome DuplicateDetector::verify(const QUuid &groupID, const QList<
     }
 
     // Members of one likeness with one digest are one set.
-    QList<std::pair<int, QByteArray>> keys;
+    QHash<QByteArray, qsizetype> setOfDigest; // within a likeness; the likeness leads the key
     QList<QList<QUuid>> sets;
     for (qsizetype i = 0; i < files.size(); ++i) {
         if (!results[i].digest)
             continue; // told apart from all the others before its end
-        const std::pair<int, QByteArray> key{files[i].likeness, *results[i].digest};
-        if (!keys.contains(key)) {
-            keys.append(key);
+        const QByteArray key = QByteArray::number(files[i].likeness) + ':' + *results[i].digest;
+        if (!setOfDigest.contains(key)) {
+            setOfDigest.insert(key, sets.size());
             sets.append(QList<QUuid>());
         }
-        sets[keys.indexOf(key)].append(members[i].id);
+        sets[setOfDigest.value(key)].append(members[i].id);
     }
     sets.removeIf([](const QList<QUuid> &set) { return set.size() < 2; });
     if (sets.isEmpty())

@@ -12,22 +12,29 @@
 struct GroupHashing::Reading
 {
     enum class Stop { no, failure, cancelled };
+    static constexpr qsizetype comparedLikeness = 64;
 
     explicit Reading(const QList<File> &files)
         : files(files), stripes(files.size()), results(files.size()), toldApart(files.size(), false),
           bytesRead(size_t(files.size()))
     {
-        for (qsizetype f = 0; f < files.size(); ++f)
+        for (qsizetype f = 0; f < files.size(); ++f) {
             results[f].digest = files[f].digest;
+            likenesses[files[f].likeness].append(f);
+        }
     }
 
     // Whether what is known of file f already tells it apart from every other file of its
     // likeness: either of them told apart from all, whole digests that differ, or digests at
-    // the last stripe both have read that differ.
+    // the last stripe both have read that differ. A likeness of more than comparedLikeness
+    // files is read to the end: comparing each with all would grow with the square of it.
     bool apart(qsizetype f) const
     {
-        for (qsizetype j = 0; j < files.size(); ++j) {
-            if (j == f || files[j].likeness != files[f].likeness || toldApart[j])
+        const QList<qsizetype> &alike = likenesses.value(files[f].likeness);
+        if (alike.size() > comparedLikeness)
+            return false;
+        for (const qsizetype j : alike) {
+            if (j == f || toldApart[j])
                 continue;
             if (results[f].digest && results[j].digest) {
                 if (*results[f].digest == *results[j].digest)
@@ -52,6 +59,7 @@ struct GroupHashing::Reading
     std::mutex mutex;
     std::condition_variable changed;
     const QList<File> &files;
+    QHash<int, QList<qsizetype>> likenesses; // the files of each likeness
     QList<QList<QByteArray>> stripes; // per file, the digest at each full stripe read so far
     QList<Result> results;
     QList<bool> toldApart;
