@@ -6,8 +6,8 @@
 class ApplicationShell;
 
 // Takes the README's pictures of the real windows: the main window after the first
-// scan, the delete confirmation over it, "keep one" on the first group of duplicates
-// once verified, and the preferences window, in the light or
+// scan, the delete confirmation over it and the preferences window (and, for a look
+// at it, keep-one.png: "keep one" on the first group of duplicates once verified), in the light or
 // dark appearance as stored. Attached only when STASHWELL_SCREENSHOT_DIR names the
 // folder for the PNG files; the program quits after the last picture.
 class ScreenshotTour : public QObject
