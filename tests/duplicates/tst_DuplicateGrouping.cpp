@@ -10,6 +10,7 @@
 #include <QRandomGenerator>
 #include <QTest>
 #include <limits>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -164,6 +165,43 @@ private slots:
         QFETCH(bool, named);
         const std::optional<QByteArray> digest = yml.isEmpty() ? StoreDigest::fromBlobName(name) : StoreDigest::fromModelYml(yml, name);
         QCOMPARE(digest, named ? std::optional(QByteArray(32, '\xaa')) : std::nullopt);
+    }
+
+    // A primary file that is no longer what the walk measured is not compared by content,
+    // and one that is no regular file is never opened (a pipe would block the scan).
+    void filesChangedSinceTheWalkAreNotGrouped_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::addColumn<bool>("grouped");
+        QTest::newRow("unchanged, for comparison") << QString() << true;
+        QTest::newRow("grown") << QStringLiteral("grown") << false;
+        QTest::newRow("gone") << QStringLiteral("gone") << false;
+        QTest::newRow("a pipe in its place") << QStringLiteral("pipe") << false;
+    }
+    void filesChangedSinceTheWalkAreNotGrouped()
+    {
+        QFETCH(QString, change);
+        QFETCH(bool, grouped);
+        TempHome home;
+        const QByteArray weights = noise(1 << 20, 4);
+        // Blobs named after their digest: grouped without reading, so only the look at the
+        // file tells a changed one.
+        const QString blob = QString::fromLatin1(QCryptographicHash::hash(weights, QCryptographicHash::Sha256).toHex());
+        QList<DetectedModel> models;
+        for (const char *repository : {"a", "b"}) {
+            const QString path = home.writeFile(QLatin1String(repository) + u'/' + blob, weights);
+            models.append(DetectedModel::create(QLatin1String(repository), SourceTool::Kind::huggingFace, {path}, weights.size(), distantPast()));
+            models.last().offerPrimaryFile(path, weights.size());
+        }
+        const QString b = models.last().primaryFile;
+        if (change == QLatin1String("grown"))
+            home.writeFile(QStringLiteral("b/") + blob, weights + "!");
+        if (change != QLatin1String("grown") && !change.isEmpty())
+            QVERIFY(QFile::remove(b));
+        if (change == QLatin1String("pipe"))
+            QCOMPARE(::mkfifo(QFile::encodeName(b).constData(), 0644), 0);
+        DuplicateDetector().markDuplicates(models);
+        QCOMPARE(models.first().duplicateGroup.has_value(), grouped);
     }
 
     // One model file kept under six names by six stores, beside files that only look alike,
