@@ -274,7 +274,8 @@ int CliCommands::trash(const QStringList &arguments)
     const std::optional<TrashSelection> selection = TrashSelection::parse(arguments, &error);
     if (!selection)
         return syntaxError(QStringLiteral("trash"), ScanReport::printable(error));
-    if (const std::optional<int> refused = refuseWithoutTerminal(QStringLiteral("trash"), *selection))
+    if (const std::optional<int> refused =
+            refuseWithoutTerminal(QStringLiteral("trash"), {selection->dryRun, selection->assumeYes, selection->asJson}))
         return *refused;
 
     const QList<DetectedModel> models = m_core.scan().models;
@@ -289,7 +290,7 @@ int CliCommands::trash(const QStringList &arguments)
     std::copy_if(models.begin(), models.end(), std::back_inserter(chosen),
                  [&](const DetectedModel &model) { return ids.contains(model.id); });
 
-    return moveToTrash(chosen, models, *selection);
+    return moveToTrash(chosen, models, {selection->dryRun, selection->assumeYes, selection->asJson});
 }
 
 std::optional<int> CliCommands::refuseWithoutTerminal(const QString &command, const DeletionFlags &flags)

@@ -3,6 +3,7 @@
 #include <QStringList>
 #include <QTextStream>
 
+#include "cli/DeletionFlags.h"
 #include "cli/TrashSelection.h"
 #include "core/StashwellCore.h"
 

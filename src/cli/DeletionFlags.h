@@ -2,7 +2,7 @@
 
 #include <QString>
 
-// The flags of every command that moves models to the Trash (trash, keep-one).
+// The flags of the commands that move models to the Trash (trash, keep-one).
 struct DeletionFlags
 {
     bool dryRun = false;    // list every file that would move, and move nothing

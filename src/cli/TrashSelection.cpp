@@ -27,7 +27,12 @@ std::optional<TrashSelection> TrashSelection::parse(const QStringList &arguments
             *error = QStringLiteral("%1 needs a value").arg(argument);
             return std::nullopt;
         }
-        if (selection.take(argument)) {
+        if (argument == QLatin1String("--dry-run")) {
+            selection.dryRun = true;
+        } else if (argument == QLatin1String("--yes")) {
+            selection.assumeYes = true;
+        } else if (argument == QLatin1String("--json")) {
+            selection.asJson = true;
         } else if (argument == QLatin1String("--all-matching")) {
             selection.allMatching = true;
         } else if (argument == QLatin1String("--name")) {

@@ -1,14 +1,13 @@
 #pragma once
 
 #include "catalogue/DetectedModel.h"
-#include "cli/DeletionFlags.h"
 
 #include <QStringList>
 #include <optional>
 
 // Which models `stashwell-cli trash` was asked for: by display name (optionally only
 // from one source) or by the first file path, each selector naming one or more models.
-class TrashSelection : public DeletionFlags
+class TrashSelection
 {
 public:
     // Reads the selectors and flags after "trash"; on bad usage returns nothing and
@@ -27,6 +26,9 @@ public:
     // all matches were asked for) in `ambiguous`.
     QList<QUuid> match(const QList<DetectedModel> &models, QStringList *unmatched, QList<Ambiguity> *ambiguous) const;
 
+    bool dryRun = false;
+    bool assumeYes = false;
+    bool asJson = false;
     bool allMatching = false; // a --name may take every model of that name
 
 private:
