@@ -34,12 +34,12 @@ QList<ModelSourceDefinition> makeDefinitions()
     list.append({.tool = K::ollama,
                  .displayName = s(u"Ollama"),
                  .layout = ModelLayout::ollamaManifests,
-                 .namedDigest = NamedDigest::blobFileName,
                  .folders = {{Base::home, s(u".ollama/models"), Role::linuxDefault},
                              {Base::absolute, s(u"/usr/share/ollama/.ollama/models"), Role::linux}},
                  .storesFromOllamaLocator = true,
                  .appBundleNames = {s(u"Ollama.app")},
                  .appBundleIdentifiers = {s(u"com.electron.ollama")},
+                 .namedDigest = NamedDigest::blobFileName,
                  .linuxMarkers = {.executables = {s(u"ollama")}, .snapNames = {s(u"ollama")}}});
 
     list.append({.tool = K::lmStudio,
@@ -88,9 +88,9 @@ QList<ModelSourceDefinition> makeDefinitions()
                  .displayName = s(u"Jan"),
                  .layout = ModelLayout::folderPerModel,
                  .unfinishedDownloads = {.suffix = s(u".tmp"), .companionSuffixes = {s(u".url")}},
-                 .namedDigest = NamedDigest::modelYml,
                  .folders = janFolders,
                  .appBundleNames = {s(u"Jan.app")},
+                 .namedDigest = NamedDigest::modelYml,
                  .linuxMarkers = {.executables = {s(u"jan"), s(u"Jan"), s(u"Jan-Desktop")},
                                   .appImagePatterns = {s(u"jan*.AppImage"), s(u"Jan*.AppImage")},
                                   .desktopEntries = {s(u"jan.desktop"), s(u"Jan.desktop")},
@@ -132,11 +132,11 @@ QList<ModelSourceDefinition> makeDefinitions()
                  .displayName = s(u"Hugging Face"),
                  .layout = ModelLayout::huggingFaceRepos,
                  .unfinishedDownloads = {.suffix = s(u".incomplete")},
-                 .namedDigest = NamedDigest::blobFileName,
                  .folders = {variable(s(u"HF_HUB_CACHE")), variable(s(u"HUGGINGFACE_HUB_CACHE")),
                              variable(s(u"HF_HOME"), s(u"hub")),
                              {Base::xdgCache, s(u"huggingface/hub"), Role::linuxDefault}},
-                 .libraryCache = true});
+                 .libraryCache = true,
+                 .namedDigest = NamedDigest::blobFileName});
 
     // llama.cpp's own downloads: flat files, each with the ETag it was fetched with.
     list.append({.tool = K::llamaCpp,

@@ -66,7 +66,6 @@ struct ModelSourceDefinition
     QStringList sidecarSuffixes = {};
     // Leftovers of downloads the application did not finish, listed apart from its models.
     UnfinishedDownloadNames unfinishedDownloads = {};
-    NamedDigest namedDigest = NamedDigest::none;
     QList<ModelFolder> folders = {}; // in scan order; every one that exists is scanned
     // The application's own folder, for folders based on it: the first candidate that
     // is an existing folder, else the last.
@@ -79,6 +78,7 @@ struct ModelSourceDefinition
     bool storesFromOllamaLocator = false;
     QStringList appBundleNames = {};
     QStringList appBundleIdentifiers = {};
+    NamedDigest namedDigest = NamedDigest::none;
     LinuxAppMarkers linuxMarkers = {};
 
     // The folder the application uses by default here, as an absolute path.
