@@ -47,6 +47,9 @@ int main(int argc, char **argv)
     case VerificationOutcomeKind::different:
         out << "different\n";
         return 1;
+    case VerificationOutcomeKind::split:
+        out << "split\n";
+        return 1;
     case VerificationOutcomeKind::failed:
         out << "failed: " << outcome.message << '\n';
         break;

@@ -5,6 +5,9 @@
 # stashwell-cli and listed by find, for scale. Target: under 1,500 ms for 5,000 models.
 # Last, one run scrolls the whole list a screenful per frame (new rows in every frame,
 # the hardest case for the list) and reports the median and slowest frame.
+# With STASHWELL_CLI_BEFORE naming a stashwell-cli built before a change, the terminal
+# scan of the same home is timed with it too, runs alternating, and the ratio is given
+# (duplicates by content: target at most 1.1 for N = 50,000).
 #
 #   bench/window_bench.sh [N]        (RUNS=5 by default; STASHWELL_BUILD_DIR as for build.sh)
 set -euo pipefail
@@ -31,9 +34,14 @@ window_ms=$(STASHWELL_REPORT_FIRST_FRAME=1 xvfb-run -a -s "-screen 0 1280x800x24
 echo "$window_ms" | awk '{ print "window run: " $1 " ms to the first frame with " $2 " models" }'
 window=$(echo "$window_ms" | awk '{ print $1 }' | median)
 
-cli=$(for ((i = 0; i < runs; i++)); do
-    start=$(now_ms); "$build/src/cli/stashwell-cli" scan >/dev/null; echo $(($(now_ms) - start))
-done | median)
+scan_ms() { local start; start=$(now_ms); "$1" scan >/dev/null; echo $(($(now_ms) - start)); }
+before=${STASHWELL_CLI_BEFORE:-}
+: >"$work/now" && : >"$work/before"
+for ((i = 0; i < runs; i++)); do
+    scan_ms "$build/src/cli/stashwell-cli" >>"$work/now"
+    [ -z "$before" ] || scan_ms "$before" >>"$work/before"
+done
+cli=$(median <"$work/now")
 listing=$(for ((i = 0; i < runs; i++)); do
     start=$(now_ms); find "$home" -type f >/dev/null; echo $(($(now_ms) - start))
 done | median)
@@ -42,7 +50,12 @@ scroll=$(STASHWELL_REPORT_FIRST_FRAME=scroll xvfb-run -a -s "-screen 0 1280x800x
 
 echo "median over $runs runs:"
 echo "  window, start to first complete frame: $window ms (target under 1500 ms)"
-echo "  stashwell-cli scan, whole process:     $cli ms"
+echo "  stashwell-cli scan, whole process:     $cli ms (runs: $(tr '\n' ' ' <"$work/now"))"
+if [ -n "$before" ]; then
+    earlier=$(median <"$work/before")
+    echo "  the same scan before the change:       $earlier ms (runs: $(tr '\n' ' ' <"$work/before"))"
+    awk -v c="$cli" -v b="$earlier" 'BEGIN { if (b > 0) printf "  scan now / before: %.2f (target at most 1.1)\n", c / b }'
+fi
 echo "  find over the same home:               $listing ms"
 echo "  ${scroll:-scrolling: no report}"
 awk -v w="$window" -v c="$cli" 'BEGIN { if (c > 0) printf "  window / terminal scan: %.2f\n", w / c }'

@@ -73,30 +73,55 @@ void ScreenshotTour::step(int index)
             list->forceActiveFocus(Qt::TabFocusReason);
         break;
     }
-    case 2:
+    case 2: {
         save(main, QStringLiteral("keyboard-focus.png"));
+        viewModel.clearSelection();
+        // "Keep one" on the first group, once its copies are verified identical.
+        const auto grouped = std::find_if(viewModel.models().cbegin(), viewModel.models().cend(),
+                                          [](const DetectedModel &model) { return model.duplicateGroup.has_value(); });
+        if (grouped == viewModel.models().cend()) {
+            QMetaObject::invokeMethod(main, "openPreferences");
+            QTimer::singleShot(settleMs, this, [this] { step(4); });
+            return;
+        }
+        const QString kept = grouped->id.toString(QUuid::WithoutBraces);
+        auto *once = new QMetaObject::Connection;
+        *once = connect(&viewModel, &AppViewModel::verifyingChanged, this, [this, &viewModel, kept, once] {
+            if (viewModel.isVerifyingDuplicates())
+                return;
+            disconnect(*once);
+            delete once;
+            viewModel.keepOnly(kept);
+            QTimer::singleShot(settleMs, this, [this] { step(3); });
+        });
+        viewModel.verifyDuplicateGroup(grouped->duplicateGroup->toString(QUuid::WithoutBraces));
+        return;
+    }
+    case 3:
+        save(main, QStringLiteral("keep-one.png"));
+        viewModel.setShowDeleteConfirmation(false);
         viewModel.clearSelection();
         QMetaObject::invokeMethod(main, "openPreferences");
         break;
-    case 3:
+    case 4:
         save(main->findChild<QQuickWindow *>(QStringLiteral("preferencesWindow")), QStringLiteral("preferences.png"));
         QMetaObject::invokeMethod(main, "openPreferencesTab", Q_ARG(QVariant, 1));
         break;
-    case 4:
+    case 5:
         save(main->findChild<QQuickWindow *>(QStringLiteral("preferencesWindow")), QStringLiteral("preferences-model.png"));
         viewModel.setShowWelcomeScreen(true);
         break;
-    case 5:
+    case 6:
         save(main, QStringLiteral("welcome.png"));
         viewModel.setShowWelcomeScreen(false);
         QMetaObject::invokeMethod(main->findChild<QObject *>(QStringLiteral("accessHelp")), "open");
         break;
-    case 6:
+    case 7:
         save(main, QStringLiteral("access-help.png"));
         QMetaObject::invokeMethod(main->findChild<QObject *>(QStringLiteral("accessHelp")), "close");
         QMetaObject::invokeMethod(main->findChild<QObject *>(QStringLiteral("aboutDialog")), "open");
         break;
-    case 7:
+    case 8:
         save(main, QStringLiteral("about.png"));
         QGuiApplication::quit();
         return;

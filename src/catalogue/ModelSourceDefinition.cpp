@@ -56,6 +56,7 @@ QList<ModelSourceDefinition> makeDefinitions()
                  .storesFromOllamaLocator = true,
                  .appBundleNames = {s(u"Ollama.app")},
                  .appBundleIdentifiers = {s(u"com.electron.ollama")},
+                 .namedDigest = NamedDigest::blobFileName,
                  .linuxMarkers = {.executables = {s(u"ollama")}, .snapNames = {s(u"ollama")}}});
 
     list.append({.tool = K::lmStudio,
@@ -108,6 +109,7 @@ QList<ModelSourceDefinition> makeDefinitions()
                  .unfinishedDownloads = {{.suffix = s(u".tmp"), .companionSuffixes = {s(u".url")}}},
                  .folders = janFolders,
                  .appBundleNames = {s(u"Jan.app")},
+                 .namedDigest = NamedDigest::modelYml,
                  .linuxMarkers = {.executables = {s(u"jan"), s(u"Jan"), s(u"Jan-Desktop")},
                                   .appImagePatterns = {s(u"jan*.AppImage"), s(u"Jan*.AppImage")},
                                   .desktopEntries = {s(u"jan.desktop"), s(u"Jan.desktop")},
@@ -156,7 +158,8 @@ QList<ModelSourceDefinition> makeDefinitions()
                  .folders = {variable(s(u"HF_HUB_CACHE")), variable(s(u"HUGGINGFACE_HUB_CACHE")),
                              variable(s(u"HF_HOME"), s(u"hub")),
                              {Base::xdgCache, s(u"huggingface/hub"), Role::linuxDefault}},
-                 .libraryCache = true});
+                 .libraryCache = true,
+                 .namedDigest = NamedDigest::blobFileName});
 
     // llama.cpp's own downloads: flat files, each with the ETag it was fetched with, and
     // since March 2026 repositories in the Hugging Face layout (in LLAMA_CACHE when it is
@@ -168,6 +171,8 @@ QList<ModelSourceDefinition> makeDefinitions()
                  .sidecarSuffixes = {s(u".etag")},
                  .unfinishedDownloads = hubDownloads,
                  .folders = {variable(s(u"LLAMA_CACHE")), {Base::xdgCache, s(u"llama.cpp"), Role::linuxDefault}},
+                 // Its repositories in the Hugging Face layout name their LFS blobs by digest.
+                 .namedDigest = NamedDigest::blobFileName,
                  .linuxMarkers = {.executables = {s(u"llama-server"), s(u"llama-cli")}}});
 
     // Image generation: checkpoints, LoRAs, VAEs, text encoders and upscalers, one file each.
@@ -229,6 +234,7 @@ QList<ModelSourceDefinition> makeDefinitions()
                              {Base::home, s(u"Library/Application Support/anythingllm-desktop/storage/models/ollama"),
                               Role::macOS}},
                  .appBundleNames = {s(u"AnythingLLM.app")},
+                 .namedDigest = NamedDigest::blobFileName,
                  .linuxMarkers = {.executables = {s(u"anythingllm-desktop"), s(u"anything-llm")},
                                   .appImagePatterns = {s(u"AnythingLLMDesktop*.AppImage"), s(u"AnythingLLM*.AppImage"),
                                                        s(u"anythingllm*.AppImage"), s(u"anything-llm*.AppImage")},

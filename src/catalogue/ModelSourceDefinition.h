@@ -66,6 +66,15 @@ struct InstallationMarkers
     bool isEmpty() const { return entries.isEmpty() && records.isEmpty(); }
 };
 
+// Where an application records the SHA-256 of a model's file, so that copies it names
+// differently can be told apart without reading them. A hint only: the file may be
+// misnamed or changed since, so verification always reads.
+enum class NamedDigest {
+    none,
+    blobFileName, // the file is named after it: "sha256-<hex>" (Ollama), "<hex>" (Hugging Face LFS blobs)
+    modelYml,     // "model_sha256" (or the older "sha256") in the model.yml beside the file (Jan)
+};
+
 // Everything Stashwell knows about one model application: where it keeps models on
 // every platform, how they are laid out there, and how to tell it is installed.
 // Adding an application is one more entry in the table; fields an entry leaves out
@@ -100,6 +109,7 @@ struct ModelSourceDefinition
     QString symbol = {};
     QStringList appBundleNames = {};
     QStringList appBundleIdentifiers = {};
+    NamedDigest namedDigest = NamedDigest::none;
     LinuxAppMarkers linuxMarkers = {};
 
     // The folder the application uses by default here, as an absolute path.

@@ -1,16 +1,19 @@
 #include "cli/CliCommands.h"
 
 #include "cli/CliHelp.h"
+#include "cli/KeepSelection.h"
 #include "cli/ScanReport.h"
 #include "cli/SourceArgument.h"
 #include "cli/TrashSelection.h"
 #include "cli/VerifyProgressLine.h"
 #include "catalogue/ByteCountFormatter.h"
+#include "core/DuplicateCopies.h"
 #include "core/ModelSummary.h"
 
 #include <QIODevice>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QSet>
 
 #include <cstdio>
 #include <unistd.h>
@@ -74,6 +77,8 @@ int CliCommands::dispatch(const QStringList &arguments)
     }
     if (first == QLatin1String("trash"))
         return trash(rest);
+    if (first == QLatin1String("keep-one"))
+        return keepOne(rest);
     if (first == QLatin1String("folders"))
         return folders(rest);
     QString error;
@@ -122,20 +127,21 @@ int CliCommands::usageError(const QString &message)
     return exitUsage;
 }
 
-void CliCommands::print(const QList<DetectedModel> &models, const QStringList &unreadableFolders, const ReportOptions &options,
-                        const QDateTime &now)
+void CliCommands::print(const ScanResult &found, const ReportOptions &options, const QDateTime &now)
 {
     const ModelSelection &selection = options.selectors.selection();
     ScanReport report;
-    report.unreadableFolders = unreadableFolders;
+    report.unreadableFolders = found.unreadableFolders;
     report.withPaths = options.withPaths;
     report.order = selection.order;
     report.reversed = selection.reversed;
     report.filters = options.selectors.json();
+    report.everyModel = found.models;
+    report.notComparedByContent = found.notComparedByContent;
     if (selection.isNarrowed())
-        report.foundCount = models.size();
-    for (const qsizetype row : selection.select(models, now))
-        report.models.append(models[row]);
+        report.foundCount = found.models.size();
+    for (const qsizetype row : selection.select(found.models, now))
+        report.models.append(found.models[row]);
     if (options.asJson)
         m_out << QJsonDocument(report.json()).toJson(QJsonDocument::Indented);
     else
@@ -144,8 +150,7 @@ void CliCommands::print(const QList<DetectedModel> &models, const QStringList &u
 
 int CliCommands::scan(const ReportOptions &options)
 {
-    const ScanResult found = m_core.scan();
-    print(found.models, found.unreadableFolders, options, QDateTime::currentDateTimeUtc());
+    print(m_core.scan(), options, QDateTime::currentDateTimeUtc());
     return exitSuccess;
 }
 
@@ -190,35 +195,48 @@ int CliCommands::verify(const ReportOptions &options)
             && !groups.contains(*model.duplicateGroup))
             groups.append(*model.duplicateGroup);
     }
-    // Progress only where a person watches: stderr is a terminal.
-    std::optional<VerifyProgressLine> progress;
-    if (::isatty(STDERR_FILENO))
-        progress.emplace(m_err);
-    QStringList notDuplicates;
-    for (qsizetype i = 0; i < groups.size(); ++i) {
-        const QUuid &group = groups[i];
-        if (progress)
-            progress->startGroup(int(i), int(groups.size()));
-        const VerificationOutcome outcome = m_core.verifyGroupInBytes(group, found.models, [&](VerificationProgress done) {
-            if (progress)
-                progress->update(done);
-        });
-        if (outcome.kind == VerificationOutcomeKind::different)
-            notDuplicates.append(StashwellCore::describeGroup(found.models, group));
-        StashwellCore::applyVerification(found.models, group, outcome);
-    }
-    if (progress)
-        progress->clear();
-    print(found.models, found.unreadableFolders, options, now);
-    // Groups that dissolved, said in words; JSON readers see them as models in no group.
-    QTextStream &notes = options.asJson ? m_err : m_out;
-    for (const QString &names : std::as_const(notDuplicates))
-        notes << "Not duplicates (their contents differ): " << ScanReport::printable(names) << "\n";
+    const QStringList notes = verifyGroups(found.models, groups);
+    print(found, options, now);
+    // Groups that dissolved or split, said in words; JSON readers see them in the groups.
+    QTextStream &noteStream = options.asJson ? m_err : m_out;
+    for (const QString &note : notes)
+        noteStream << ScanReport::printable(note) << "\n";
     // A group that could not be verified is something the user asked for that failed.
     const bool anyUnverifiable = std::any_of(found.models.begin(), found.models.end(), [](const DetectedModel &m) {
         return m.duplicateVerificationStatus.state() == DuplicateVerificationStatus::State::unableToVerify;
     });
     return anyUnverifiable ? exitFailure : exitSuccess;
+}
+
+QStringList CliCommands::verifyGroups(QList<DetectedModel> &models, const QList<QUuid> &groups)
+{
+    // Progress only where a person watches: stderr is a terminal.
+    std::optional<VerifyProgressLine> progress;
+    if (::isatty(STDERR_FILENO))
+        progress.emplace(m_err);
+    QStringList notes;
+    for (qsizetype i = 0; i < groups.size(); ++i) {
+        const QUuid &group = groups[i];
+        if (progress)
+            progress->startGroup(int(i), int(groups.size()));
+        const VerificationOutcome outcome = m_core.verifyGroupInBytes(group, models, [&](VerificationProgress done) {
+            if (progress)
+                progress->update(done);
+        });
+        const QString members = StashwellCore::describeGroup(models, group);
+        const QList<QUuid> newGroups = StashwellCore::applyVerification(models, group, outcome);
+        if (outcome.kind == VerificationOutcomeKind::different)
+            notes.append(QStringLiteral("Not duplicates (their contents differ): %1").arg(members));
+        if (outcome.kind == VerificationOutcomeKind::split) {
+            QStringList sets;
+            for (const QUuid &newGroup : newGroups)
+                sets.append(StashwellCore::describeGroup(models, newGroup));
+            notes.append(QStringLiteral("Only some are identical: %1. Split from: %2").arg(sets.join(QStringLiteral("; ")), members));
+        }
+    }
+    if (progress)
+        progress->clear();
+    return notes;
 }
 
 void CliCommands::printFailures(const DeletionResult &result)
@@ -257,8 +275,9 @@ int CliCommands::trash(const QStringList &arguments)
     const std::optional<TrashSelection> selection = TrashSelection::parse(arguments, &error);
     if (!selection)
         return syntaxError(QStringLiteral("trash"), ScanReport::printable(error));
-    if (!selection->dryRun && !selection->assumeYes && !::isatty(STDIN_FILENO))
-        return usageError(QStringLiteral("trash: no terminal to ask for confirmation; add --yes to move without asking"));
+    if (const std::optional<int> refused =
+            refuseWithoutTerminal(QStringLiteral("trash"), {selection->dryRun, selection->assumeYes, selection->asJson}))
+        return *refused;
 
     const QList<DetectedModel> models = m_core.scan().models;
     QStringList unmatched;
@@ -272,35 +291,103 @@ int CliCommands::trash(const QStringList &arguments)
     if (!ambiguous.isEmpty())
         return ambiguousNames(ambiguous);
 
+    return moveToTrash(chosen, models, {selection->dryRun, selection->assumeYes, selection->asJson},
+                       selection->selectors.json());
+}
+
+std::optional<int> CliCommands::refuseWithoutTerminal(const QString &command, const DeletionFlags &flags)
+{
+    if (flags.dryRun || flags.assumeYes || ::isatty(STDIN_FILENO))
+        return std::nullopt;
+    return usageError(QStringLiteral("%1: no terminal to ask for confirmation; add --yes to move without asking").arg(command));
+}
+
+int CliCommands::keepOne(const QStringList &arguments)
+{
+    QString error;
+    const std::optional<KeepSelection> selection = KeepSelection::parse(arguments, &error);
+    if (!selection)
+        return syntaxError(QStringLiteral("keep-one"), ScanReport::printable(error));
+    if (const std::optional<int> refused = refuseWithoutTerminal(QStringLiteral("keep-one"), *selection))
+        return *refused;
+
+    ScanResult found = m_core.scan();
+    QStringList notKept;
+    const QList<DetectedModel> kept = selection->kept(found.models, &notKept);
+    if (kept.isEmpty() && selection->byPath())
+        return usageError(QStringLiteral("keep-one: %1").arg(ScanReport::printable(notKept.join(QStringLiteral("; ")))));
+
+    // Only a verified group's copies move: each kept model's group is checked first.
+    QList<QUuid> groups;
+    for (const DetectedModel &model : kept)
+        groups.append(*model.duplicateGroup);
+    const QStringList notes = verifyGroups(found.models, groups);
+    const DuplicateCopies copies(found.models);
+    QHash<QUuid, qsizetype> position;
+    for (qsizetype i = 0; i < found.models.size(); ++i)
+        position.insert(found.models.at(i).id, i);
+    QSet<QUuid> chosenIds;
+    for (const DetectedModel &keptModel : kept) {
+        const auto now = found.models.cbegin() + position.value(keptModel.id);
+        const QList<DetectedModel> others = copies.copiesBesides(*now);
+        for (const DetectedModel &other : others)
+            chosenIds.insert(other.id);
+        if (others.isEmpty()) {
+            const bool unable = now->duplicateVerificationStatus.state() == DuplicateVerificationStatus::State::unableToVerify;
+            notKept.append(unable ? QStringLiteral("%1 [%2]: not verified, nothing of its group moves: %3")
+                                        .arg(now->displayName, now->sourceTool.description(), now->duplicateVerificationStatus.reason())
+                                  : QStringLiteral("%1 [%2]: no identical copy, nothing moves").arg(now->displayName, now->sourceTool.description()));
+        }
+    }
+    for (const QString &line : notes + notKept)
+        m_err << "stashwell-cli: keep-one: " << ScanReport::printable(line) << "\n";
+    QList<DetectedModel> chosen;
+    std::copy_if(found.models.begin(), found.models.end(), std::back_inserter(chosen),
+                 [&](const DetectedModel &model) { return chosenIds.contains(model.id); });
+    if (chosen.isEmpty()) {
+        m_out << "Nothing to move.\n";
+        return notKept.isEmpty() ? exitSuccess : exitFailure;
+    }
+    const int status = moveToTrash(chosen, found.models, *selection);
+    return notKept.isEmpty() ? status : exitFailure;
+}
+
+int CliCommands::moveToTrash(const QList<DetectedModel> &chosen, const QList<DetectedModel> &everyModel,
+                             const DeletionFlags &flags, const QJsonObject &filters)
+{
+    const bool dryRun = flags.dryRun;
     DeletionResult result;
-    if (selection->dryRun) {
+    if (dryRun) {
         result = m_core.planDeletion(chosen);
     } else {
         QStringList names;
         for (const DetectedModel &model : std::as_const(chosen))
             names << model.displayName + QStringLiteral(" [") + model.sourceTool.description() + QLatin1Char(']');
-        const QString question = QStringLiteral("Move %1 model%2 (%3) to the Trash: %4? The disk gets back %5.")
-                                     .arg(chosen.size())
-                                     .arg(chosen.size() == 1 ? QString() : QStringLiteral("s"))
-                                     .arg(ByteCountFormatter::format(ModelSummary::totalSize(chosen)),
-                                          ScanReport::printable(names.join(QStringLiteral(", "))),
-                                          ByteCountFormatter::format(m_core.spaceFreedBy(chosen)));
-        if (!selection->assumeYes && !confirm(question)) {
+        QString question = QStringLiteral("Move %1 model%2 (%3) to the Trash: %4? The disk gets back %5.")
+                               .arg(chosen.size())
+                               .arg(chosen.size() == 1 ? QString() : QStringLiteral("s"))
+                               .arg(ByteCountFormatter::format(ModelSummary::totalSize(chosen)),
+                                    names.join(QStringLiteral(", ")),
+                                    ByteCountFormatter::format(m_core.spaceFreedBy(chosen)));
+        // Where the copies that stay are, or that none stays.
+        for (const DuplicateCopies::Note &note : DuplicateCopies(everyModel).selectionNotes(chosen))
+            question += QLatin1Char(' ') + note.text;
+        if (!flags.assumeYes && !confirm(ScanReport::printable(question))) {
             m_out << "Nothing was moved.\n";
             return exitSuccess;
         }
         result = m_core.deleteModels(chosen);
     }
 
-    if (selection->asJson) {
+    if (flags.asJson) {
         QJsonArray failures;
         for (const DeleteFailure &failure : result.failures)
             failures.append(QJsonObject{{QStringLiteral("modelName"), failure.modelName}, {QStringLiteral("reason"), failure.reason}});
+        const DuplicateCopies copies(everyModel);
         QJsonArray models;
         for (const DetectedModel &model : chosen)
-            models.append(ScanReport::modelJson(model));
+            models.append(ScanReport::modelJson(model, copies));
         // A dry run names what would move, so no script mistakes a plan for a deletion.
-        const bool dryRun = selection->dryRun;
         const QJsonObject object{{QStringLiteral("dryRun"), dryRun},
                                  {QStringLiteral("models"), models},
                                  {QStringLiteral("requested"), result.requested},
@@ -309,9 +396,9 @@ int CliCommands::trash(const QStringList &arguments)
                                  {dryRun ? QStringLiteral("wouldTrashPaths") : QStringLiteral("trashedPaths"),
                                   QJsonArray::fromStringList(result.trashedPaths)},
                                  {QStringLiteral("message"), result.needsAlert() && !dryRun ? result.messageText() : QJsonValue()},
-                                 {QStringLiteral("filters"), selection->selectors.json()}};
+                                 {QStringLiteral("filters"), filters}};
         m_out << QJsonDocument(object).toJson(QJsonDocument::Indented);
-    } else if (selection->dryRun) {
+    } else if (dryRun) {
         m_out << "Would move to the Trash:\n";
         for (const QString &path : result.trashedPaths)
             m_out << "  " << ScanReport::printable(path) << "\n";

@@ -4,6 +4,7 @@
 #include <QTextStream>
 
 #include "cli/SelectionArguments.h"
+#include "cli/DeletionFlags.h"
 #include "cli/TrashSelection.h"
 #include "core/StashwellCore.h"
 
@@ -35,9 +36,19 @@ private:
     int dispatch(const QStringList &arguments);
     int scan(const ReportOptions &options);
     int verify(const ReportOptions &options);
-    void print(const QList<DetectedModel> &models, const QStringList &unreadableFolders, const ReportOptions &options,
-               const QDateTime &now);
+    // Verifies the groups one after another (a progress line on a terminal) and writes the
+    // outcomes into `models`; returns a sentence for each group that did not stay whole.
+    QStringList verifyGroups(QList<DetectedModel> &models, const QList<QUuid> &groups);
+    void print(const ScanResult &found, const ReportOptions &options, const QDateTime &now);
     int trash(const QStringList &arguments);
+    int keepOne(const QStringList &arguments);
+    // Bad usage when a command would have to ask and there is no terminal to ask on.
+    std::optional<int> refuseWithoutTerminal(const QString &command, const DeletionFlags &flags);
+    // Asks (unless flags.assumeYes), moves `chosen` to the Trash or plans it (dryRun), and
+    // reports as text or JSON; `everyModel` is the scan they come from, `filters` the
+    // selectors that picked them, for the JSON.
+    int moveToTrash(const QList<DetectedModel> &chosen, const QList<DetectedModel> &everyModel,
+                    const DeletionFlags &flags, const QJsonObject &filters = {});
     int folders(const QStringList &arguments);
     bool confirm(const QString &question);
     int ambiguousNames(const QList<TrashSelection::Ambiguity> &ambiguous);

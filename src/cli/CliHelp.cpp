@@ -118,6 +118,23 @@ const QList<CliHelp::Command> &CliHelp::commands()
                              {"--json", "print one JSON object (see stashwell-cli(1))"},
                              {"-h, --help", "show this help"}},
          "a model could not be moved, or the output could not be written"},
+        {"keep-one", "[OPTION]... (--path PATH | --source KIND)",
+         "keep one copy of duplicates, move the identical others to the Trash",
+         "Keeps the copy you name and moves the other copies of its group of\n"
+         "duplicates to the Trash, as \"Move to Trash\" does. Each group is checked by\n"
+         "content (SHA-256) first, and only the copies verified identical to the kept\n"
+         "one move. --path keeps the model at PATH; --source keeps, in every group\n"
+         "with exactly one copy there, the copy in that source. Without --yes it asks\n"
+         "first, naming what moves and where the kept copy stays.",
+         {{"--path PATH", "keep the model whose first file or folder is PATH"},
+          {sourceOption, "keep the copy in this source, in every group that has\n"
+                         "exactly one there"},
+          {"--dry-run", "list every file that would move, and move nothing"},
+          {"--yes", "move without asking"},
+          {"--json", "print one JSON object, as trash does"},
+          {"-h, --help", "show this help"}},
+         "a group could not be verified or held no identical copy, a model could not\n"
+         "     be moved, or the output could not be written"},
         {"folders", "list | add PATH | remove PATH",
          "list, add or remove the folders you want scanned too",
          "Your own folders, scanned besides the applications' folders and shared with\n"

@@ -60,6 +60,7 @@ QString ScanReport::duplicateMark(const DetectedModel &model)
 
 QString ScanReport::text() const
 {
+    const DuplicateCopies copies(everyModel.isEmpty() ? models : everyModel);
     QString out;
     if (!unreadableFolders.isEmpty()) {
         out += QStringLiteral("Scan limited: these model folders exist but cannot be read:\n");
@@ -104,7 +105,7 @@ QString ScanReport::text() const
                 line += QStringLiteral("  (may still be downloading)");
             const QString mark = duplicateMark(model);
             if (!mark.isEmpty())
-                line += QStringLiteral("  (") + mark + QLatin1Char(')');
+                line += QStringLiteral("  (") + mark + QStringLiteral(")  ") + copies.alsoIn(model);
             if (!model.problem.isEmpty())
                 line += QStringLiteral("  [cannot be moved: ") + model.problem + QLatin1Char(']');
             out += printable(line) + QLatin1Char('\n');
@@ -119,10 +120,12 @@ QString ScanReport::text() const
     if (foundCount)
         out += QStringLiteral("Shown: %1 of %2 entries found; the totals count only these.\n")
                    .arg(models.size()).arg(*foundCount);
+    if (const QString note = ModelSummary::notComparedText(notComparedByContent); !note.isEmpty())
+        out += note + QLatin1Char('\n');
     return out;
 }
 
-QJsonObject ScanReport::modelJson(const DetectedModel &model)
+QJsonObject ScanReport::modelJson(const DetectedModel &model, const DuplicateCopies &copies)
 {
     QJsonObject object;
     object.insert(QStringLiteral("id"), model.id.toString(QUuid::WithoutBraces));
@@ -138,6 +141,10 @@ QJsonObject ScanReport::modelJson(const DetectedModel &model)
     object.insert(QStringLiteral("duplicateGroup"), model.duplicateGroup
                       ? QJsonValue(model.duplicateGroup->toString(QUuid::WithoutBraces))
                       : QJsonValue(QJsonValue::Null));
+    QJsonArray others;
+    for (const DuplicateCopies::Copy &other : copies.otherCopies(model, maximumDuplicateOf))
+        others.append(QJsonObject{{QStringLiteral("sourceKind"), other.source.key()}, {QStringLiteral("displayName"), other.name}});
+    object.insert(QStringLiteral("duplicateOf"), model.duplicateGroup ? QJsonValue(others) : QJsonValue(QJsonValue::Null));
     object.insert(QStringLiteral("verification"), model.duplicateVerificationStatus.key());
     const bool unable = model.duplicateVerificationStatus.state() == DuplicateVerificationStatus::State::unableToVerify;
     object.insert(QStringLiteral("verificationReason"), unable ? QJsonValue(model.duplicateVerificationStatus.reason())
@@ -155,9 +162,10 @@ QJsonObject ScanReport::modelJson(const DetectedModel &model)
 
 QJsonObject ScanReport::json() const
 {
+    const DuplicateCopies copies(everyModel.isEmpty() ? models : everyModel);
     QJsonArray array;
     for (const DetectedModel &model : models)
-        array.append(modelJson(model));
+        array.append(modelJson(model, copies));
     QJsonObject object;
     object.insert(QStringLiteral("models"), array);
     object.insert(QStringLiteral("totalSize"), ModelSummary::totalSize(models));
@@ -165,5 +173,6 @@ QJsonObject ScanReport::json() const
     object.insert(QStringLiteral("modelCount"), models.size());
     object.insert(QStringLiteral("permissionDenied"), !unreadableFolders.isEmpty());
     object.insert(QStringLiteral("filters"), filters);
+    object.insert(QStringLiteral("notComparedByContent"), notComparedByContent);
     return object;
 }

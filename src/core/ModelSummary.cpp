@@ -1,5 +1,7 @@
 #include "core/ModelSummary.h"
 
+#include "duplicates/ContentGrouping.h"
+
 #include <QHash>
 
 #include <algorithm>
@@ -48,6 +50,14 @@ QString countText(const QList<DetectedModel> &models)
     if (leftovers == models.size())
         return plural(leftovers, QStringLiteral("leftover"));
     return counted + QStringLiteral(" and ") + plural(leftovers, QStringLiteral("leftover"));
+}
+
+QString notComparedText(qsizetype count)
+{
+    if (count == 0)
+        return {};
+    return QStringLiteral("Models not compared by content: %1. More files than a scan compares (%2) share their sizes, so "
+                          "they are grouped by name only.").arg(count).arg(ContentGrouping::fileBudget);
 }
 
 } // namespace ModelSummary

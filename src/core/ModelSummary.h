@@ -19,4 +19,8 @@ qint64 reclaimableSize(const QList<DetectedModel> &models);
 // "6 leftovers" when there is nothing else.
 QString countText(const QList<DetectedModel> &models);
 
+// What the user is told when a scan left models out of the content comparison
+// (ScanResult::notComparedByContent); empty when it left none.
+QString notComparedText(qsizetype count);
+
 } // namespace ModelSummary

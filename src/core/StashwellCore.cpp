@@ -51,9 +51,17 @@ VerificationOutcome StashwellCore::verifyGroupInBytes(const QUuid &groupID, cons
     return m_detector->verifyGroup(groupID, models, progress);
 }
 
-void StashwellCore::applyVerification(QList<DetectedModel> &models, const QUuid &groupID,
-                                      const VerificationOutcome &outcome)
+QList<QUuid> StashwellCore::applyVerification(QList<DetectedModel> &models, const QUuid &groupID,
+                                              const VerificationOutcome &outcome)
 {
+    // A split gives each set of identical copies a group of its own.
+    QHash<QUuid, QUuid> newGroupOf;
+    QList<QUuid> newGroups;
+    for (const QList<QUuid> &set : outcome.identicalSets) {
+        newGroups.append(QUuid::createUuid());
+        for (const QUuid &member : set)
+            newGroupOf.insert(member, newGroups.last());
+    }
     for (DetectedModel &model : models) {
         if (model.duplicateGroup != groupID)
             continue;
@@ -66,12 +74,20 @@ void StashwellCore::applyVerification(QList<DetectedModel> &models, const QUuid 
                 ? DuplicateVerificationStatus::oneFileOnDisk(outcome.message)
                 : DuplicateVerificationStatus::unableToVerify(outcome.message);
             break;
+        case VerificationOutcomeKind::split:
+            if (newGroupOf.contains(model.id)) {
+                model.duplicateGroup = newGroupOf.value(model.id);
+                model.duplicateVerificationStatus = DuplicateVerificationStatus::verified();
+                break;
+            }
+            [[fallthrough]];
         case VerificationOutcomeKind::different:
             model.duplicateGroup.reset();
             model.duplicateVerificationStatus = DuplicateVerificationStatus::unverified();
             break;
         }
     }
+    return newGroups;
 }
 
 QString StashwellCore::describeGroup(const QList<DetectedModel> &models, const QUuid &groupID)

@@ -53,10 +53,11 @@ public:
     VerificationOutcome verifyGroupInBytes(const QUuid &groupID, const QList<DetectedModel> &models,
                                            const std::function<void(VerificationProgress)> &progress) const;
 
-    // Writes a group's outcome into the list: verified or unable to verify, or the
-    // group dissolved when its members differ.
-    static void applyVerification(QList<DetectedModel> &models, const QUuid &groupID,
-                                  const VerificationOutcome &outcome);
+    // Writes a group's outcome into the list: verified or unable to verify, the group
+    // dissolved when its members differ, or split: each set of identical copies a new
+    // verified group, the members of no set out of any group. Returns the new groups.
+    static QList<QUuid> applyVerification(QList<DetectedModel> &models, const QUuid &groupID,
+                                          const VerificationOutcome &outcome);
 
     // A group's members in list order, each with its source: "phi [GPT4All], phi [Models]".
     static QString describeGroup(const QList<DetectedModel> &models, const QUuid &groupID);

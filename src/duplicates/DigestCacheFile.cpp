@@ -10,41 +10,11 @@
 #include <QSaveFile>
 #include <QStandardPaths>
 
-#include <cerrno>
-#include <unistd.h>
 
 namespace {
 
 const QString formatName = QStringLiteral("stashwell-digests");
 constexpr int digestLength = 32;
-
-// The whole file, or nothing when it is larger than maximumSize, grew while it was
-// read, or cannot be read. Opened like every file verification reads: never a FIFO
-// or a link.
-QByteArray readCapped(const QString &path)
-{
-    auto opened = RegularFile::open(path);
-    const RegularFile *file = std::get_if<RegularFile>(&opened);
-    if (!file || file->size() > DigestCacheFile::maximumSize)
-        return {};
-    // One byte more than the size, so a file that grew shows itself by filling it.
-    QByteArray bytes(file->size() + 1, Qt::Uninitialized);
-    qsizetype filled = 0;
-    while (filled < bytes.size()) {
-        const ssize_t count = ::read(file->descriptor(), bytes.data() + filled, size_t(bytes.size() - filled));
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            return {};
-        if (count == 0)
-            break;
-        filled += count;
-    }
-    if (filled == bytes.size())
-        return {};
-    bytes.truncate(filled);
-    return bytes;
-}
 
 QJsonObject toJson(const SHACacheKey &key, const QByteArray &digest)
 {
@@ -100,7 +70,7 @@ DigestCacheFile::Digests DigestCacheFile::load() const
     Digests digests;
     if (m_path.isEmpty())
         return digests;
-    const QJsonObject root = QJsonDocument::fromJson(readCapped(m_path)).object();
+    const QJsonObject root = QJsonDocument::fromJson(RegularFile::readSmall(m_path, maximumSize).value_or(QByteArray())).object();
     if (root.value(QStringLiteral("format")).toString() != formatName
         || root.value(QStringLiteral("version")).toInteger() != version)
         return digests;

@@ -1,11 +1,15 @@
 #include "duplicates/DuplicateDetector.h"
 
+#include "duplicates/ContentGrouping.h"
+#include "files/SpinningDisk.h"
+
 #include <QFile>
 #include <QMutexLocker>
 #include <QSet>
 #include <QRegularExpression>
 #include <QScopeGuard>
 
+#include <numeric>
 #include <sys/stat.h>
 
 namespace {
@@ -99,10 +103,43 @@ QString DuplicateDetector::groupKey(const DetectedModel &model)
     return normalizedName(model.displayName) + QLatin1Char('|') + QString::number(roundedSize(model.sizeBytes));
 }
 
-void DuplicateDetector::markDuplicates(QList<DetectedModel> &models) const
+namespace {
+
+// Positions joined into groups by either rule; a model found by both joins one group. The
+// standard library has no disjoint-set structure, and this one is a few lines.
+class Links
 {
-    // One pass to bucket positions by key, one pass over the buckets: linear in the
-    // number of models. Identities are fresh per scan, so a position stands for its model.
+public:
+    explicit Links(qsizetype count) : m_parent(count) { std::iota(m_parent.begin(), m_parent.end(), 0); }
+    void join(const QList<qsizetype> &set)
+    {
+        for (const qsizetype i : set)
+            m_parent[root(i)] = root(set.first());
+    }
+    qsizetype root(qsizetype i)
+    {
+        while (m_parent[i] != i)
+            i = m_parent[i] = m_parent[m_parent[i]];
+        return i;
+    }
+
+private:
+    QList<qsizetype> m_parent;
+};
+
+// The positions of `set` without those of `left`.
+QList<qsizetype> leaving(const QList<qsizetype> &set, const QSet<qsizetype> &left)
+{
+    QList<qsizetype> kept;
+    std::copy_if(set.begin(), set.end(), std::back_inserter(kept), [&](qsizetype i) { return !left.contains(i); });
+    return kept;
+}
+
+} // namespace
+
+qsizetype DuplicateDetector::markDuplicates(QList<DetectedModel> &models) const
+{
+    // The name rule: one pass to bucket positions by key; no file is read.
     QHash<QString, QList<qsizetype>> positionsByKey;
     positionsByKey.reserve(models.size());
     for (qsizetype i = 0; i < models.size(); ++i) {
@@ -110,17 +147,67 @@ void DuplicateDetector::markDuplicates(QList<DetectedModel> &models) const
         if (!models.at(i).isLeftover())
             positionsByKey[groupKey(models.at(i))].append(i);
     }
-
+    QList<QList<qsizetype>> byName;
     for (const QList<qsizetype> &positions : std::as_const(positionsByKey)) {
-        if (positions.size() < 2)
+        if (positions.size() > 1)
+            byName.append(positions);
+    }
+    const ContentGrouping::Candidates bySize = ContentGrouping::candidates(models);
+
+    // One file reached under two models (a hard link, a bind mount, a folder reached twice)
+    // is no copy: only the first of them in the list may join a group. Only the models
+    // either rule would group are looked at.
+    QList<qsizetype> looked;
+    for (const QList<qsizetype> &set : std::as_const(byName) + bySize.sameSize)
+        looked += set;
+    std::sort(looked.begin(), looked.end());
+    looked.erase(std::unique(looked.begin(), looked.end()), looked.end());
+    // A primary file that is gone, or changed since the walk measured it, is compared by
+    // content no more.
+    QSet<qsizetype> secondNames;
+    QSet<qsizetype> changed;
+    QSet<std::pair<quint64, quint64>> seen;
+    for (const qsizetype i : std::as_const(looked)) {
+        struct stat info {};
+        const DetectedModel &model = models.at(i);
+        if (model.primaryFile.isEmpty() || ::lstat(QFile::encodeName(model.primaryFile).constData(), &info) != 0
+            || !S_ISREG(info.st_mode)) {
+            changed.insert(i);
+            continue;
+        }
+        if (qint64(info.st_size) != model.primaryFileSize)
+            changed.insert(i);
+        if (seen.contains({info.st_dev, info.st_ino}))
+            secondNames.insert(i);
+        seen.insert({info.st_dev, info.st_ino});
+    }
+
+    Links links(models.size());
+    for (const QList<qsizetype> &set : std::as_const(byName)) {
+        if (const QList<qsizetype> kept = leaving(set, secondNames); kept.size() > 1)
+            links.join(kept);
+    }
+    for (const QList<qsizetype> &sameSize : bySize.sameSize) {
+        for (const QList<qsizetype> &set : ContentGrouping::compare(models, leaving(sameSize, secondNames + changed)))
+            links.join(set);
+    }
+
+    // Every set of two or more gets a fresh identifier; a model alone is left as it was.
+    QHash<qsizetype, QList<qsizetype>> groups;
+    for (const qsizetype i : std::as_const(looked)) {
+        if (!secondNames.contains(i))
+            groups[links.root(i)].append(i);
+    }
+    for (const QList<qsizetype> &members : std::as_const(groups)) {
+        if (members.size() < 2)
             continue;
         const QUuid group = QUuid::createUuid();
-        for (const qsizetype i : positions) {
-            DetectedModel &model = models[i];
-            model.duplicateGroup = group;
-            model.duplicateVerificationStatus = DuplicateVerificationStatus::unverified();
+        for (const qsizetype i : members) {
+            models[i].duplicateGroup = group;
+            models[i].duplicateVerificationStatus = DuplicateVerificationStatus::unverified();
         }
     }
+    return bySize.notCompared;
 }
 
 std::variant<QStringList, DuplicateHashError> DuplicateDetector::primaryFiles(const QList<DetectedModel> &members)
@@ -185,14 +272,14 @@ void DuplicateDetector::saveLastingCacheIfChanged()
 }
 
 DigestResult DuplicateDetector::cachedHash(const QString &path, const std::atomic<bool> *cancelled,
-                                           const FileHasher::Progress &progress)
+                                           const FileHasher::Progress &progress, const FileHasher::Checkpoint &checkpoint)
 {
     const SHACacheKey key = SHACacheKey::forFile(path);
     if (std::optional<QByteArray> digest = cachedDigest(key))
         return *digest;
 
     // Hash without holding the lock: other verifications may use the cache meanwhile.
-    DigestResult result = FileHasher::hashFile(path, cancelled, progress);
+    DigestResult result = FileHasher::hashFile(path, cancelled, progress, checkpoint);
     // A file written to while it was read gives a digest of neither version: hand it
     // back, but do not let it stand for the version the key describes.
     if (const QByteArray *digest = std::get_if<QByteArray>(&result); digest && SHACacheKey::forFile(path) == key) {
@@ -202,30 +289,6 @@ DigestResult DuplicateDetector::cachedHash(const QString &path, const std::atomi
     }
     return result;
 }
-
-namespace {
-
-// Whether the files' samples already show the difference that their whole digests
-// would show, at the same member. Only a difference settles anything: a sample that
-// cannot be read stops the look, and the whole-file pass then meets the same error
-// after the members before it, and so gives the same outcome as it always has.
-bool samplesDiffer(const QStringList &files, const std::atomic<bool> *cancelled)
-{
-    QByteArray first;
-    for (qsizetype i = 0; i < files.size(); ++i) {
-        const DigestResult sample = FileHasher::sampleDigest(files.at(i), cancelled);
-        const QByteArray *digest = std::get_if<QByteArray>(&sample);
-        if (!digest)
-            return false;
-        if (i == 0)
-            first = *digest;
-        else if (*digest != first)
-            return true;
-    }
-    return false;
-}
-
-} // namespace
 
 VerificationOutcome DuplicateDetector::verifyGroup(const QUuid &groupID, const QList<DetectedModel> &models,
                                                    const std::function<void(double)> &progress,
@@ -261,48 +324,82 @@ VerificationOutcome DuplicateDetector::verify(const QUuid &groupID, const QList<
     const auto primaries = primaryFiles(members);
     if (const auto *error = std::get_if<DuplicateHashError>(&primaries))
         return VerificationOutcome::failed(error->message());
-    const QStringList &files = std::get<QStringList>(primaries);
-    if (files.size() < 2)
+    const QStringList &paths = std::get<QStringList>(primaries);
+    if (paths.size() < 2)
         return VerificationOutcome::different();
     // "Verified duplicate" invites deleting one copy; when there is only one file,
     // that would delete the model itself.
-    if (const std::optional<QString> file = sameFileTwice(files))
+    if (const std::optional<QString> file = sameFileTwice(paths))
         return VerificationOutcome::oneFile(DuplicateHashError::unreadable(*file, sameFileReason()).message());
 
+    QList<GroupHashing::File> files;
     qint64 bytesToRead = 0;
-    for (const QString &file : files) {
-        const SHACacheKey key = SHACacheKey::forFile(file);
-        if (!cachedDigest(key))
-            bytesToRead += std::max<qint64>(key.fileSize, 0);
+    for (const QString &path : paths) {
+        const SHACacheKey key = SHACacheKey::forFile(path);
+        std::optional<QByteArray> digest = cachedDigest(key);
+        const qint64 size = digest ? 0 : std::max<qint64>(key.fileSize, 0);
+        bytesToRead += size;
+        files.append({path, size, 0, digest});
     }
-    // Samples cost a few reads per file; worth it only when whole files would be read.
-    if (bytesToRead > 0 && samplesDiffer(files, cancelled))
-        return VerificationOutcome::different();
+    // Samples cost a few reads per file; worth it only when whole files would be read. Files
+    // whose samples differ are never identical: each sample is a likeness of its own.
+    if (bytesToRead > 0) {
+        QHash<QByteArray, int> likenessOfSample;
+        for (GroupHashing::File &file : files) {
+            const DigestResult sample = FileHasher::sampleDigest(file.path, cancelled);
+            if (const auto *error = std::get_if<DuplicateHashError>(&sample))
+                return VerificationOutcome::failed(error->message());
+            const QByteArray &digest = std::get<QByteArray>(sample);
+            if (!likenessOfSample.contains(digest))
+                likenessOfSample.insert(digest, int(likenessOfSample.size()));
+            file.likeness = likenessOfSample.value(digest);
+        }
+    }
 
     const auto save = qScopeGuard([this] { saveLastingCacheIfChanged(); });
-    return compareDigests(files, bytesToRead, progress, byteProgress, cancelled);
+    const QList<GroupHashing::Result> results = hashAll(files, bytesToRead, progress, byteProgress, cancelled);
+    for (const GroupHashing::Result &result : results) {
+        if (result.error)
+            return VerificationOutcome::failed(result.error->message());
+    }
+
+    // Members of one likeness with one digest are one set.
+    QHash<QByteArray, qsizetype> setOfDigest; // within a likeness; the likeness leads the key
+    QList<QList<QUuid>> sets;
+    for (qsizetype i = 0; i < files.size(); ++i) {
+        if (!results[i].digest)
+            continue; // told apart from all the others before its end
+        const QByteArray key = QByteArray::number(files[i].likeness) + ':' + *results[i].digest;
+        if (!setOfDigest.contains(key)) {
+            setOfDigest.insert(key, sets.size());
+            sets.append(QList<QUuid>());
+        }
+        sets[setOfDigest.value(key)].append(members[i].id);
+    }
+    sets.removeIf([](const QList<QUuid> &set) { return set.size() < 2; });
+    if (sets.isEmpty())
+        return VerificationOutcome::different();
+    if (sets.size() == 1 && sets.first().size() == members.size())
+        return VerificationOutcome::identical();
+    return VerificationOutcome::split(sets);
 }
 
-VerificationOutcome DuplicateDetector::compareDigests(const QStringList &files, qint64 bytesToRead,
+QList<GroupHashing::Result> DuplicateDetector::hashAll(const QList<GroupHashing::File> &files, qint64 bytesToRead,
                                                       const std::function<void(double)> &progress,
                                                       const std::function<void(VerificationProgress)> &byteProgress,
                                                       const std::atomic<bool> *cancelled)
 {
-    // Within a file, reported in steps of a hundredth at most, so a large file does not
-    // flood the caller; every finished file is reported.
-    const double fileCount = double(files.size());
+    // Reported in steps of a hundredth, or of progressStep bytes, so a large group does not
+    // flood the caller; the end is always reported.
     double reported = 0;
-    const auto report = [&](double fraction, bool fileFinished) {
-        if (progress && (fraction >= reported + 0.01 || (fileFinished && fraction > reported))) {
+    qint64 bytesReported = 0;
+    const auto report = [&](qint64 done, bool finished) {
+        const double fraction = bytesToRead > 0 ? std::min(1.0, double(done) / double(bytesToRead)) : 1.0;
+        if (progress && (fraction >= reported + 0.01 || (finished && fraction > reported))) {
             reported = fraction;
             progress(fraction);
         }
-    };
-    // The same for bytes, in steps of progressStep.
-    qint64 bytesOfEarlierFiles = 0;
-    qint64 bytesReported = 0;
-    const auto reportBytes = [&](qint64 done, bool fileFinished) {
-        if (byteProgress && (done >= bytesReported + progressStep || (fileFinished && done > bytesReported))) {
+        if (byteProgress && bytesToRead > 0 && (done >= bytesReported + progressStep || (finished && done > bytesReported))) {
             bytesReported = done;
             // A file that grew while it was read makes the total grow with it.
             byteProgress({done, std::max(bytesToRead, done)});
@@ -311,30 +408,16 @@ VerificationOutcome DuplicateDetector::compareDigests(const QStringList &files, 
     if (byteProgress && bytesToRead > 0)
         byteProgress({0, bytesToRead});
 
-    QByteArray firstDigest;
-    for (qsizetype i = 0; i < files.size(); ++i) {
-        const QString &file = files.at(i);
-        qint64 hashedOfFile = 0;
-        FileHasher::Progress fileProgress;
-        if (progress || byteProgress) {
-            const qint64 expected = std::max<qint64>(sizeOnDisk(file), 1);
-            fileProgress = [&, i, expected](qint64 hashed) {
-                hashedOfFile = hashed;
-                report((double(i) + std::min(1.0, double(hashed) / double(expected))) / fileCount, false);
-                reportBytes(bytesOfEarlierFiles + hashed, false);
-            };
-        }
-        const DigestResult result = cachedHash(file, cancelled, fileProgress);
-        if (const auto *error = std::get_if<DuplicateHashError>(&result))
-            return VerificationOutcome::failed(error->message());
-        const QByteArray &digest = std::get<QByteArray>(result);
-        bytesOfEarlierFiles += hashedOfFile;
-        report(double(i + 1) / fileCount, true);
-        reportBytes(bytesOfEarlierFiles, true);
-        if (i == 0)
-            firstDigest = digest;
-        else if (digest != firstDigest)
-            return VerificationOutcome::different();
-    }
-    return VerificationOutcome::identical();
+    GroupHashing hashing(
+        files,
+        [this](const QString &path, const std::atomic<bool> *stop, const FileHasher::Progress &read,
+               const FileHasher::Checkpoint &checkpoint) { return cachedHash(path, stop, read, checkpoint); },
+        [disks = SpinningDisk()](const QString &path) { return disks.of(path); });
+    const QList<GroupHashing::Result> results = hashing.run(cancelled, [&](qint64 done) { report(done, false); });
+    bool failed = false;
+    for (const GroupHashing::Result &result : results)
+        failed = failed || result.error.has_value();
+    if (!failed)
+        report(bytesToRead, true);
+    return results;
 }

@@ -4,6 +4,7 @@
 #include "duplicates/DigestCacheFile.h"
 #include "duplicates/DuplicateHashError.h"
 #include "duplicates/FileHasher.h"
+#include "duplicates/GroupHashing.h"
 #include "duplicates/SHACacheKey.h"
 #include "duplicates/VerificationOutcome.h"
 #include "duplicates/VerificationProgress.h"
@@ -18,9 +19,10 @@
 #include <optional>
 #include <variant>
 
-// Finds likely duplicates among the models of one scan (same normalised name,
-// nearly the same size; no file is read) and, on request, settles a group by
-// comparing the SHA-256 of every member's largest file.
+// Finds likely duplicates among the models of one scan (same normalised name and
+// nearly the same size, or primary files of one size that cheap evidence cannot tell
+// apart) and, on request, settles a group by comparing the SHA-256 of every member's
+// primary file.
 //
 // Grouping keeps no state. Verification first compares a few samples of every
 // file, so most differing groups are settled without reading gigabytes. It keeps
@@ -45,9 +47,13 @@ public:
     // normalizedName(displayName) + "|" + roundedSize(sizeBytes) in decimal.
     static QString groupKey(const DetectedModel &model);
 
-    // Gives every set of models sharing a key a fresh group identifier and resets
-    // their verification; a model alone under its key is left as it was.
-    void markDuplicates(QList<DetectedModel> &models) const;
+    // Groups likely duplicates by two rules: the same key (normalised name and rounded
+    // size), or the same content (ContentGrouping). A model matched by either joins its
+    // copies' group, so every copy of one file ends up in one group. Models that are one
+    // file on disk with an earlier model never join a group. Each group gets a fresh
+    // identifier and its members' verification is reset; a model in no group is left as it
+    // was. Returns how many models the content rule left out for its budget.
+    qsizetype markDuplicates(QList<DetectedModel> &models) const;
 
     // Compares the primary files of every model in `groupID`. Synchronous and
     // possibly long: run it off the interface thread. `progress` receives the
@@ -57,9 +63,8 @@ public:
                                     const std::function<void(double)> &progress = {},
                                     const std::atomic<bool> *cancelled = nullptr);
     // The same check, with progress in bytes: called once with bytesDone 0 when whole
-    // files start to be read, then after each further progressStep bytes and at the end of
-    // every file; not at all when samples or the cache settle the group. Called on the
-    // thread running the check. (With no progress but a cancel flag, name the type:
+    // files start to be read, then after each further progressStep bytes and at the end;
+    // not at all when the cache settles the group. Called on the thread running the check. (With no progress but a cancel flag, name the type:
     // a bare {} fits both overloads.)
     VerificationOutcome verifyGroup(const QUuid &groupID, const QList<DetectedModel> &models,
                                     const std::function<void(VerificationProgress)> &byteProgress,
@@ -76,18 +81,18 @@ public:
     // The file's digest from the cache when the file is unchanged, else hashed now and
     // remembered. Failures are not remembered.
     DigestResult cachedHash(const QString &path, const std::atomic<bool> *cancelled = nullptr,
-                            const FileHasher::Progress &progress = {});
+                            const FileHasher::Progress &progress = {}, const FileHasher::Checkpoint &checkpoint = {});
 
 private:
     VerificationOutcome verify(const QUuid &groupID, const QList<DetectedModel> &models,
                                const std::function<void(double)> &progress,
                                const std::function<void(VerificationProgress)> &byteProgress,
                                const std::atomic<bool> *cancelled);
-    // Whole-file digests in member order, stopping at the first error or difference.
-    VerificationOutcome compareDigests(const QStringList &files, qint64 bytesToRead,
-                                       const std::function<void(double)> &progress,
-                                       const std::function<void(VerificationProgress)> &byteProgress,
-                                       const std::atomic<bool> *cancelled);
+    // The whole-file digests the comparison needs, with progress reported as promised.
+    QList<GroupHashing::Result> hashAll(const QList<GroupHashing::File> &files, qint64 bytesToRead,
+                                        const std::function<void(double)> &progress,
+                                        const std::function<void(VerificationProgress)> &byteProgress,
+                                        const std::atomic<bool> *cancelled);
     // The digest remembered for this version of the file; reads the lasting cache first
     // if this detector has not yet.
     std::optional<QByteArray> cachedDigest(const SHACacheKey &key);

@@ -28,8 +28,9 @@ QString unavailableReason()
 class Sha256Reader
 {
 public:
-    Sha256Reader(const RegularFile &file, const std::atomic<bool> *cancelled, const FileHasher::Progress &progress)
-        : m_file(file), m_cancelled(cancelled), m_progress(progress),
+    Sha256Reader(const RegularFile &file, const std::atomic<bool> *cancelled, const FileHasher::Progress &progress,
+                 const FileHasher::Checkpoint &checkpoint)
+        : m_file(file), m_cancelled(cancelled), m_progress(progress), m_checkpoint(checkpoint),
           m_context(EVP_MD_CTX_new()), m_chunk(std::make_unique_for_overwrite<unsigned char[]>(FileHasher::chunkSize))
     {
     }
@@ -54,7 +55,10 @@ public:
     std::optional<QString> feedRange(qint64 offset, qint64 length)
     {
         for (qint64 left = length < 0 ? std::numeric_limits<qint64>::max() : length; left > 0;) {
-            const ssize_t count = ::pread(m_file.descriptor(), m_chunk.get(), size_t(std::min(left, FileHasher::chunkSize)), off_t(offset));
+            // A read never crosses a stripe's end, so every checkpoint covers exactly whole stripes.
+            const qint64 toStripeEnd = FileHasher::stripeSize - m_hashed % FileHasher::stripeSize;
+            const qint64 wanted = std::min({left, FileHasher::chunkSize, m_checkpoint ? toStripeEnd : left});
+            const ssize_t count = ::pread(m_file.descriptor(), m_chunk.get(), size_t(wanted), off_t(offset));
             if (count < 0) {
                 if (errno == EINTR)
                     continue;
@@ -71,8 +75,28 @@ public:
             m_hashed += count;
             if (m_progress)
                 m_progress(m_hashed);
+            if (m_checkpoint && m_hashed % FileHasher::stripeSize == 0) {
+                auto digest = digestSoFar();
+                if (auto *reason = std::get_if<QString>(&digest))
+                    return *reason;
+                if (!m_checkpoint(m_hashed / FileHasher::stripeSize - 1, std::get<QByteArray>(digest)))
+                    return FileHasher::stoppedReason();
+            }
         }
         return std::nullopt;
+    }
+
+    // The digest of everything fed so far, leaving the computation to go on.
+    std::variant<QByteArray, QString> digestSoFar()
+    {
+        const std::unique_ptr<EVP_MD_CTX, DigestContextFree> copy(EVP_MD_CTX_new());
+        QByteArray digest(EVP_MAX_MD_SIZE, Qt::Uninitialized);
+        unsigned int length = 0;
+        if (!copy || EVP_MD_CTX_copy_ex(copy.get(), m_context.get()) != 1
+            || EVP_DigestFinal_ex(copy.get(), reinterpret_cast<unsigned char *>(digest.data()), &length) != 1)
+            return unavailableReason();
+        digest.truncate(int(length));
+        return digest;
     }
 
     std::variant<QByteArray, QString> finish()
@@ -89,6 +113,7 @@ private:
     const RegularFile &m_file;
     const std::atomic<bool> *m_cancelled;
     const FileHasher::Progress &m_progress;
+    const FileHasher::Checkpoint &m_checkpoint;
     std::unique_ptr<EVP_MD_CTX, DigestContextFree> m_context;
     std::unique_ptr<unsigned char[]> m_chunk;
     qint64 m_hashed = 0;
@@ -98,13 +123,13 @@ private:
 // whether opening, reading or hashing, becomes unreadable with its reason.
 template<typename FeedParts>
 DigestResult digestOf(const QString &path, const std::atomic<bool> *cancelled, const FileHasher::Progress &progress,
-                      FeedParts feedParts)
+                      const FileHasher::Checkpoint &checkpoint, FeedParts feedParts)
 {
     auto opened = RegularFile::open(path);
     if (const auto *reason = std::get_if<QString>(&opened))
         return DuplicateHashError::unreadable(path, *reason);
     const RegularFile &file = std::get<RegularFile>(opened);
-    Sha256Reader reader(file, cancelled, progress);
+    Sha256Reader reader(file, cancelled, progress, checkpoint);
     std::optional<QString> failure = reader.start();
     if (!failure)
         failure = feedParts(file, reader);
@@ -123,29 +148,35 @@ QString FileHasher::cancelledReason()
     return QStringLiteral("Verification was cancelled.");
 }
 
-DigestResult FileHasher::hashFile(const QString &path, const std::atomic<bool> *cancelled, const Progress &progress)
+QString FileHasher::stoppedReason()
 {
-    return digestOf(path, cancelled, progress, [](const RegularFile &file, Sha256Reader &reader) {
+    return QStringLiteral("The file was not read to its end: what was read already tells it apart.");
+}
+
+DigestResult FileHasher::hashFile(const QString &path, const std::atomic<bool> *cancelled, const Progress &progress,
+                                  const Checkpoint &checkpoint)
+{
+    return digestOf(path, cancelled, progress, checkpoint, [](const RegularFile &file, Sha256Reader &reader) {
         ::posix_fadvise(file.descriptor(), 0, 0, POSIX_FADV_SEQUENTIAL);
         return reader.feedRange(0, -1);
     });
 }
 
-DigestResult FileHasher::sampleDigest(const QString &path, const std::atomic<bool> *cancelled)
+DigestResult FileHasher::sampleDigest(const QString &path, const std::atomic<bool> *cancelled, qint64 blockSize)
 {
-    return digestOf(path, cancelled, {}, [](const RegularFile &file, Sha256Reader &reader) -> std::optional<QString> {
+    return digestOf(path, cancelled, {}, {}, [blockSize](const RegularFile &file, Sha256Reader &reader) -> std::optional<QString> {
         // The size goes in first: files of different sizes never share a sample digest.
         const qint64 size = file.size();
         if (auto failure = reader.feed(&size, sizeof size))
             return failure;
-        const qint64 last = std::max<qint64>(0, size - sampleSize);
-        const std::array<qint64, 3> offsets{0, std::min(last, std::max<qint64>(0, size / 2 - sampleSize / 2)), last};
+        const qint64 last = std::max<qint64>(0, size - blockSize);
+        const std::array<qint64, 3> offsets{0, std::min(last, std::max<qint64>(0, size / 2 - blockSize / 2)), last};
         qint64 previous = -1;
         for (const qint64 offset : offsets) {
             if (offset == previous) // small files: one sample covers them
                 continue;
             previous = offset;
-            if (auto failure = reader.feedRange(offset, sampleSize))
+            if (auto failure = reader.feedRange(offset, blockSize))
                 return failure;
         }
         return std::nullopt;

@@ -25,17 +25,27 @@ class FileHasher
 public:
     static constexpr qint64 chunkSize = 65536;
     static constexpr qint64 sampleSize = 65536;
+    // Whole-file reads stop at every multiple of this to hand on the digest of what was
+    // read so far (a multiple of chunkSize, so reads stay aligned).
+    static constexpr qint64 stripeSize = 8 * 1024 * 1024;
 
     // Called after every chunk with the number of bytes hashed so far.
     using Progress = std::function<void(qint64 bytesHashed)>;
+    // Called after each whole stripe with its number (from 0) and the SHA-256 of the file's
+    // first (stripe + 1) * stripeSize bytes. Two files whose digests at one stripe differ
+    // have different contents. Returning false stops the read: the result is then
+    // unreadable with stoppedReason().
+    using Checkpoint = std::function<bool(qint64 stripe, const QByteArray &prefixDigest)>;
 
     static DigestResult hashFile(const QString &path, const std::atomic<bool> *cancelled = nullptr,
-                                 const Progress &progress = {});
+                                 const Progress &progress = {}, const Checkpoint &checkpoint = {});
 
-    // The SHA-256 of the file's size and of sampleSize bytes at its start, middle and
+    // The SHA-256 of the file's size and of `blockSize` bytes at its start, middle and
     // end (less when the file is smaller). Two files whose sample digests differ have
     // different contents; equal sample digests prove nothing about the rest.
-    static DigestResult sampleDigest(const QString &path, const std::atomic<bool> *cancelled = nullptr);
+    static DigestResult sampleDigest(const QString &path, const std::atomic<bool> *cancelled = nullptr,
+                                     qint64 blockSize = sampleSize);
 
     static QString cancelledReason();
+    static QString stoppedReason();
 };

@@ -59,6 +59,35 @@ std::variant<RegularFile, QString> RegularFile::open(const QString &path)
     return file;
 }
 
+std::optional<QByteArray> RegularFile::readSmall(const QString &path, qint64 maximumSize)
+{
+    auto opened = open(path);
+    const RegularFile *file = std::get_if<RegularFile>(&opened);
+    if (!file || file->size() > maximumSize)
+        return std::nullopt;
+    // One byte more than the size, so a file that grew shows itself by filling it; files of
+    // /proc and /sys tell no size at all.
+    QByteArray bytes(file->size() + 1, Qt::Uninitialized);
+    qsizetype filled = 0;
+    for (;;) {
+        if (filled == bytes.size()) {
+            if (bytes.size() > maximumSize)
+                return std::nullopt;
+            bytes.resize(std::min<qint64>(std::max<qint64>(bytes.size() * 2, 4096), maximumSize + 1));
+        }
+        const ssize_t count = ::read(file->descriptor(), bytes.data() + filled, size_t(bytes.size() - filled));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            return std::nullopt;
+        if (count == 0)
+            break;
+        filled += count;
+    }
+    bytes.truncate(filled);
+    return bytes;
+}
+
 RegularFile::RegularFile(RegularFile &&other) noexcept
     : m_descriptor(std::exchange(other.m_descriptor, -1)), m_size(other.m_size)
 {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
+#include <optional>
 #include <variant>
 
 // A regular file opened for reading, closed when this goes. Everything Stashwell reads
@@ -20,6 +22,10 @@ public:
     int descriptor() const { return m_descriptor; }
     // The size when it was opened.
     qint64 size() const { return m_size; }
+
+    // The whole content of a small file, or nothing when it cannot be opened or read, or
+    // is (or grows while it is read to) larger than `maximumSize`.
+    static std::optional<QByteArray> readSmall(const QString &path, qint64 maximumSize);
 
     // The C library's text for an errno value (strerror_r, in the process's locale).
     static QString systemReason(int error);

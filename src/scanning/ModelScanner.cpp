@@ -81,7 +81,7 @@ ScanResult ModelScanner::scan() const
     }
 
     result.models += customFolderScanner.scan(customFolders);
-    DuplicateDetector().markDuplicates(result.models);
+    result.notComparedByContent = DuplicateDetector().markDuplicates(result.models);
     result.unreadableFolders = unreadableAmong(knownFolders);
     return result;
 }

@@ -37,4 +37,7 @@ struct ScanResult
     QList<DetectedModel> models;
     QList<SourceStatus> sources;
     QStringList unreadableFolders;
+    // Models whose primary files share one size with more files than a scan compares by
+    // content (ContentGrouping::fileBudget): grouped by name only.
+    qsizetype notComparedByContent = 0;
 };

@@ -2,6 +2,7 @@
 
 #include "catalogue/ByteCountFormatter.h"
 #include "catalogue/ModelSourceDefinition.h"
+#include "core/DuplicateCopies.h"
 #include "core/ModelSummary.h"
 #include "state/BackgroundTask.h"
 
@@ -93,6 +94,10 @@ void AppViewModel::publishScan(ScanResult result)
     m_sources = std::move(result.sources);
     m_modelList.setModels(&m_models, m_customFolders);
     emit modelsChanged();
+    // Said once, not after every rescan that finds the same.
+    if (result.notComparedByContent != m_notComparedByContent && result.notComparedByContent > 0)
+        emit notice(ModelSummary::notComparedText(result.notComparedByContent));
+    m_notComparedByContent = result.notComparedByContent;
     if (result.unreadableFolders != m_unreadableFolders) {
         m_unreadableFolders = result.unreadableFolders;
         emit permissionChanged();
@@ -258,6 +263,28 @@ void AppViewModel::askToMoveToTrash()
         setShowDeleteConfirmation(true);
 }
 
+void AppViewModel::keepOnly(const QString &modelId)
+{
+    const auto kept = std::find_if(m_models.cbegin(), m_models.cend(),
+                                   [id = QUuid(modelId)](const DetectedModel &model) { return model.id == id; });
+    if (kept == m_models.cend())
+        return;
+    const QList<DetectedModel> others = DuplicateCopies(m_models).copiesBesides(*kept);
+    if (others.isEmpty())
+        return;
+    const QList<QUuid> ids = idsOf(others);
+    setSelectedModelIDs(QSet<QUuid>(ids.begin(), ids.end()));
+    setShowDeleteConfirmation(true);
+}
+
+QVariantList AppViewModel::selectionNotes() const
+{
+    QVariantList notes;
+    for (const DuplicateCopies::Note &note : DuplicateCopies(m_models).selectionNotes(selectedModels()))
+        notes.append(QVariantMap{{QStringLiteral("text"), note.text}, {QStringLiteral("everyCopy"), note.everyCopy}});
+    return notes;
+}
+
 QList<DetectedModel> AppViewModel::selectedModels() const
 {
     QList<DetectedModel> selected;
@@ -284,8 +311,10 @@ QString AppViewModel::selectedTotalSizeText() const
 QVariantList AppViewModel::selectedModelSummaries() const
 {
     QVariantList summaries;
+    const DuplicateCopies copies(m_models);
     for (const DetectedModel &model : selectedModels()) {
         summaries.append(QVariantMap{{QStringLiteral("name"), model.displayName},
+                                     {QStringLiteral("alsoIn"), copies.alsoIn(model)},
                                      {QStringLiteral("source"), model.sourceTool.description()},
                                      {QStringLiteral("sizeText"), ByteCountFormatter::format(model.sizeBytes)},
                                      {QStringLiteral("kind"), model.leftoverDescription()},
@@ -379,6 +408,7 @@ void AppViewModel::verifyDuplicateGroups(const QList<QUuid> &groupIDs)
         return;
     m_verifyQueue = groupIDs;
     m_differentGroups.clear();
+    m_splitGroups.clear();
     m_verifyGroupsTotal = int(groupIDs.size());
     m_verifyCancelled = std::make_shared<std::atomic<bool>>(false);
     setVerifyProgress(0);
@@ -391,8 +421,13 @@ void AppViewModel::verifyNextGroup()
     if (m_verifyQueue.isEmpty()) {
         setVerifying(false);
         // Badges that vanish need a word: these turned out not to be duplicates.
+        QStringList said;
         if (!m_differentGroups.isEmpty())
-            emit notice(QStringLiteral("Not duplicates, their contents differ: ") + m_differentGroups.join(QStringLiteral("; ")));
+            said.append(QStringLiteral("Not duplicates, their contents differ: %1.").arg(m_differentGroups.join(QStringLiteral("; "))));
+        if (!m_splitGroups.isEmpty())
+            said.append(QStringLiteral("Only some copies are identical: %1.").arg(m_splitGroups.join(QStringLiteral("; "))));
+        if (!said.isEmpty())
+            emit notice(said.join(QLatin1Char(' ')));
         return;
     }
     const QUuid groupID = m_verifyQueue.takeFirst();
@@ -421,9 +456,16 @@ void AppViewModel::verifyNextGroup()
 
 void AppViewModel::applyVerificationOutcome(const QUuid &groupID, const VerificationOutcome &outcome)
 {
+    const QString members = StashwellCore::describeGroup(m_models, groupID);
+    const QList<QUuid> newGroups = StashwellCore::applyVerification(m_models, groupID, outcome);
     if (outcome.kind == VerificationOutcomeKind::different)
-        m_differentGroups.append(StashwellCore::describeGroup(m_models, groupID));
-    StashwellCore::applyVerification(m_models, groupID, outcome);
+        m_differentGroups.append(members);
+    if (outcome.kind == VerificationOutcomeKind::split) {
+        QStringList sets;
+        for (const QUuid &group : newGroups)
+            sets.append(StashwellCore::describeGroup(m_models, group));
+        m_splitGroups.append(sets.join(QStringLiteral("; ")));
+    }
     m_modelList.refreshModelRows();
     emit modelsChanged();
 }

@@ -43,6 +43,10 @@ class AppViewModel : public QObject
     // What the drive really gets back from deleting the selection; empty while it is worked out.
     Q_PROPERTY(QString spaceFreedText READ spaceFreedText NOTIFY spaceFreedChanged)
     Q_PROPERTY(QVariantList selectedModelSummaries READ selectedModelSummaries NOTIFY selectionChanged)
+    // For the confirmation, one sentence per duplicate group the selection touches: the
+    // copies it leaves and where they are, or that it moves every copy:
+    // [{ text, everyCopy }].
+    Q_PROPERTY(QVariantList selectionNotes READ selectionNotes NOTIFY selectionChanged)
     Q_PROPERTY(bool canVerify READ canVerify NOTIFY canVerifyChanged)
     Q_PROPERTY(bool showDeleteConfirmation READ showDeleteConfirmation WRITE setShowDeleteConfirmation NOTIFY showDeleteConfirmationChanged)
     Q_PROPERTY(bool isVerifyingDuplicates READ isVerifyingDuplicates NOTIFY verifyingChanged)
@@ -94,9 +98,11 @@ public:
     QList<QUuid> selectedDuplicateGroupIDs() const;
     int selectedCount() const { return int(m_selection.size()); }
     QString selectedTotalSizeText() const;
-    // [{ name, source, sizeText, kind, note, accessibleName }] for the confirmation: `kind`
-    // says what a leftover is, `note` when a download may still be going on.
+    // [{ name, source, sizeText, kind, note, alsoIn, accessibleName }] for the
+    // confirmation: `kind` says what a leftover is, `note` when a download may still be
+    // going on, `alsoIn` where the model's other copies are.
     QVariantList selectedModelSummaries() const;
+    QVariantList selectionNotes() const;
     bool canVerify() const { return !m_verifying && !selectedDuplicateGroupIDs().isEmpty(); }
 
     bool showDeleteConfirmation() const { return m_showDeleteConfirmation; }
@@ -145,6 +151,9 @@ public slots:
     void toggleCurrentRowSelection();
     void selectAllShown();
     void askToMoveToTrash();
+    // "Keep one": selects every other copy of the model's verified group and asks to move
+    // them to the Trash; does nothing for a model in no verified group.
+    void keepOnly(const QString &modelId);
 
     // Verifies the groups one after another; ignored while a verification runs.
     void verifyDuplicateGroup(const QString &groupId);
@@ -210,10 +219,12 @@ private:
     QStringList m_customFolders;
     bool m_showWelcomeScreen = false;
     QStringList m_unreadableFolders;
+    qsizetype m_notComparedByContent = 0; // as the last scan reported it
 
     quint64 m_scanGeneration = 0;
     QList<QUuid> m_verifyQueue;
     QStringList m_differentGroups; // groups of this verification whose contents differ
+    QStringList m_splitGroups;     // the identical sets of groups of this verification that split
     int m_verifyGroupsTotal = 0;
     std::shared_ptr<std::atomic<bool>> m_verifyCancelled;
     // Last member: it is destroyed first, waiting for its running tasks while the rest

@@ -106,9 +106,11 @@ QString ModelListModel::accessibleName(const DetectedModel &model)
     return parts.join(QStringLiteral(", "));
 }
 
-QString ModelListModel::accessibleDescription(const DetectedModel &model)
+QString ModelListModel::accessibleDescription(const DetectedModel &model, const QString &alsoIn)
 {
     QStringList lines{modifiedText(model.lastModified)};
+    if (!alsoIn.isEmpty())
+        lines.append(alsoIn);
     if (badgeName(model) == QLatin1String("unable"))
         lines.append(QStringLiteral("Unable to verify duplicate status. %1").arg(model.duplicateVerificationStatus.reason()));
     if (!model.problem.isEmpty())
@@ -143,7 +145,8 @@ QHash<int, QByteArray> ModelListModel::roleNames() const
             {ShowSourceLabelRole, "showSourceLabel"}, {ProblemRole, "problem"},
             {SubtitleRole, "subtitle"},       {NoteRole, "note"},
             {LibraryCacheRole, "libraryCache"}, {SymbolRole, "symbol"},
-            {AccessibleNameRole, "accessibleName"}, {AccessibleDescriptionRole, "accessibleDescription"}};
+            {AccessibleNameRole, "accessibleName"}, {AccessibleDescriptionRole, "accessibleDescription"},
+            {AlsoInRole, "alsoIn"}};
 }
 
 QVariant ModelListModel::data(const QModelIndex &index, int role) const
@@ -195,7 +198,8 @@ QVariant ModelListModel::data(const QModelIndex &index, int role) const
     case SubtitleRole: return subtitle(model);
     case NoteRole: return note(model);
     case AccessibleNameRole: return accessibleName(model);
-    case AccessibleDescriptionRole: return accessibleDescription(model);
+    case AccessibleDescriptionRole: return accessibleDescription(model, m_copies.alsoIn(model));
+    case AlsoInRole: return m_copies.alsoIn(model);
     default: return {};
     }
 }
@@ -247,6 +251,7 @@ void ModelListModel::rebuildRows()
 {
     beginResetModel();
     m_rows.clear();
+    m_copies = DuplicateCopies(m_models ? *m_models : QList<DetectedModel>());
     const QList<ModelSection> sections = m_models ? ModelSection::build(*m_models) : QList<ModelSection>();
     for (const ModelSection &section : sections) {
         const QList<qsizetype> shown = shownRows(section.modelRows);
@@ -351,7 +356,8 @@ void ModelListModel::emitChanged(const QList<int> &roles)
 
 void ModelListModel::refreshModelRows()
 {
-    emitChanged({BadgeRole, BadgeReasonRole, DuplicateGroupRole});
+    m_copies = DuplicateCopies(m_models ? *m_models : QList<DetectedModel>());
+    emitChanged({BadgeRole, BadgeReasonRole, DuplicateGroupRole, AlsoInRole});
 }
 
 void ModelListModel::refreshSelection()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "catalogue/DetectedModel.h"
+#include "core/DuplicateCopies.h"
 
 #include <QAbstractListModel>
 #include <QSet>
@@ -46,6 +47,7 @@ public:
         SymbolRole,         // a header's symbol for a source without a desktop icon, or empty
         AccessibleNameRole, // what a screen reader says for the row: accessibleName()
         AccessibleDescriptionRole, // and after it: accessibleDescription()
+        AlsoInRole,         // where a duplicate's other copies are: "Also in LM Studio, Jan"; else empty
     };
     Q_ENUM(Role)
 
@@ -72,8 +74,9 @@ public:
     // mark the eye gets from its subtitle, badge and notes ("orphaned", "likely
     // duplicate", ...), as one list separated by commas.
     static QString accessibleName(const DetectedModel &model);
-    // What it says after the name: the date, and the reason behind a mark that has one.
-    static QString accessibleDescription(const DetectedModel &model);
+    // What it says after the name: the date, where a duplicate's other copies are
+    // (`alsoIn`), and the reason behind a mark that has one.
+    static QString accessibleDescription(const DetectedModel &model, const QString &alsoIn = {});
 
     int currentRow() const { return m_currentRow; }
     // Takes a model row; any other row is ignored.
@@ -120,6 +123,7 @@ private:
 
     QList<Row> m_rows;
     const QList<DetectedModel> *m_models = nullptr;
+    DuplicateCopies m_copies{QList<DetectedModel>()}; // the groups of *m_models, as of the last change
     const QSet<QUuid> *m_selection = nullptr;
     QStringList m_customFolders;
     QString m_filterText;

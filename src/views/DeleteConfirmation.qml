@@ -80,6 +80,19 @@ Sheet {
             color: Theme.secondaryText
         }
 
+        // Where the copies that stay are, or that a group loses every copy (in orange).
+        Repeater {
+            model: AppViewModel.selectionNotes
+            delegate: Label {
+                required property var modelData
+                objectName: "deleteCopiesNote"
+                Layout.fillWidth: true
+                wrapMode: Text.Wrap
+                text: modelData.text
+                color: modelData.everyCopy ? Theme.orange : Theme.secondaryText
+            }
+        }
+
         ListView {
             id: selectedList
             objectName: "deleteList"
@@ -128,7 +141,7 @@ Sheet {
                             Layout.fillWidth: true
                             elide: Text.ElideRight
                             visible: text !== ""
-                            text: [modelData.kind, modelData.note].filter(t => t !== "").join(" \u00b7 ")
+                            text: [modelData.kind, modelData.alsoIn, modelData.note].filter(t => t !== "").join(" \u00b7 ")
                             font.pixelSize: Theme.calloutSize
                             color: modelData.note !== "" ? Theme.orange : Theme.tertiaryText
                         }

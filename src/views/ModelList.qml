@@ -25,6 +25,7 @@ ListView {
         menu.filePath = entry.firstFilePath
         menu.groupId = entry.duplicateGroup
         menu.badge = entry.badge
+        menu.modelId = entry.modelId
         if (!byKeyboard) {
             menu.popup()
             return
@@ -124,17 +125,26 @@ ListView {
             onTriggered: FileManager.reveal(headerMenu.folderPath)
         }
     }
-    // A model in a duplicate group: verify the group, then reveal.
+    // A model in a duplicate group: verify the group, keep this copy of a verified one,
+    // then reveal.
     Menu {
         id: duplicateRowMenu
         objectName: "duplicateRowMenu"
         property string filePath
         property string groupId
         property string badge
+        property string modelId
         MenuItem {
             objectName: "verifyItem"
             text: duplicateRowMenu.badge === "unable" ? "Try Verification Again" : "Verify Duplicates"
             onTriggered: AppViewModel.verifyDuplicateGroup(duplicateRowMenu.groupId)
+        }
+        MenuItem {
+            objectName: "keepOneItem"
+            text: "Keep This Copy, Move the Others to Trash…"
+            // Only copies verified identical may go.
+            enabled: duplicateRowMenu.badge === "verified"
+            onTriggered: AppViewModel.keepOnly(duplicateRowMenu.modelId)
         }
         MenuSeparator {}
         MenuItem {
@@ -150,6 +160,7 @@ ListView {
         property string filePath
         property string groupId
         property string badge
+        property string modelId
         MenuItem {
             objectName: "showItem"
             text: "Show in File Manager"

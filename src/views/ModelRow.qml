@@ -4,9 +4,9 @@ import QtQuick.Controls
 import QtQuick.Layouts
 
 // One model: a checkbox, its name (cut in the middle when long), under it the source of
-// an orphan or what a leftover is, its size, its date and its duplicate badge. To a
-// screen reader the whole row is one check box, checked when the model is selected,
-// whose name says in words what the columns show.
+// an orphan or what a leftover is and where a duplicate's other copies are, its size,
+// its date and its duplicate badge. To a screen reader the whole row is one check box,
+// checked when the model is selected, whose name says in words what the columns show.
 Rectangle {
     id: row
     property var entry
@@ -90,8 +90,18 @@ Rectangle {
                 color: Theme.secondaryText
             }
             Label {
+                objectName: "alsoInLabel"
+                Accessible.ignored: true
+                Layout.fillWidth: true
+                visible: text !== ""
+                text: row.entry?.alsoIn ?? ""
+                elide: Text.ElideRight
+                font.pixelSize: Theme.subheadlineSize
+                color: Theme.secondaryText
+            }
+            Label {
                 objectName: "downloadNote"
-            Accessible.ignored: true
+                Accessible.ignored: true
                 visible: text !== ""
                 text: row.entry?.note ?? ""
                 font.pixelSize: Theme.subheadlineSize

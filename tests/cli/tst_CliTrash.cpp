@@ -175,6 +175,39 @@ private slots:
         QCOMPARE(result.exitCode, 2);
         QCOMPARE(result.err, u"stashwell-cli: trash: no model matches --name llama with --larger-than 1GB\n"_s);
     }
+
+    // keep-one: only the copies verified identical to the kept one move, the question says
+    // where the kept one stays, and each copy names the others in the JSON report.
+    void keepOneMovesOnlyVerifiedCopies()
+    {
+        TempHome home;
+        const QByteArray weights(3 << 20, 'w');
+        QByteArray almost = weights;
+        almost[1 << 20] = 'x'; // alike in every sample
+        for (const char *file : {"Models/kept.gguf", "Other/copy.gguf", "Third/almost.gguf"}) {
+            home.writeFile(QLatin1String(file), QByteArrayView(file).startsWith("Third") ? almost : weights);
+            cli(home, {u"folders"_s, u"add"_s, home.filePath(QString::fromLatin1(file).section(u'/', 0, 0))});
+        }
+        const QJsonArray models = QJsonDocument::fromJson(cli(home, {u"scan"_s, u"--json"_s}).out.toUtf8())[u"models"_s].toArray();
+        QCOMPARE(models.first()[u"duplicateOf"_s].toArray(),
+                 (QJsonArray{QJsonObject{{u"sourceKind"_s, u"custom"_s}, {u"displayName"_s, u"copy"_s}},
+                             QJsonObject{{u"sourceKind"_s, u"custom"_s}, {u"displayName"_s, u"almost"_s}}}));
+
+        const QString kept = home.filePath(u"Models/kept.gguf"_s);
+        Run result = cli(home, {u"-c"_s, u"echo n | /usr/bin/script -qec \"$0\" /dev/null"_s, QStringLiteral(STASHWELL_CLI_PATH " keep-one --path ") + kept}, u"/bin/sh"_s);
+        QVERIFY2(result.out.contains(u"Move 1 model (3.1 MB) to the Trash: copy [Other]? The disk gets back 3.1 MB. Left on disk: kept in Models. [y/N]"_s),
+                 qPrintable(result.out));
+        result = cli(home, {u"keep-one"_s, u"--yes"_s, u"--path"_s, kept});
+        QCOMPARE(result.exitCode, 0);
+        QVERIFY2(result.err.contains(u"Only some are identical: kept [Models], copy [Other]."_s), qPrintable(result.err));
+        QVERIFY(!QFile::exists(home.filePath(u"Other/copy.gguf"_s)));
+        QVERIFY(QFile::exists(kept) && QFile::exists(home.filePath(u"Third/almost.gguf"_s)));
+        // What is left only looks alike: verification finds no copy, and nothing moves.
+        result = cli(home, {u"keep-one"_s, u"--yes"_s, u"--path"_s, kept});
+        QCOMPARE(result.exitCode, 1);
+        QVERIFY(result.err.contains(u"kept [Models]: no identical copy, nothing moves"_s));
+        QVERIFY(QFile::exists(home.filePath(u"Third/almost.gguf"_s)));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestCliTrash)

@@ -1,3 +1,4 @@
+#include "core/DuplicateCopies.h"
 #include "core/ModelSections.h"
 #include "core/ModelSummary.h"
 
@@ -72,6 +73,32 @@ private slots:
         QVERIFY(orphansOnly[0].isOrphans);
     }
 
+    // Where a group's other copies are, what a selection leaves of it, and what keeping one
+    // moves: only the others of a verified group.
+    void copiesOfAGroup()
+    {
+        using K = SourceTool::Kind;
+        const QUuid group = QUuid::createUuid();
+        QList<DetectedModel> models{model(QStringLiteral("a"), K::lmStudio, 5, false, group), model(QStringLiteral("b"), K::jan, 5, false, group),
+                                    model(QStringLiteral("c"), K::huggingFace, 5, false, group), model(QStringLiteral("d"), K::jan, 5)};
+        const DuplicateCopies likely(models);
+        QCOMPARE(likely.alsoIn(models[1]), QStringLiteral("Also in LM Studio, Hugging Face"));
+        QCOMPARE(likely.alsoIn(models[3]), QString());
+        QVERIFY(likely.copiesBesides(models[0]).isEmpty()); // not verified yet
+        const QList<DuplicateCopies::Note> some = likely.selectionNotes({models[1], models[2], models[3]});
+        QCOMPARE(some.size(), 1);
+        QCOMPARE(some.first().text, QStringLiteral("Left on disk: a in LM Studio."));
+        QVERIFY(!some.first().everyCopy);
+        const QList<DuplicateCopies::Note> all = likely.selectionNotes(models);
+        QCOMPARE(all.size(), 1);
+        QVERIFY(all.first().everyCopy && all.first().text.contains(QLatin1String("Every copy of a")));
+
+        for (const int i : {0, 1, 2})
+            models[i].duplicateVerificationStatus = DuplicateVerificationStatus::verified();
+        const QList<DetectedModel> moved = DuplicateCopies(models).copiesBesides(models[1]);
+        QCOMPARE(moved.size(), 2);
+        QVERIFY(moved[0].id == models[0].id && moved[1].id == models[2].id);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestModelSummary)

@@ -1,9 +1,11 @@
 #include "core/ModelSummary.h"
+#include "core/StashwellCore.h"
 #include "deletion/ModelDeleter.h"
 #include "deletion/StoreLock.h"
 #include "deletion/TrashService.h"
 #include "support/FileTreeSnapshot.h"
 #include "support/OllamaFixture.h"
+#include "support/ScratchDrive.h"
 #include "support/TempHome.h"
 #include "support/UnprivilegedRun.h"
 
@@ -289,14 +291,65 @@ private slots:
         QCOMPARE(core.spaceFreedBy(phi), 5000);
         QCOMPARE(core.spaceFreedBy(named(models, {QStringLiteral("plain")})), 7000);
 
-        const QStringList custom{QStringLiteral("phi"), QStringLiteral("qwen"), QStringLiteral("plain")};
-        QCOMPARE(ModelSummary::reclaimableSize(named(models, custom)), 8000); // likely duplicates, before verification
-        for (const QString &name : {QStringLiteral("phi"), QStringLiteral("qwen")}) {
-            const QUuid group = *named(models, {name}).first().duplicateGroup;
-            StashwellCore::applyVerification(models, group, core.verifyGroup(group, models));
-        }
-        QCOMPARE(ModelSummary::reclaimableSize(named(models, custom)), 3000);
-        QVERIFY(named(models, {QStringLiteral("phi")}).first().duplicateVerificationStatus.reason().contains(QLatin1String("frees no space")));
+        // One file under two names is never a group: only the copy of qwen counts.
+        QCOMPARE(ModelSummary::reclaimableSize(named(models, {QStringLiteral("phi"), QStringLiteral("qwen"), QStringLiteral("plain")})), 3000);
+    }
+
+    // A folder model holding a file whose name is not text is refused whole by the deletion:
+    // moving the files that can be named would split it.
+    void aFolderModelWithANameThatIsNotTextStaysWhole()
+    {
+        TempHome home;
+        const QString folder = QStringLiteral(".local/share/Jan/data/llamacpp/models/m/");
+        home.writeFile(folder + QStringLiteral("model.gguf"), 100);
+        home.writeRawFile(QFile::encodeName(folder) + "notes-\xff.txt", "x");
+        const StashwellCore core(home.machine());
+        const QList<DetectedModel> jan = named(core.scan().models, {QStringLiteral("m")});
+        QCOMPARE(jan.size(), 1);
+        const FileTreeSnapshot before(home.path());
+        const DeletionResult result = core.deleteModels(jan);
+        QCOMPARE(result.moved, 0);
+        QCOMPARE(result.failures.size(), 1);
+        QVERIFY(result.failures.first().reason.contains(QLatin1String("is not valid text")));
+        QCOMPARE(FileTreeSnapshot(home.path()).problemsAfterTrashing(before, {}, TrashService::homeTrashPath()), QStringList());
+        ::unlink(QFile::encodeName(home.filePath(folder)) + "notes-\xff.txt"); // a name QDir cannot remove
+    }
+
+    // On another drive, a shared sticky .Trash is used only through a folder of the user's
+    // own in it; when that cannot be used, the drive's .Trash-$uid takes the item instead.
+    void sharedTrashFolderThatCannotBeUsed_data()
+    {
+        QTest::addColumn<QString>("own"); // what stands at .Trash/$uid
+        QTest::newRow("a link") << QStringLiteral("link");
+        QTest::newRow("another user's folder") << QStringLiteral("foreign");
+        QTest::newRow("nothing, and it cannot be made") << QStringLiteral("closed");
+    }
+    void sharedTrashFolderThatCannotBeUsed()
+    {
+        QFETCH(QString, own);
+        TempHome home;
+        const ScratchDrive drive(home.filePath(QStringLiteral("drive")), 16 << 20);
+        if (!drive.isMounted() || ::geteuid() != 0)
+            QSKIP("needs a drive of its own and a user other than root to run the deletion as");
+        const QString model = home.writeFile(QStringLiteral("drive/models/llama.gguf"), "weights");
+        const QString decoy = home.makeDir(QStringLiteral("drive/decoy"));
+        giveToUnprivileged(home.path());
+        QCOMPARE(::chmod(QFile::encodeName(drive.path()).constData(), 01777), 0);
+        const QString shared = drive.filePath(QStringLiteral(".Trash"));
+        const QString ownFolder = shared + QStringLiteral("/65534");
+        QVERIFY(QDir().mkdir(shared));
+        QCOMPARE(::chmod(QFile::encodeName(shared).constData(), own == QLatin1String("closed") ? 01555 : 01777), 0);
+        if (own == QLatin1String("link"))
+            QVERIFY(QFile::link(decoy, ownFolder));
+        if (own == QLatin1String("foreign"))
+            QVERIFY(QDir().mkdir(ownFolder) && ::chown(QFile::encodeName(ownFolder).constData(), 65533, 65533) == 0);
+
+        const DetectedModel llama = DetectedModel::create(QStringLiteral("llama"), SourceTool::custom(QStringLiteral("models")), {model}, 7, {});
+        QVERIFY(runUnprivileged([&] { return !StashwellCore(home.machine()).deleteModels({llama}).needsAlert(); }));
+        QCOMPARE(readAll(drive.filePath(QStringLiteral(".Trash-65534/files/llama.gguf"))), QByteArray("weights"));
+        QVERIFY(!QFileInfo::exists(model));
+        QCOMPARE(QDir(decoy).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden), QStringList());
+        QCOMPARE(QFileInfo(ownFolder).isDir() && !QFileInfo(ownFolder).isSymLink(), own == QLatin1String("foreign"));
     }
 };
 

@@ -287,6 +287,19 @@ private slots:
         QTRY_VERIFY(!ui.viewModel.isVerifyingDuplicates());
         QCOMPARE(badge(ui, QStringLiteral("other")), QStringLiteral("none"));
 
+        // A verified copy says where the other is; from the keyboard, its menu keeps it and
+        // asks to move the other, saying where the kept one stays.
+        QCOMPARE(ui.text(QStringLiteral("alsoInLabel"), rowTitled(ui, QStringLiteral("same"))), QStringLiteral("Also in Copies"));
+        ui.click(rowTitled(ui, QStringLiteral("same"))); // the keyboard moves to the row
+        QTest::keyClick(ui.window(), Qt::Key_Menu);
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("duplicateRowMenu")));
+        ui.click(ui.item(QStringLiteral("keepOneItem"), ui.find(QStringLiteral("duplicateRowMenu"))));
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("deleteConfirmation")));
+        QCOMPARE(ui.viewModel.selectedModels().size(), 1);
+        QCOMPARE(ui.viewModel.selectedModels().first().sourceTool, SourceTool::custom(QStringLiteral("Copies")));
+        QCOMPARE(ui.text(QStringLiteral("deleteCopiesNote")), QStringLiteral("Left on disk: same in LM Studio."));
+        ui.click(QStringLiteral("cancelDeleteButton"));
+
         // A model without a group: only "Show in File Manager", which opens its folder.
         ui.click(rowTitled(ui, QStringLiteral("single one")), Qt::RightButton);
         QTRY_VERIFY(ui.isOpen(QStringLiteral("rowMenu")));
