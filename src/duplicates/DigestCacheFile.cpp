@@ -1,89 +1,30 @@
 #include "duplicates/DigestCacheFile.h"
 
-#include "files/RegularFile.h"
+#include "files/LastingCache.h"
 
-#include <QDir>
-#include <QFileInfo>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
-#include <QStandardPaths>
-
-#include <cerrno>
-#include <unistd.h>
 
 namespace {
 
 const QString formatName = QStringLiteral("stashwell-digests");
 constexpr int digestLength = 32;
 
-// The whole file, or nothing when it is larger than maximumSize, grew while it was
-// read, or cannot be read. Opened like every file verification reads: never a FIFO
-// or a link.
-QByteArray readCapped(const QString &path)
-{
-    auto opened = RegularFile::open(path);
-    const RegularFile *file = std::get_if<RegularFile>(&opened);
-    if (!file || file->size() > DigestCacheFile::maximumSize)
-        return {};
-    // One byte more than the size, so a file that grew shows itself by filling it.
-    QByteArray bytes(file->size() + 1, Qt::Uninitialized);
-    qsizetype filled = 0;
-    while (filled < bytes.size()) {
-        const ssize_t count = ::read(file->descriptor(), bytes.data() + filled, size_t(bytes.size() - filled));
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            return {};
-        if (count == 0)
-            break;
-        filled += count;
-    }
-    if (filled == bytes.size())
-        return {};
-    bytes.truncate(filled);
-    return bytes;
-}
-
 QJsonObject toJson(const SHACacheKey &key, const QByteArray &digest)
 {
-    return QJsonObject{
-        {QStringLiteral("path"), key.path},
-        {QStringLiteral("device"), qint64(key.device)},
-        {QStringLiteral("inode"), qint64(key.inode)}, // the bits of an unsigned value, read back as such
-        {QStringLiteral("size"), key.fileSize},
-        {QStringLiteral("modifiedNs"), key.modifiedNs},
-        {QStringLiteral("changedNs"), key.changedNs},
-        {QStringLiteral("sha256"), QString::fromLatin1(digest.toHex())},
-    };
-}
-
-// An integer written exactly; a fraction, text or anything else is not.
-std::optional<qint64> exactInteger(const QJsonObject &entry, const QString &name)
-{
-    const QJsonValue value = entry.value(name);
-    constexpr qint64 absent = std::numeric_limits<qint64>::min();
-    const qint64 integer = value.toInteger(absent);
-    if (!value.isDouble() || integer == absent)
-        return std::nullopt;
-    return integer;
+    QJsonObject entry{{QStringLiteral("sha256"), QString::fromLatin1(digest.toHex())}};
+    key.writeTo(entry);
+    return entry;
 }
 
 bool addEntry(const QJsonObject &entry, DigestCacheFile::Digests &digests)
 {
-    const QString path = entry.value(QStringLiteral("path")).toString();
     const QByteArray hex = entry.value(QStringLiteral("sha256")).toString().toLatin1();
     const QByteArray digest = QByteArray::fromHex(hex);
-    const auto device = exactInteger(entry, QStringLiteral("device"));
-    const auto inode = exactInteger(entry, QStringLiteral("inode"));
-    const auto size = exactInteger(entry, QStringLiteral("size"));
-    const auto modified = exactInteger(entry, QStringLiteral("modifiedNs"));
-    const auto changed = exactInteger(entry, QStringLiteral("changedNs"));
-    if (!QDir::isAbsolutePath(path) || hex.size() != 2 * digestLength || digest.size() != digestLength
-        || !device || !inode || !size || !modified || !changed)
+    const std::optional<SHACacheKey> key = SHACacheKey::readFrom(entry);
+    if (!key || hex.size() != 2 * digestLength || digest.size() != digestLength)
         return false;
-    digests.insert(SHACacheKey{path, quint64(*device), quint64(*inode), *size, *modified, *changed}, digest);
+    digests.insert(*key, digest);
     return true;
 }
 
@@ -91,21 +32,13 @@ bool addEntry(const QJsonObject &entry, DigestCacheFile::Digests &digests)
 
 QString DigestCacheFile::defaultPath()
 {
-    const QString cacheHome = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
-    return cacheHome.isEmpty() ? QString() : cacheHome + QStringLiteral("/Stashwell/digests.json");
+    return LastingCache::pathFor(QStringLiteral("digests.json"));
 }
 
 DigestCacheFile::Digests DigestCacheFile::load() const
 {
     Digests digests;
-    if (m_path.isEmpty())
-        return digests;
-    const QJsonObject root = QJsonDocument::fromJson(readCapped(m_path)).object();
-    if (root.value(QStringLiteral("format")).toString() != formatName
-        || root.value(QStringLiteral("version")).toInteger() != version)
-        return digests;
-    const QJsonArray entries = root.value(QStringLiteral("entries")).toArray();
-    for (const QJsonValue &entry : entries)
+    for (const QJsonValue &entry : LastingCache::readEntries(m_path, formatName, version, maximumSize))
         addEntry(entry.toObject(), digests);
     return digests;
 }
@@ -123,19 +56,5 @@ bool DigestCacheFile::save(const Digests &digests) const
         if (SHACacheKey::forFile(entry.key().path) == entry.key())
             entries.append(toJson(entry.key(), entry.value()));
     }
-    const QJsonObject root{
-        {QStringLiteral("format"), formatName},
-        {QStringLiteral("version"), version},
-        {QStringLiteral("entries"), entries},
-    };
-
-    const QString folder = QFileInfo(m_path).path();
-    if (!QDir().mkpath(folder))
-        return false;
-    QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-    QSaveFile file(m_path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    file.write(QJsonDocument(root).toJson(QJsonDocument::Compact));
-    return file.commit();
+    return LastingCache::writeEntries(m_path, formatName, version, entries);
 }

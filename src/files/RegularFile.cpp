@@ -69,3 +69,28 @@ RegularFile::~RegularFile()
     if (m_descriptor >= 0)
         ::close(m_descriptor);
 }
+
+std::optional<QByteArray> RegularFile::readWhole(const QString &path, qint64 maximumSize)
+{
+    auto opened = open(path);
+    const RegularFile *file = std::get_if<RegularFile>(&opened);
+    if (!file || file->size() > maximumSize)
+        return std::nullopt;
+    // One byte more than the size, so a file that grew shows itself by filling it.
+    QByteArray bytes(file->size() + 1, Qt::Uninitialized);
+    qsizetype filled = 0;
+    while (filled < bytes.size()) {
+        const ssize_t count = ::read(file->descriptor(), bytes.data() + filled, size_t(bytes.size() - filled));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            return std::nullopt;
+        if (count == 0)
+            break;
+        filled += count;
+    }
+    if (filled == bytes.size())
+        return std::nullopt;
+    bytes.truncate(filled);
+    return bytes;
+}

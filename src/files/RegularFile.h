@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
+#include <optional>
 #include <variant>
 
 // A regular file opened for reading, closed when this goes. Everything Stashwell reads
@@ -20,6 +22,10 @@ public:
     int descriptor() const { return m_descriptor; }
     // The size when it was opened.
     qint64 size() const { return m_size; }
+
+    // The whole of a regular file opened as above, or nothing when it is larger than
+    // `maximumSize`, grew while it was read, or cannot be read.
+    static std::optional<QByteArray> readWhole(const QString &path, qint64 maximumSize);
 
     // The C library's text for an errno value (strerror_r, in the process's locale).
     static QString systemReason(int error);
