@@ -73,6 +73,8 @@ QString ScanReport::text() const
             if (!model.problem.isEmpty())
                 line += QStringLiteral("  [cannot be moved: ") + model.problem + QLatin1Char(']');
             out += printable(line) + QLatin1Char('\n');
+            if (model.details)
+                out += QStringLiteral("    ") + printable(model.details->summary()) + QLatin1Char('\n');
             for (const QString &path : withPaths ? model.filePaths : QStringList())
                 out += QStringLiteral("      ") + printable(path) + QLatin1Char('\n');
         }
@@ -106,6 +108,7 @@ QJsonObject ScanReport::modelJson(const DetectedModel &model)
                                                                : QJsonValue(QJsonValue::Null));
     object.insert(QStringLiteral("leftover"), model.isLeftover() ? QJsonValue(model.leftoverKey()) : QJsonValue(QJsonValue::Null));
     object.insert(QStringLiteral("problem"), model.problem.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(model.problem));
+    object.insert(QStringLiteral("details"), model.details ? QJsonValue(model.details->toJson()) : QJsonValue(QJsonValue::Null));
     return object;
 }
 

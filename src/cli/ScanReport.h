@@ -13,7 +13,8 @@ struct ScanReport
     bool withPaths = false;        // the text lists each model's files under its line
 
     // Sections in the window's order, each model with its size, date and duplicate
-    // mark, then the totals and the reclaimable space.
+    // mark and, under it, what the model is when its files say; then the totals and
+    // the reclaimable space.
     QString text() const;
     QJsonObject json() const;
 

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "catalogue/ModelDetails.h"
+#include "duplicates/SHACacheKey.h"
+
+#include <QHash>
+#include <QString>
+#include <optional>
+
+// What model files said of their models, kept between runs so that a scan of files that
+// have not changed opens none of them. Kept beside the digest cache in Stashwell's own
+// cache folder and keyed the same way (path, device, inode, size, modification and
+// change time). A file that says nothing is remembered too, so a damaged or hostile file
+// is not read again on every scan.
+//
+// A JSON object {"format": "stashwell-details", "version": 1, "entries": [...]}, each
+// entry the key's fields, "reader" ("weights" or "ollamaConfig") and "details" (the
+// object the terminal prints, or null). Anything else (damaged, foreign, of another
+// version, larger than maximumSize, not a regular file) is read as empty and replaced at
+// the next save; an entry that does not fit is skipped.
+class DetailsCacheFile
+{
+public:
+    // How a file was read: as a model's weights, or as an Ollama config blob.
+    enum class Reader { weights, ollamaConfig };
+    struct Key
+    {
+        SHACacheKey file;
+        Reader reader = Reader::weights;
+        friend bool operator==(const Key &, const Key &) = default;
+    };
+    using Entries = QHash<Key, std::optional<ModelDetails>>;
+
+    static constexpr int version = 1;
+    static constexpr qint64 maximumSize = 8 * 1024 * 1024;
+    // Beyond this many, entries of files the last scan did not look at are dropped.
+    static constexpr qsizetype maximumEntries = 20000;
+
+    // $XDG_CACHE_HOME/Stashwell/details.json (~/.cache when unset); empty when there is
+    // no cache folder at all.
+    static QString defaultPath();
+
+    explicit DetailsCacheFile(const QString &path) : m_path(path) {}
+
+    Entries load() const;
+    // Writes `entries` (what a scan looked up or read) and those on disk whose file has
+    // not changed since, at most maximumEntries, `entries` first. Written aside and
+    // renamed into place, so a reader never sees half a file. False when it could not be
+    // written.
+    bool save(const Entries &entries) const;
+
+private:
+    QString m_path;
+};
+
+size_t qHash(const DetailsCacheFile::Key &key, size_t seed = 0);
