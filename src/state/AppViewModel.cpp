@@ -263,7 +263,8 @@ QVariantList AppViewModel::selectedModelSummaries() const
                                      {QStringLiteral("source"), model.sourceTool.description()},
                                      {QStringLiteral("sizeText"), ByteCountFormatter::format(model.sizeBytes)},
                                      {QStringLiteral("kind"), model.leftoverDescription()},
-                                     {QStringLiteral("note"), ModelListModel::note(model)}});
+                                     {QStringLiteral("note"), ModelListModel::note(model)},
+                                     {QStringLiteral("quantization"), model.details ? model.details->quantization : QString()}});
     }
     return summaries;
 }

@@ -26,6 +26,20 @@ QString folderOf(const ModelSection &section, const QList<DetectedModel> &models
     return byName;
 }
 
+// A model of unknown size sorts after every counted one.
+qint64 parameterCount(const DetectedModel &model)
+{
+    return model.details && model.details->parameters ? *model.details->parameters : -1;
+}
+
+// What the search field finds a model by, besides its name and source.
+bool detailsContain(const DetectedModel &model, const QString &text)
+{
+    return model.details
+        && (model.details->architecture.contains(text, Qt::CaseInsensitive)
+            || model.details->quantization.contains(text, Qt::CaseInsensitive));
+}
+
 // The orders a section's rows can take besides the scan's own, each a "comes before" test;
 // ties keep the scan order.
 using RowOrder = bool (*)(const DetectedModel &, const DetectedModel &);
@@ -36,6 +50,8 @@ const QHash<QString, RowOrder> &rowOrders()
         {QStringLiteral("name"),
          [](const DetectedModel &a, const DetectedModel &b) { return a.displayName.localeAwareCompare(b.displayName) < 0; }},
         {QStringLiteral("date"), [](const DetectedModel &a, const DetectedModel &b) { return a.lastModified > b.lastModified; }},
+        {QStringLiteral("parameters"),
+         [](const DetectedModel &a, const DetectedModel &b) { return parameterCount(a) > parameterCount(b); }},
     };
     return orders;
 }
@@ -87,7 +103,7 @@ QHash<int, QByteArray> ModelListModel::roleNames() const
             {SelectedRole, "selected"},       {FirstFilePathRole, "firstFilePath"},
             {ShowSourceLabelRole, "showSourceLabel"}, {ProblemRole, "problem"},
             {SubtitleRole, "subtitle"},       {NoteRole, "note"},
-            {LibraryCacheRole, "libraryCache"}};
+            {LibraryCacheRole, "libraryCache"}, {DetailsRole, "details"}};
 }
 
 QVariant ModelListModel::data(const QModelIndex &index, int role) const
@@ -133,6 +149,7 @@ QVariant ModelListModel::data(const QModelIndex &index, int role) const
     case ProblemRole: return model.problem;
     case SubtitleRole: return subtitle(model);
     case NoteRole: return note(model);
+    case DetailsRole: return model.details ? model.details->summary() : QString();
     default: return {};
     }
 }
@@ -169,7 +186,7 @@ QList<qsizetype> ModelListModel::shownRows(const QList<qsizetype> &sectionRows) 
     for (const qsizetype index : sectionRows) {
         const DetectedModel &model = (*m_models)[index];
         if (wanted.isEmpty() || model.displayName.contains(wanted, Qt::CaseInsensitive)
-            || model.sourceTool.description().contains(wanted, Qt::CaseInsensitive))
+            || model.sourceTool.description().contains(wanted, Qt::CaseInsensitive) || detailsContain(model, wanted))
             rows.append(index);
     }
     if (const auto order = rowOrders().constFind(m_sortOrder); order != rowOrders().cend()) {

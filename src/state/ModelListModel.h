@@ -11,10 +11,12 @@
 class ModelListModel : public QAbstractListModel
 {
     Q_OBJECT
-    // Rows whose name or source contains this text (any case); empty shows every row.
+    // Rows whose name, source, architecture or quantization contains this text (any
+    // case); empty shows every row.
     Q_PROPERTY(QString filterText READ filterText WRITE setFilterText NOTIFY filterTextChanged)
     // How rows are ordered within each section: "scan" (the scan's own order), "size"
-    // (largest first), "name" or "date" (newest first). Sections keep their order.
+    // (largest first), "name", "date" (newest first) or "parameters" (most first, those
+    // of unknown count last). Sections keep their order.
     Q_PROPERTY(QString sortOrder READ sortOrder WRITE setSortOrder NOTIFY sortOrderChanged)
 public:
     enum Role {
@@ -39,6 +41,7 @@ public:
         SubtitleRole,       // under the name: an orphan's source; what a leftover is and its store
         NoteRole,           // a leftover download that may still be going on says so; else empty
         LibraryCacheRole,   // a header of a library's cache, which has no application icon
+        DetailsRole,        // what the model is, when its files say: "llama · 8.0B · Q4_K_M · 128K context"
     };
     Q_ENUM(Role)
 

@@ -87,7 +87,7 @@ Sheet {
             delegate: Rectangle {
                 required property var modelData
                 width: ListView.view.width
-                height: nameLabel.parent.implicitHeight + 20
+                height: nameLabel.parent.parent.implicitHeight + 20
                 radius: 12
                 color: Theme.quaternaryFill
                 RowLayout {
@@ -99,13 +99,25 @@ Sheet {
                         Layout.fillWidth: true
                         Layout.preferredWidth: 100
                         spacing: 1
-                        Label {
-                            id: nameLabel
-                            Layout.fillWidth: true
-                            text: modelData.name
-                            elide: Text.ElideMiddle
-                            font.pixelSize: Theme.calloutSize + 1
-                            color: Theme.text
+                        RowLayout {
+                            spacing: 6
+                            Label {
+                                id: nameLabel
+                                Layout.fillWidth: true
+                                text: modelData.name
+                                elide: Text.ElideMiddle
+                                font.pixelSize: Theme.calloutSize + 1
+                                color: Theme.text
+                            }
+                            // "llama3.1:8b Q4_K_M" and "llama3.1:8b Q8_0" are different models.
+                            Label {
+                                objectName: "deleteRowQuantization"
+                                visible: text !== ""
+                                text: modelData.quantization
+                                font.pixelSize: Theme.calloutSize
+                                font.weight: Font.Medium
+                                color: Theme.secondaryText
+                            }
                         }
                         Label {
                             objectName: "deleteRowNote"

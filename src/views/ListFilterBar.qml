@@ -3,8 +3,9 @@ import Stashwell
 import QtQuick.Controls
 import QtQuick.Layouts
 
-// Above the list: a search field that narrows the rows to names or sources holding
-// the text as the user types, and the order of the rows within each section.
+// Above the list: a search field that narrows the rows to names, sources,
+// architectures or quantizations holding the text as the user types, and the order of
+// the rows within each section.
 RowLayout {
     id: bar
     readonly property var list: AppViewModel.modelList
@@ -13,7 +14,7 @@ RowLayout {
     TextField {
         objectName: "searchField"
         Layout.fillWidth: true
-        placeholderText: "Search by name or source"
+        placeholderText: "Search by name, source, architecture or quantization"
         text: bar.list.filterText
         selectByMouse: true
         leftPadding: 12
@@ -42,7 +43,8 @@ RowLayout {
             { text: "Scan Order", value: "scan" },
             { text: "Size", value: "size" },
             { text: "Name", value: "name" },
-            { text: "Date", value: "date" }
+            { text: "Date", value: "date" },
+            { text: "Parameters", value: "parameters" }
         ]
         font.pixelSize: Theme.bodySize
         Layout.preferredWidth: 140

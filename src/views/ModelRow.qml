@@ -4,7 +4,8 @@ import QtQuick.Controls
 import QtQuick.Layouts
 
 // One model: a checkbox, its name (cut in the middle when long), under it the source of
-// an orphan or what a leftover is, its size, its date and its duplicate badge.
+// an orphan or what a leftover is and what the model is (architecture, parameters,
+// quantization, context), its size, its date and its duplicate badge.
 Rectangle {
     id: row
     property var entry
@@ -53,6 +54,16 @@ Rectangle {
                 text: row.entry?.subtitle ?? ""
                 font.pixelSize: Theme.subheadlineSize
                 font.weight: Font.Medium
+                color: Theme.secondaryText
+            }
+            Label {
+                objectName: "detailsLabel"
+                Layout.fillWidth: true
+                visible: text !== ""
+                text: row.entry?.details ?? ""
+                elide: Text.ElideRight
+                maximumLineCount: 1
+                font.pixelSize: Theme.subheadlineSize
                 color: Theme.secondaryText
             }
             Label {
