@@ -90,15 +90,11 @@ QString ModelDetails::parameterText(qint64 count)
     struct Unit { double size; QChar letter; };
     static const Unit units[] = {{1e12, u'T'}, {1e9, u'B'}, {1e6, u'M'}, {1e3, u'K'}};
     const QLocale locale;
-    for (qsizetype i = 0; i < qsizetype(std::size(units)); ++i) {
-        // 999,960,000 rounds to 1,000M: that reads as 1.0B.
-        const double value = double(count) / units[i].size;
-        if (value < 0.9995)
-            continue;
-        const bool useLarger = i > 0 && value >= 999.5;
-        const Unit &unit = useLarger ? units[i - 1] : units[i];
-        const double shown = double(count) / unit.size;
-        return locale.toString(shown, 'f', shown < 99.95 ? 1 : 0) + unit.letter;
+    for (const Unit &unit : units) {
+        // From just under the unit on, as it rounds: 999,960,000 reads as 1.0B, not 1000M.
+        const double value = double(count) / unit.size;
+        if (value >= 0.9995)
+            return locale.toString(value, 'f', value < 99.95 ? 1 : 0) + unit.letter;
     }
     return locale.toString(count);
 }
