@@ -73,7 +73,8 @@ QString ScanReport::text() const
             if (!model.problem.isEmpty())
                 line += QStringLiteral("  [cannot be moved: ") + model.problem + QLatin1Char(']');
             out += printable(line) + QLatin1Char('\n');
-            if (model.details)
+            // With --paths the lines under a model stay its files, as they always were.
+            if (model.details && !withPaths)
                 out += QStringLiteral("    ") + printable(model.details->summary()) + QLatin1Char('\n');
             for (const QString &path : withPaths ? model.filePaths : QStringList())
                 out += QStringLiteral("      ") + printable(path) + QLatin1Char('\n');

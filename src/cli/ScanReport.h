@@ -10,7 +10,7 @@ struct ScanReport
 {
     QList<DetectedModel> models;
     QStringList unreadableFolders; // known model folders that exist but cannot be read
-    bool withPaths = false;        // the text lists each model's files under its line
+    bool withPaths = false;        // the text lists each model's files under its line (not what it is)
 
     // Sections in the window's order, each model with its size, date and duplicate
     // mark and, under it, what the model is when its files say; then the totals and
