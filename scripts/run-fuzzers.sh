@@ -8,7 +8,8 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${STASHWELL_FUZZ_BUILD_DIR:-$root/build-fuzz}
 seconds=${STASHWELL_FUZZ_SECONDS:-30}
-targets=(fuzz_ollama_manifest fuzz_blob_references fuzz_custom_folders fuzz_settings_file)
+targets=(fuzz_ollama_manifest fuzz_blob_references fuzz_custom_folders fuzz_settings_file
+    fuzz_gguf_header fuzz_safetensors_header fuzz_ollama_config)
 
 skip() {
     echo "fuzzing skipped: $*"
@@ -41,6 +42,8 @@ export UBSAN_OPTIONS=print_stacktrace=1
 dictionary() {
     case "$1" in
     fuzz_ollama_manifest | fuzz_blob_references) echo "$root/fuzz/ollama_manifest.dict" ;;
+    fuzz_gguf_header) echo "$root/fuzz/gguf.dict" ;;
+    fuzz_safetensors_header | fuzz_ollama_config) echo "$root/fuzz/safetensors.dict" ;;
     *) echo "$root/fuzz/settings.dict" ;;
     esac
 }
