@@ -41,8 +41,9 @@ const QList<CliHelp::Command> &CliHelp::commands()
          "list every model with its size, date and duplicate mark",
          "Lists every model in the window's order: orphaned models first (their\n"
          "application is gone), then each application's, then your own folders'.\n"
-         "Each line shows the size, the date and any duplicate mark; the total and\n"
-         "the space you can reclaim follow.",
+         "Each line shows the size, the date and any duplicate mark, and the line\n"
+         "under it what the model is (architecture, parameters, quantization,\n"
+         "context) when its files say; the total and the space you can reclaim follow.",
          {{"--json", "print one JSON object instead of text (see stashwell-cli(1))"},
           {"--paths", "list each model's files under its line"},
           {sourceOption, "only models from this source, the totals counting only\n"
