@@ -18,5 +18,5 @@ inline void checkDetails(const std::optional<ModelDetails> &details, ModelDetail
     require(details->parameters.value_or(0) >= 0 && details->contextLength.value_or(0) >= 0, "counts are not negative");
     for (const QString *text : {&details->architecture, &details->quantization, &details->sizeLabel, &details->name})
         require(text->isEmpty() || ModelDetails::statedText(text->toUtf8()) == *text, "texts are as a file may state them");
-    require(ModelDetails::fromJson(details->toJson()) == details, "details survive the lasting cache");
+    require(ModelDetails::fromCacheArray(details->toCacheArray()) == details, "details survive the lasting cache");
 }

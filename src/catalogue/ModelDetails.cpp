@@ -4,6 +4,7 @@
 #include <QLocale>
 #include <QStringDecoder>
 
+#include <algorithm>
 #include <limits>
 
 namespace {
@@ -29,22 +30,26 @@ QJsonValue countOrNull(const std::optional<qint64> &count)
     return count ? QJsonValue(*count) : QJsonValue(QJsonValue::Null);
 }
 
-// A stated text, null or absent (both read as empty); nothing for anything else.
-std::optional<QString> textField(const QJsonObject &object, const QString &name)
+bool hasControlCharacter(const QString &text)
 {
-    const QJsonValue value = object.value(name);
-    if (value.isNull() || value.isUndefined())
+    return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return c.category() == QChar::Other_Control; });
+}
+
+// A stated text or null (read as empty); nothing for anything else. JSON text is valid
+// Unicode already, so only its length and characters are looked at.
+std::optional<QString> textField(const QJsonValue &value)
+{
+    if (value.isNull())
         return QString();
     const QString text = value.toString();
-    if (!value.isString() || text.isEmpty() || ModelDetails::statedText(text.toUtf8()) != text)
+    if (!value.isString() || text.isEmpty() || text.size() > ModelDetails::maximumTextSize || hasControlCharacter(text))
         return std::nullopt;
     return text;
 }
 
 // A count written exactly (no fraction, not negative) or null; nothing for anything else.
-std::optional<std::optional<qint64>> countField(const QJsonObject &object, const QString &name)
+std::optional<std::optional<qint64>> countField(const QJsonValue &value)
 {
-    const QJsonValue value = object.value(name);
     if (value.isNull())
         return std::optional<qint64>();
     constexpr qint64 absent = std::numeric_limits<qint64>::min();
@@ -62,13 +67,7 @@ QString ModelDetails::statedText(QByteArrayView utf8)
         return {};
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString text = decoder.decode(utf8);
-    if (decoder.hasError())
-        return {};
-    for (const QChar c : text) {
-        if (c.category() == QChar::Other_Control)
-            return {};
-    }
-    return text;
+    return decoder.hasError() || hasControlCharacter(text) ? QString() : text;
 }
 
 QString ModelDetails::formatKey() const
@@ -160,27 +159,27 @@ QJsonObject ModelDetails::toJson() const
     return object;
 }
 
-std::optional<ModelDetails> ModelDetails::fromJson(const QJsonObject &object)
+QJsonArray ModelDetails::toCacheArray() const
 {
-    ModelDetails details;
-    const QString key = object.value(QStringLiteral("format")).toString();
+    return QJsonArray{formatKey(), textOrNull(architecture), countOrNull(parameters), textOrNull(quantization),
+                      countOrNull(contextLength), textOrNull(sizeLabel), textOrNull(name)};
+}
+
+std::optional<ModelDetails> ModelDetails::fromCacheArray(const QJsonArray &fields)
+{
+    if (fields.size() != 7)
+        return std::nullopt;
+    const QString key = fields[0].toString();
     const auto format = std::find_if(std::begin(formatNames), std::end(formatNames),
                                      [&](const FormatName &entry) { return entry.key == key; });
-    const auto architecture = textField(object, QStringLiteral("architecture"));
-    const auto quantization = textField(object, QStringLiteral("quantization"));
-    const auto sizeLabel = textField(object, QStringLiteral("sizeLabel"));
-    const auto name = textField(object, QStringLiteral("name"));
-    const auto parameters = countField(object, QStringLiteral("parameters"));
-    const auto contextLength = countField(object, QStringLiteral("contextLength"));
-    if (format == std::end(formatNames) || !architecture || !quantization || !sizeLabel || !name || !parameters
-        || !contextLength)
+    const auto architecture = textField(fields[1]);
+    const auto parameters = countField(fields[2]);
+    const auto quantization = textField(fields[3]);
+    const auto contextLength = countField(fields[4]);
+    const auto sizeLabel = textField(fields[5]);
+    const auto name = textField(fields[6]);
+    if (format == std::end(formatNames) || !architecture || !parameters || !quantization || !contextLength || !sizeLabel
+        || !name)
         return std::nullopt;
-    details.format = format->format;
-    details.architecture = *architecture;
-    details.quantization = *quantization;
-    details.sizeLabel = *sizeLabel;
-    details.name = *name;
-    details.parameters = *parameters;
-    details.contextLength = *contextLength;
-    return details;
+    return ModelDetails{format->format, *architecture, *parameters, *quantization, *contextLength, *sizeLabel, *name};
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArrayView>
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
 #include <optional>
@@ -42,12 +43,14 @@ struct ModelDetails
     // its weights' header first, then its config).
     ModelDetails completedBy(const ModelDetails &other) const;
 
-    // The object the terminal prints and the lasting cache keeps: format, architecture,
-    // parameters, quantization and contextLength (null when unknown), and sizeLabel and
-    // name only when stated.
+    // The object the terminal prints: format, architecture, parameters, quantization and
+    // contextLength (null when unknown), and sizeLabel and name only when stated.
     QJsonObject toJson() const;
-    // Nothing unless the object is exactly of that form.
-    static std::optional<ModelDetails> fromJson(const QJsonObject &object);
+    // The lasting cache's compact form, the same fields in that order as an array, each
+    // null when unknown or not stated. Reading gives nothing unless the array is exactly
+    // of that form.
+    QJsonArray toCacheArray() const;
+    static std::optional<ModelDetails> fromCacheArray(const QJsonArray &fields);
 
     friend bool operator==(const ModelDetails &, const ModelDetails &) = default;
 };

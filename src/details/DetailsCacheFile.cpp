@@ -2,8 +2,12 @@
 
 #include "files/LastingCache.h"
 
+#include <QDir>
 #include <QJsonArray>
-#include <QJsonObject>
+
+#include <algorithm>
+#include <array>
+#include <limits>
 
 namespace {
 
@@ -25,22 +29,40 @@ std::optional<Reader> readerFromKey(const QString &key)
     return std::nullopt;
 }
 
-QJsonObject toJson(const DetailsCacheFile::Key &key, const std::optional<ModelDetails> &details)
+// One entry: [path, device, inode, size, modifiedNs, changedNs, reader, details or null].
+// Arrays, not objects: the cache is read at the start of every scan, and JSON arrays
+// read twice as fast as objects with named fields.
+QJsonArray toJson(const DetailsCacheFile::Key &key, const std::optional<ModelDetails> &details)
 {
-    QJsonObject entry{{QStringLiteral("reader"), readerKey(key.reader)},
-                      {QStringLiteral("details"), details ? QJsonValue(details->toJson()) : QJsonValue(QJsonValue::Null)}};
-    key.file.writeTo(entry);
-    return entry;
+    const SHACacheKey &file = key.file;
+    return QJsonArray{file.path, qint64(file.device), qint64(file.inode), file.fileSize, file.modifiedNs, file.changedNs,
+                      readerKey(key.reader), details ? QJsonValue(details->toCacheArray()) : QJsonValue(QJsonValue::Null)};
 }
 
-void addEntry(const QJsonObject &entry, DetailsCacheFile::Entries &entries)
+// An integer written exactly; a fraction, text or anything else is not.
+std::optional<qint64> exactInteger(const QJsonValue &value)
 {
-    const std::optional<SHACacheKey> file = SHACacheKey::readFrom(entry);
-    const std::optional<Reader> reader = readerFromKey(entry.value(QStringLiteral("reader")).toString());
-    const QJsonValue details = entry.value(QStringLiteral("details"));
-    const std::optional<ModelDetails> decoded = ModelDetails::fromJson(details.toObject());
-    if (file && reader && (details.isNull() || decoded))
-        entries.insert({*file, *reader}, decoded);
+    constexpr qint64 absent = std::numeric_limits<qint64>::min();
+    const qint64 integer = value.toInteger(absent);
+    return value.isDouble() && integer != absent ? std::optional<qint64>(integer) : std::nullopt;
+}
+
+void addEntry(const QJsonArray &entry, DetailsCacheFile::Entries &entries)
+{
+    if (entry.size() != 8)
+        return;
+    const QString path = entry[0].toString();
+    std::array<std::optional<qint64>, 5> numbers;
+    for (size_t i = 0; i < numbers.size(); ++i)
+        numbers[i] = exactInteger(entry[qsizetype(i) + 1]);
+    const std::optional<Reader> reader = readerFromKey(entry[6].toString());
+    const QJsonValue details = entry[7];
+    const std::optional<ModelDetails> decoded = ModelDetails::fromCacheArray(details.toArray());
+    if (!QDir::isAbsolutePath(path) || std::find(numbers.cbegin(), numbers.cend(), std::nullopt) != numbers.cend() || !reader
+        || !(details.isNull() || decoded))
+        return;
+    const SHACacheKey file{path, quint64(*numbers[0]), quint64(*numbers[1]), *numbers[2], *numbers[3], *numbers[4]};
+    entries.insert({file, *reader}, decoded);
 }
 
 } // namespace
@@ -54,7 +76,7 @@ DetailsCacheFile::Entries DetailsCacheFile::load() const
 {
     Entries entries;
     for (const QJsonValue &entry : LastingCache::readEntries(m_path, formatName, version, maximumSize))
-        addEntry(entry.toObject(), entries);
+        addEntry(entry.toArray(), entries);
     return entries;
 }
 

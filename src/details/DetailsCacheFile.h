@@ -14,8 +14,9 @@
 // is not read again on every scan.
 //
 // A JSON object {"format": "stashwell-details", "version": 1, "entries": [...]}, each
-// entry the key's fields, "reader" ("weights" or "ollamaConfig") and "details" (the
-// object the terminal prints, or null). Anything else (damaged, foreign, of another
+// entry an array: the key's path, device, inode, size, modification and change time
+// (nanoseconds), the reader ("weights" or "ollamaConfig") and the details
+// (ModelDetails::toCacheArray) or null. Anything else (damaged, foreign, of another
 // version, larger than maximumSize, not a regular file) is read as empty and replaced at
 // the next save; an entry that does not fit is skipped.
 class DetailsCacheFile

@@ -1,10 +1,6 @@
 #include "duplicates/SHACacheKey.h"
 
-#include <QDir>
 #include <QFile>
-#include <QJsonValue>
-
-#include <limits>
 #include <sys/stat.h>
 
 namespace {
@@ -12,17 +8,6 @@ namespace {
 qint64 nanoseconds(const struct timespec &time)
 {
     return qint64(time.tv_sec) * 1'000'000'000 + qint64(time.tv_nsec);
-}
-
-// An integer written exactly; a fraction, text or anything else is not.
-std::optional<qint64> exactInteger(const QJsonObject &entry, const QString &name)
-{
-    const QJsonValue value = entry.value(name);
-    constexpr qint64 absent = std::numeric_limits<qint64>::min();
-    const qint64 integer = value.toInteger(absent);
-    if (!value.isDouble() || integer == absent)
-        return std::nullopt;
-    return integer;
 }
 
 } // namespace
@@ -44,27 +29,4 @@ SHACacheKey SHACacheKey::forFile(const QString &path)
 size_t qHash(const SHACacheKey &key, size_t seed)
 {
     return qHashMulti(seed, key.path, key.device, key.inode, key.fileSize, key.modifiedNs, key.changedNs);
-}
-
-void SHACacheKey::writeTo(QJsonObject &entry) const
-{
-    entry.insert(QStringLiteral("path"), path);
-    entry.insert(QStringLiteral("device"), qint64(device));
-    entry.insert(QStringLiteral("inode"), qint64(inode)); // the bits of an unsigned value, read back as such
-    entry.insert(QStringLiteral("size"), fileSize);
-    entry.insert(QStringLiteral("modifiedNs"), modifiedNs);
-    entry.insert(QStringLiteral("changedNs"), changedNs);
-}
-
-std::optional<SHACacheKey> SHACacheKey::readFrom(const QJsonObject &entry)
-{
-    const QString path = entry.value(QStringLiteral("path")).toString();
-    const auto device = exactInteger(entry, QStringLiteral("device"));
-    const auto inode = exactInteger(entry, QStringLiteral("inode"));
-    const auto size = exactInteger(entry, QStringLiteral("size"));
-    const auto modified = exactInteger(entry, QStringLiteral("modifiedNs"));
-    const auto changed = exactInteger(entry, QStringLiteral("changedNs"));
-    if (!QDir::isAbsolutePath(path) || !device || !inode || !size || !modified || !changed)
-        return std::nullopt;
-    return SHACacheKey{path, quint64(*device), quint64(*inode), *size, *modified, *changed};
 }

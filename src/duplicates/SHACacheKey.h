@@ -1,9 +1,7 @@
 #pragma once
 
 #include <QHashFunctions>
-#include <QJsonObject>
 #include <QString>
-#include <optional>
 
 // One version of one file. A file rewritten in place gets a new change time even
 // when its size and modification time are put back (as `touch -d` does), and a
@@ -21,12 +19,6 @@ struct SHACacheKey
 
     // The key of the file as it is now, read without following a symbolic link.
     static SHACacheKey forFile(const QString &path);
-
-    // The key as an entry of a lasting cache writes it: "path", "device", "inode",
-    // "size", "modifiedNs" and "changedNs", integers exact. Reading gives nothing for an
-    // entry where one is missing, not exact or (the path) not absolute.
-    void writeTo(QJsonObject &entry) const;
-    static std::optional<SHACacheKey> readFrom(const QJsonObject &entry);
 
     friend bool operator==(const SHACacheKey &, const SHACacheKey &) = default;
 };
