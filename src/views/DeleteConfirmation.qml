@@ -99,19 +99,25 @@ Sheet {
                         Layout.fillWidth: true
                         Layout.preferredWidth: 100
                         spacing: 1
-                        RowLayout {
-                            spacing: 6
+                        // The name, cut in the middle only when it must be, and right after it
+                        // the quantization: "llama3.1:8b Q4_K_M" and "llama3.1:8b Q8_0" are
+                        // different models.
+                        Item {
+                            Layout.fillWidth: true
+                            implicitHeight: nameLabel.implicitHeight
                             Label {
                                 id: nameLabel
-                                Layout.fillWidth: true
+                                width: Math.min(implicitWidth, parent.width - (quantizationLabel.visible ? quantizationLabel.implicitWidth + 6 : 0))
                                 text: modelData.name
                                 elide: Text.ElideMiddle
                                 font.pixelSize: Theme.calloutSize + 1
                                 color: Theme.text
                             }
-                            // "llama3.1:8b Q4_K_M" and "llama3.1:8b Q8_0" are different models.
                             Label {
+                                id: quantizationLabel
                                 objectName: "deleteRowQuantization"
+                                x: nameLabel.width + 6
+                                anchors.baseline: nameLabel.baseline
                                 visible: text !== ""
                                 text: modelData.quantization
                                 font.pixelSize: Theme.calloutSize
