@@ -18,7 +18,7 @@ constexpr quint32 defaultAlignment = 32;
 constexpr quint64 largestCount = quint64(std::numeric_limits<qint64>::max());
 
 // gguf_type: the value types of the key-value pairs.
-enum ValueType : quint32 { stringType = 8, arrayType = 9, valueTypeCount = 13 };
+enum ValueType : quint32 { uint32Type = 4, stringType = 8, arrayType = 9, valueTypeCount = 13 };
 // Bytes of each fixed-size value type, by number; 0 for string and array.
 constexpr std::array<qint64, valueTypeCount> valueSizes{1, 1, 2, 2, 4, 4, 4, 1, 0, 0, 8, 8, 8};
 // Which of them are integers, and of those which are signed.
@@ -114,6 +114,8 @@ constexpr KnownKey knownKeys[] = {
     {"general.alignment", Key::alignment},       {"split.count", Key::splitCount},
 };
 constexpr QByteArrayView contextSuffix(".context_length");
+// No key read here is longer; a longer one is skipped without being read.
+constexpr quint64 longestKey = 256;
 
 // Walks one header. Every step checks that what the header claims fits in the file
 // before it moves on, so a false count or length ends the walk at once.
@@ -135,8 +137,10 @@ private:
         m_position += qint64(sizeof value);
         return true;
     }
-    // A string's bytes (valid until the next read), or nothing.
-    std::optional<QByteArrayView> nextString();
+    // The bytes of a string no longer than `longest` (valid until the next read), or null
+    // for a longer one, which is skipped unread: nothing looked for here is that long.
+    // False when the header ends too soon.
+    bool nextString(quint64 longest, QByteArrayView &text);
     bool skipString();
     bool skipStrings(quint64 count);
     bool skipValue(quint32 type);
@@ -162,16 +166,20 @@ private:
     quint64 m_dataEnd = 0; // the furthest byte of tensor data, from the start of the data
 };
 
-std::optional<QByteArrayView> Parser::nextString()
+bool Parser::nextString(quint64 longest, QByteArrayView &text)
 {
     quint64 length = 0;
     if (!next(length) || length > remaining())
-        return std::nullopt;
-    const uchar *text = m_bytes.at(m_position, qint64(length));
-    if (!text)
-        return std::nullopt;
+        return false;
+    text = {};
+    if (length <= longest) {
+        const uchar *bytes = m_bytes.at(m_position, qint64(length));
+        if (!bytes)
+            return false;
+        text = QByteArrayView(bytes, qint64(length));
+    }
     m_position += qint64(length);
-    return QByteArrayView(text, qint64(length));
+    return true;
 }
 
 bool Parser::skipString()
@@ -256,28 +264,30 @@ bool Parser::nextText(quint32 type, QString &text)
 {
     if (type != stringType)
         return skipValue(type);
-    const std::optional<QByteArrayView> bytes = nextString();
-    if (!bytes)
+    QByteArrayView bytes;
+    if (!nextString(quint64(ModelDetails::maximumTextSize), bytes))
         return false;
-    text = ModelDetails::statedText(*bytes);
+    text = ModelDetails::statedText(bytes);
     return true;
 }
 
 bool Parser::readPair()
 {
-    const std::optional<QByteArrayView> keyText = nextString();
+    QByteArrayView keyText;
+    quint64 keyLength = 0;
     quint32 type = 0;
-    if (!keyText || keyText->isEmpty())
+    // ggml refuses an empty key.
+    if (!m_bytes.read(m_position, keyLength) || keyLength == 0 || !nextString(longestKey, keyText))
         return false;
     Key key = Key::other;
     for (const KnownKey &known : knownKeys) {
-        if (*keyText == known.text)
+        if (keyText == known.text)
             key = known.key;
     }
     QByteArray prefix;
-    if (key == Key::other && keyText->endsWith(contextSuffix)) {
+    if (key == Key::other && keyText.endsWith(contextSuffix)) {
         key = Key::contextLength;
-        prefix = keyText->chopped(contextSuffix.size()).toByteArray();
+        prefix = keyText.chopped(contextSuffix.size()).toByteArray();
     }
     if (!next(type))
         return false;
@@ -299,7 +309,7 @@ bool Parser::readPair()
     case Key::splitCount: return nextInteger(type, m_splitCount);
     case Key::alignment:
         // ggml takes only a 32-bit unsigned power of two; the data's place depends on it.
-        if (type != 4 || !nextInteger(type, integer) || !integer || *integer == 0 || (*integer & (*integer - 1)) != 0)
+        if (type != uint32Type || !nextInteger(type, integer) || !integer || *integer == 0 || (*integer & (*integer - 1)) != 0)
             return false;
         m_alignment = quint32(*integer);
         break;
