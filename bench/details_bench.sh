@@ -13,7 +13,7 @@ runs=${BENCH_RUNS:-7}
 source "$(dirname "$0")/lib.sh"
 before=${STASHWELL_CLI_BEFORE:-/work/bin/stashwell-cli-before}
 [ -x "$before" ] || { echo "no binary from before the change: $before" >&2; exit 1; }
-cache="$XDG_CACHE_HOME/Stashwell/details.json"
+cache="$XDG_CACHE_HOME/Stashwell/details.cache"
 
 echo "Writing $files GGUF files ..."
 python3 - "$root/bench" "$HOME/.lmstudio/models/bench" "$files" <<'PY'

@@ -4,6 +4,9 @@
 
 #include "catalogue/ModelDetails.h"
 
+#include <QDataStream>
+#include <QIODevice>
+
 #include <optional>
 
 // What every reader's answer must be: nothing, or details of the reader's format that
@@ -18,5 +21,11 @@ inline void checkDetails(const std::optional<ModelDetails> &details, ModelDetail
     require(details->parameters.value_or(0) >= 0 && details->contextLength.value_or(0) >= 0, "counts are not negative");
     for (const QString *text : {&details->architecture, &details->quantization, &details->sizeLabel, &details->name})
         require(text->isEmpty() || ModelDetails::statedText(text->toUtf8()) == *text, "texts are as a file may state them");
-    require(ModelDetails::fromCacheArray(details->toCacheArray()) == details, "details survive the lasting cache");
+    QByteArray cached;
+    QDataStream out(&cached, QIODevice::WriteOnly);
+    out << *details;
+    QDataStream in(cached);
+    ModelDetails back;
+    in >> back;
+    require(in.status() == QDataStream::Ok && back == *details, "details survive the lasting cache");
 }

@@ -35,29 +35,13 @@ bool hasControlCharacter(const QString &text)
     return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return c.category() == QChar::Other_Control; });
 }
 
-// A stated text or null (read as empty); nothing for anything else. JSON text is valid
-// Unicode already, so only its length and characters are looked at.
-std::optional<QString> textField(const QJsonValue &value)
+// What the cache gives back is what a reader could have given.
+bool isStatedText(const QString &text)
 {
-    if (value.isNull())
-        return QString();
-    const QString text = value.toString();
-    if (!value.isString() || text.isEmpty() || text.size() > ModelDetails::maximumTextSize || hasControlCharacter(text))
-        return std::nullopt;
-    return text;
+    return text.size() <= ModelDetails::maximumTextSize && !hasControlCharacter(text);
 }
 
-// A count written exactly (no fraction, not negative) or null; nothing for anything else.
-std::optional<std::optional<qint64>> countField(const QJsonValue &value)
-{
-    if (value.isNull())
-        return std::optional<qint64>();
-    constexpr qint64 absent = std::numeric_limits<qint64>::min();
-    const qint64 count = value.toInteger(absent);
-    if (!value.isDouble() || count == absent || count < 0)
-        return std::nullopt;
-    return std::optional<qint64>(count);
-}
+constexpr qint64 unknownCount = -1;
 
 } // namespace
 
@@ -159,27 +143,27 @@ QJsonObject ModelDetails::toJson() const
     return object;
 }
 
-QJsonArray ModelDetails::toCacheArray() const
+QDataStream &operator<<(QDataStream &stream, const ModelDetails &details)
 {
-    return QJsonArray{formatKey(), textOrNull(architecture), countOrNull(parameters), textOrNull(quantization),
-                      countOrNull(contextLength), textOrNull(sizeLabel), textOrNull(name)};
+    return stream << quint8(details.format) << details.architecture << details.parameters.value_or(unknownCount)
+                  << details.quantization << details.contextLength.value_or(unknownCount) << details.sizeLabel
+                  << details.name;
 }
 
-std::optional<ModelDetails> ModelDetails::fromCacheArray(const QJsonArray &fields)
+QDataStream &operator>>(QDataStream &stream, ModelDetails &details)
 {
-    if (fields.size() != 7)
-        return std::nullopt;
-    const QString key = fields[0].toString();
-    const auto format = std::find_if(std::begin(formatNames), std::end(formatNames),
-                                     [&](const FormatName &entry) { return entry.key == key; });
-    const auto architecture = textField(fields[1]);
-    const auto parameters = countField(fields[2]);
-    const auto quantization = textField(fields[3]);
-    const auto contextLength = countField(fields[4]);
-    const auto sizeLabel = textField(fields[5]);
-    const auto name = textField(fields[6]);
-    if (format == std::end(formatNames) || !architecture || !parameters || !quantization || !contextLength || !sizeLabel
-        || !name)
-        return std::nullopt;
-    return ModelDetails{format->format, *architecture, *parameters, *quantization, *contextLength, *sizeLabel, *name};
+    quint8 format = 0;
+    qint64 parameters = 0;
+    qint64 contextLength = 0;
+    stream >> format >> details.architecture >> parameters >> details.quantization >> contextLength >> details.sizeLabel
+        >> details.name;
+    details.format = ModelDetails::Format(format);
+    details.parameters = parameters >= 0 ? std::optional<qint64>(parameters) : std::nullopt;
+    details.contextLength = contextLength >= 0 ? std::optional<qint64>(contextLength) : std::nullopt;
+    const bool stated = isStatedText(details.architecture) && isStatedText(details.quantization)
+        && isStatedText(details.sizeLabel) && isStatedText(details.name);
+    if (stream.status() == QDataStream::Ok && (details.formatKey().isEmpty() || parameters < unknownCount
+                                               || contextLength < unknownCount || !stated))
+        stream.setStatus(QDataStream::ReadCorruptData);
+    return stream;
 }

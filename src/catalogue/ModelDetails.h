@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QByteArrayView>
-#include <QJsonArray>
+#include <QDataStream>
 #include <QJsonObject>
 #include <QString>
 #include <optional>
@@ -46,11 +46,10 @@ struct ModelDetails
     // The object the terminal prints: format, architecture, parameters, quantization and
     // contextLength (null when unknown), and sizeLabel and name only when stated.
     QJsonObject toJson() const;
-    // The lasting cache's compact form, the same fields in that order as an array, each
-    // null when unknown or not stated. Reading gives nothing unless the array is exactly
-    // of that form.
-    QJsonArray toCacheArray() const;
-    static std::optional<ModelDetails> fromCacheArray(const QJsonArray &fields);
+    // The lasting cache's form (QDataStream): reading sets the stream's status to
+    // ReadCorruptData when what it finds cannot be details.
+    friend QDataStream &operator<<(QDataStream &stream, const ModelDetails &details);
+    friend QDataStream &operator>>(QDataStream &stream, ModelDetails &details);
 
     friend bool operator==(const ModelDetails &, const ModelDetails &) = default;
 };

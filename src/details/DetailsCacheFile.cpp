@@ -1,82 +1,72 @@
 #include "details/DetailsCacheFile.h"
 
 #include "files/LastingCache.h"
+#include "files/RegularFile.h"
 
+#include <QDataStream>
 #include <QDir>
-#include <QJsonArray>
-
-#include <algorithm>
-#include <array>
-#include <limits>
 
 namespace {
 
-const QString formatName = QStringLiteral("stashwell-details");
+// The file starts with this text, then the version, so a foreign file is never taken
+// for a cache.
+constexpr QByteArrayView signature("stashwell-details\n");
+constexpr QDataStream::Version streamVersion = QDataStream::Qt_6_4;
 
-using Reader = DetailsCacheFile::Reader;
-
-QString readerKey(Reader reader)
-{
-    return reader == Reader::ollamaConfig ? QStringLiteral("ollamaConfig") : QStringLiteral("weights");
-}
-
-std::optional<Reader> readerFromKey(const QString &key)
-{
-    for (const Reader reader : {Reader::weights, Reader::ollamaConfig}) {
-        if (readerKey(reader) == key)
-            return reader;
-    }
-    return std::nullopt;
-}
-
-// One entry: [path, device, inode, size, modifiedNs, changedNs, reader, details or null].
-// Arrays, not objects: the cache is read at the start of every scan, and JSON arrays
-// read twice as fast as objects with named fields.
-QJsonArray toJson(const DetailsCacheFile::Key &key, const std::optional<ModelDetails> &details)
+void write(QDataStream &stream, const DetailsCacheFile::Key &key, const std::optional<ModelDetails> &details)
 {
     const SHACacheKey &file = key.file;
-    return QJsonArray{file.path, qint64(file.device), qint64(file.inode), file.fileSize, file.modifiedNs, file.changedNs,
-                      readerKey(key.reader), details ? QJsonValue(details->toCacheArray()) : QJsonValue(QJsonValue::Null)};
+    stream << file.path << file.device << file.inode << file.fileSize << file.modifiedNs << file.changedNs
+           << quint8(key.reader) << details.has_value();
+    if (details)
+        stream << *details;
 }
 
-// An integer written exactly; a fraction, text or anything else is not.
-std::optional<qint64> exactInteger(const QJsonValue &value)
+// One entry, or nothing when the stream holds none that fits (and then its status says so).
+std::optional<std::pair<DetailsCacheFile::Key, std::optional<ModelDetails>>> readEntry(QDataStream &stream)
 {
-    constexpr qint64 absent = std::numeric_limits<qint64>::min();
-    const qint64 integer = value.toInteger(absent);
-    return value.isDouble() && integer != absent ? std::optional<qint64>(integer) : std::nullopt;
-}
-
-void addEntry(const QJsonArray &entry, DetailsCacheFile::Entries &entries)
-{
-    if (entry.size() != 8)
-        return;
-    const QString path = entry[0].toString();
-    std::array<std::optional<qint64>, 5> numbers;
-    for (size_t i = 0; i < numbers.size(); ++i)
-        numbers[i] = exactInteger(entry[qsizetype(i) + 1]);
-    const std::optional<Reader> reader = readerFromKey(entry[6].toString());
-    const QJsonValue details = entry[7];
-    const std::optional<ModelDetails> decoded = ModelDetails::fromCacheArray(details.toArray());
-    if (!QDir::isAbsolutePath(path) || std::find(numbers.cbegin(), numbers.cend(), std::nullopt) != numbers.cend() || !reader
-        || !(details.isNull() || decoded))
-        return;
-    const SHACacheKey file{path, quint64(*numbers[0]), quint64(*numbers[1]), *numbers[2], *numbers[3], *numbers[4]};
-    entries.insert({file, *reader}, decoded);
+    DetailsCacheFile::Key key;
+    SHACacheKey &file = key.file;
+    quint8 reader = 0;
+    bool described = false;
+    stream >> file.path >> file.device >> file.inode >> file.fileSize >> file.modifiedNs >> file.changedNs >> reader
+        >> described;
+    std::optional<ModelDetails> details;
+    if (described)
+        stream >> details.emplace();
+    key.reader = DetailsCacheFile::Reader(reader);
+    if (stream.status() != QDataStream::Ok || !QDir::isAbsolutePath(file.path) || reader > quint8(DetailsCacheFile::Reader::ollamaConfig))
+        return std::nullopt;
+    return std::make_pair(key, details);
 }
 
 } // namespace
 
 QString DetailsCacheFile::defaultPath()
 {
-    return LastingCache::pathFor(QStringLiteral("details.json"));
+    return LastingCache::pathFor(QStringLiteral("details.cache"));
 }
 
 DetailsCacheFile::Entries DetailsCacheFile::load() const
 {
     Entries entries;
-    for (const QJsonValue &entry : LastingCache::readEntries(m_path, formatName, version, maximumSize))
-        addEntry(entry.toArray(), entries);
+    const QByteArray bytes = m_path.isEmpty() ? QByteArray() : RegularFile::readWhole(m_path, maximumSize).value_or(QByteArray());
+    if (!bytes.startsWith(signature))
+        return entries;
+    QDataStream stream(bytes.sliced(signature.size()));
+    stream.setVersion(streamVersion);
+    qint32 fileVersion = 0;
+    quint32 count = 0;
+    stream >> fileVersion >> count;
+    if (fileVersion != version || count > quint32(maximumEntries))
+        return entries;
+    entries.reserve(count);
+    for (quint32 i = 0; i < count; ++i) {
+        const auto entry = readEntry(stream);
+        if (!entry)
+            return {}; // a damaged file: none of it is trusted
+        entries.insert(entry->first, entry->second);
+    }
     return entries;
 }
 
@@ -84,16 +74,22 @@ bool DetailsCacheFile::save(const Entries &entries) const
 {
     if (m_path.isEmpty())
         return false;
-    QJsonArray written;
-    for (auto entry = entries.cbegin(); entry != entries.cend() && written.size() < maximumEntries; ++entry)
-        written.append(toJson(entry.key(), entry.value()));
+    QList<std::pair<Key, std::optional<ModelDetails>>> kept;
+    for (auto entry = entries.cbegin(); entry != entries.cend() && kept.size() < maximumEntries; ++entry)
+        kept.append({entry.key(), entry.value()});
     // What another scan kept stays while its file is as it was then.
     const Entries onDisk = load();
-    for (auto entry = onDisk.cbegin(); entry != onDisk.cend() && written.size() < maximumEntries; ++entry) {
+    for (auto entry = onDisk.cbegin(); entry != onDisk.cend() && kept.size() < maximumEntries; ++entry) {
         if (!entries.contains(entry.key()) && SHACacheKey::forFile(entry.key().file.path) == entry.key().file)
-            written.append(toJson(entry.key(), entry.value()));
+            kept.append({entry.key(), entry.value()});
     }
-    return LastingCache::writeEntries(m_path, formatName, version, written);
+    QByteArray bytes = signature.toByteArray();
+    QDataStream stream(&bytes, QIODevice::Append);
+    stream.setVersion(streamVersion);
+    stream << qint32(version) << quint32(kept.size());
+    for (const auto &[key, details] : std::as_const(kept))
+        write(stream, key, details);
+    return LastingCache::write(m_path, bytes);
 }
 
 size_t qHash(const DetailsCacheFile::Key &key, size_t seed)

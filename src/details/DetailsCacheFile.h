@@ -13,12 +13,12 @@
 // change time). A file that says nothing is remembered too, so a damaged or hostile file
 // is not read again on every scan.
 //
-// A JSON object {"format": "stashwell-details", "version": 1, "entries": [...]}, each
-// entry an array: the key's path, device, inode, size, modification and change time
-// (nanoseconds), the reader ("weights" or "ollamaConfig") and the details
-// (ModelDetails::toCacheArray) or null. Anything else (damaged, foreign, of another
-// version, larger than maximumSize, not a regular file) is read as empty and replaced at
-// the next save; an entry that does not fit is skipped.
+// A binary file (QDataStream, not JSON like the digest cache: it is read at the start of
+// every scan, and JSON took most of a scan of unchanged files): "stashwell-details\n",
+// the version, the count, then per entry the key's path, device, inode, size,
+// modification and change time, the reader, and the details if any. A file that is not
+// exactly that (damaged, foreign, of another version, larger than maximumSize, not a
+// regular file) is read as empty and replaced at the next save.
 class DetailsCacheFile
 {
 public:
@@ -37,7 +37,7 @@ public:
     // Beyond this many, entries of files the last scan did not look at are dropped.
     static constexpr qsizetype maximumEntries = 20000;
 
-    // $XDG_CACHE_HOME/Stashwell/details.json (~/.cache when unset); empty when there is
+    // $XDG_CACHE_HOME/Stashwell/details.cache (~/.cache when unset); empty when there is
     // no cache folder at all.
     static QString defaultPath();
 

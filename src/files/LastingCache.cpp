@@ -27,15 +27,10 @@ QJsonArray readEntries(const QString &path, const QString &format, int version, 
     return root.value(QStringLiteral("entries")).toArray();
 }
 
-bool writeEntries(const QString &path, const QString &format, int version, const QJsonArray &entries)
+bool write(const QString &path, const QByteArray &contents)
 {
     if (path.isEmpty())
         return false;
-    const QJsonObject root{
-        {QStringLiteral("format"), format},
-        {QStringLiteral("version"), version},
-        {QStringLiteral("entries"), entries},
-    };
     const QString folder = QFileInfo(path).path();
     if (!QDir().mkpath(folder))
         return false;
@@ -43,8 +38,18 @@ bool writeEntries(const QString &path, const QString &format, int version, const
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         return false;
-    file.write(QJsonDocument(root).toJson(QJsonDocument::Compact));
+    file.write(contents);
     return file.commit();
+}
+
+bool writeEntries(const QString &path, const QString &format, int version, const QJsonArray &entries)
+{
+    const QJsonObject root{
+        {QStringLiteral("format"), format},
+        {QStringLiteral("version"), version},
+        {QStringLiteral("entries"), entries},
+    };
+    return write(path, QJsonDocument(root).toJson(QJsonDocument::Compact));
 }
 
 } // namespace LastingCache

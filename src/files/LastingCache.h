@@ -3,9 +3,9 @@
 #include <QJsonArray>
 #include <QString>
 
-// Stashwell's lasting caches (digests, model details): each a JSON file
-// {"format": ..., "version": ..., "entries": [...]} in Stashwell's own cache folder,
-// never beside the models.
+// Stashwell's lasting caches (digests, model details), kept in Stashwell's own cache
+// folder, never beside the models. The digest cache is a JSON file
+// {"format": ..., "version": ..., "entries": [...]}.
 namespace LastingCache {
 
 // $XDG_CACHE_HOME/Stashwell/<fileName> (~/.cache when unset); empty when there is no
@@ -19,6 +19,7 @@ QJsonArray readEntries(const QString &path, const QString &format, int version, 
 
 // Writes the file aside and renames it into place, so a reader never sees half of it;
 // the cache folder is made private to the user. False when it could not be written.
+bool write(const QString &path, const QByteArray &contents);
 bool writeEntries(const QString &path, const QString &format, int version, const QJsonArray &entries);
 
 } // namespace LastingCache
