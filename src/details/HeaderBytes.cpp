@@ -19,7 +19,7 @@ bool HeaderBytes::load(qint64 offset, qint64 length)
 {
     if (m_descriptor < 0)
         return false; // in memory: everything up to the limit is held already
-    const qint64 wanted = std::min(m_limit - offset, std::max(length, windowSize));
+    const qint64 wanted = std::min(m_limit - offset, std::max(length, m_furthest == 0 ? firstReadSize : windowSize));
     if (m_buffer.size() < wanted)
         m_buffer.resize(wanted);
     m_start = offset;

@@ -18,6 +18,9 @@ public:
     // No header Stashwell reads may reach further into a file than this.
     static constexpr qint64 maximumHeaderSize = 64 * 1024 * 1024;
     static constexpr qint64 windowSize = 256 * 1024;
+    // The first read only has to show which format a file is in (and most files the scan
+    // meets are in none).
+    static constexpr qint64 firstReadSize = 4096;
 
     // A regular file open for reading (RegularFile::descriptor()) of the given size.
     HeaderBytes(int descriptor, qint64 fileSize, qint64 cap = maximumHeaderSize);
