@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -30,30 +31,44 @@ std::optional<ModelDetails> readFile(const Key &key)
                                               : ModelFileReader::read(key.file.path);
 }
 
-// Every file, on as many threads as the machine has cores: with nothing cached, reading
-// the headers is most of a scan's work.
-QList<std::optional<ModelDetails>> readAll(const QList<Key> &keys)
+// Runs job(0) to job(count - 1) on as many threads as the machine has cores, each
+// thread taking at least `perThread` of them (starting a thread costs about as much as
+// looking at a few hundred files' attributes).
+void onEveryCore(qsizetype count, qsizetype perThread, const std::function<void(qsizetype)> &job)
 {
-    QList<std::optional<ModelDetails>> results(keys.size());
     std::atomic<qsizetype> next = 0;
     const auto work = [&] {
-        for (qsizetype i = next++; i < keys.size(); i = next++)
-            results[i] = readFile(keys[i]);
+        for (qsizetype i = next++; i < count; i = next++)
+            job(i);
     };
-    std::vector<std::thread> helpers(size_t(std::max<qsizetype>(0, std::min<qsizetype>(QThread::idealThreadCount(), keys.size()) - 1)));
+    const qsizetype threads = std::clamp<qsizetype>(count / perThread, 1, std::max(1, QThread::idealThreadCount()));
+    std::vector<std::thread> helpers(size_t(threads - 1));
     for (std::thread &helper : helpers)
         helper = std::thread(work);
     work();
     for (std::thread &helper : helpers)
         helper.join();
-    return results;
 }
 
-struct ModelKeys
+// Where one file's answer is: in the cache, or among the files read by this scan.
+struct Lookup
 {
-    std::optional<Key> weights;
-    std::optional<Key> config;
+    std::optional<Key> key;
+    const std::optional<ModelDetails> *cached = nullptr;
+    qsizetype unread = -1;
 };
+
+// An Ollama model (one with a config): its weights' header first, what it leaves open
+// from the config.
+std::optional<ModelDetails> combined(const std::optional<ModelDetails> &weights, const std::optional<ModelDetails> &config,
+                                     bool hasConfig)
+{
+    if (!hasConfig || (!weights && !config))
+        return weights;
+    ModelDetails details = weights ? weights->completedBy(config.value_or(ModelDetails())) : *config;
+    details.format = ModelDetails::Format::ollama;
+    return details;
+}
 
 } // namespace
 
@@ -65,50 +80,57 @@ ModelDescriber::ModelDescriber(const QString &cachePath)
 int ModelDescriber::describe(QList<DetectedModel> &models)
 {
     const DetailsCacheFile::Entries cached = m_cached.get();
-    DetailsCacheFile::Entries known; // every file this scan looks at, found or read
     QList<Key> unread;
+    QHash<Key, qsizetype> unreadIndex; // a file two models share is read once
     const auto lookUp = [&](const std::optional<Key> &key) {
-        if (!key || known.contains(*key))
-            return;
-        const auto entry = cached.constFind(*key);
-        const bool isCached = entry != cached.cend();
-        known.insert(*key, isCached ? entry.value() : std::nullopt);
-        if (!isCached)
-            unread.append(*key);
+        Lookup lookup{key};
+        if (!lookup.key)
+            return lookup;
+        if (const auto entry = cached.constFind(*lookup.key); entry != cached.cend()) {
+            lookup.cached = &entry.value();
+        } else {
+            lookup.unread = unreadIndex.value(*lookup.key, unread.size());
+            if (lookup.unread == unread.size()) {
+                unreadIndex.insert(*lookup.key, lookup.unread);
+                unread.append(*lookup.key);
+            }
+        }
+        return lookup;
     };
 
-    QList<ModelKeys> keys(models.size());
-    for (qsizetype i = 0; i < models.size(); ++i) {
+    // The files as they are now (one lstat each), then where their answers are.
+    QList<std::pair<std::optional<Key>, std::optional<Key>>> keys(models.size());
+    onEveryCore(models.size(), 500, [&](qsizetype i) {
         const DetectedModel &model = models[i];
-        if (model.isLeftover() || !model.problem.isEmpty())
-            continue;
-        keys[i] = {keyOf(model.primaryFile, Reader::weights), keyOf(model.configFile, Reader::ollamaConfig)};
-        lookUp(keys[i].weights);
-        lookUp(keys[i].config);
-    }
+        if (!model.isLeftover() && model.problem.isEmpty())
+            keys[i] = {keyOf(model.primaryFile, Reader::weights), keyOf(model.configFile, Reader::ollamaConfig)};
+    });
+    QList<std::pair<Lookup, Lookup>> lookups(models.size());
+    for (qsizetype i = 0; i < models.size(); ++i)
+        lookups[i] = {lookUp(keys[i].first), lookUp(keys[i].second)};
 
-    const QList<std::optional<ModelDetails>> read = readAll(unread);
-    for (qsizetype i = 0; i < unread.size(); ++i)
-        known.insert(unread[i], read[i]);
-
+    // With nothing cached, reading the headers is most of a scan's work.
+    QList<std::optional<ModelDetails>> read(unread.size());
+    onEveryCore(unread.size(), 1, [&](qsizetype i) { read[i] = readFile(unread[i]); });
+    const auto answer = [&](const Lookup &lookup) -> const std::optional<ModelDetails> & {
+        static const std::optional<ModelDetails> none;
+        return lookup.cached ? *lookup.cached : lookup.unread >= 0 ? read[lookup.unread] : none;
+    };
     for (qsizetype i = 0; i < models.size(); ++i) {
-        const std::optional<ModelDetails> weights = keys[i].weights ? known.value(*keys[i].weights) : std::nullopt;
-        const std::optional<ModelDetails> config = keys[i].config ? known.value(*keys[i].config) : std::nullopt;
-        if (!weights && !config) {
-            models[i].details.reset();
-            continue;
-        }
-        if (!keys[i].config) {
-            models[i].details = weights;
-            continue;
-        }
-        // An Ollama model: its weights' header first, what it leaves open from the config.
-        ModelDetails details = weights ? weights->completedBy(config.value_or(ModelDetails())) : *config;
-        details.format = ModelDetails::Format::ollama;
-        models[i].details = details;
+        const auto &[weights, config] = lookups[i];
+        models[i].details = combined(answer(weights), answer(config), config.key.has_value());
     }
 
-    if (!unread.isEmpty())
+    if (!unread.isEmpty()) {
+        // The cache keeps what this scan looked at, found or read; the rest waits in the file.
+        DetailsCacheFile::Entries known;
+        for (const auto &[weights, config] : std::as_const(lookups)) {
+            for (const Lookup *lookup : {&weights, &config}) {
+                if (lookup->key)
+                    known.insert(*lookup->key, answer(*lookup));
+            }
+        }
         m_cache.save(known);
+    }
     return int(unread.size());
 }
