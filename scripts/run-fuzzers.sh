@@ -9,7 +9,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 build=${STASHWELL_FUZZ_BUILD_DIR:-$root/build-fuzz}
 seconds=${STASHWELL_FUZZ_SECONDS:-30}
 targets=(fuzz_ollama_manifest fuzz_blob_references fuzz_custom_folders fuzz_settings_file
-    fuzz_gguf_header fuzz_safetensors_header fuzz_ollama_config)
+    fuzz_gguf_header fuzz_safetensors_header fuzz_ollama_config fuzz_details_cache)
 
 skip() {
     echo "fuzzing skipped: $*"
@@ -44,6 +44,7 @@ dictionary() {
     fuzz_ollama_manifest | fuzz_blob_references) echo "$root/fuzz/ollama_manifest.dict" ;;
     fuzz_gguf_header) echo "$root/fuzz/gguf.dict" ;;
     fuzz_safetensors_header | fuzz_ollama_config) echo "$root/fuzz/safetensors.dict" ;;
+    fuzz_details_cache) echo "$root/fuzz/details_cache.dict" ;;
     *) echo "$root/fuzz/settings.dict" ;;
     esac
 }

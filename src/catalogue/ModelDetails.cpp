@@ -35,14 +35,6 @@ bool hasControlCharacter(const QString &text)
     return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return c.category() == QChar::Other_Control; });
 }
 
-// What the cache gives back is what a reader could have given.
-bool isStatedText(const QString &text)
-{
-    return text.size() <= ModelDetails::maximumTextSize && !hasControlCharacter(text);
-}
-
-constexpr qint64 unknownCount = -1;
-
 } // namespace
 
 QString ModelDetails::statedText(QByteArrayView utf8)
@@ -141,29 +133,4 @@ QJsonObject ModelDetails::toJson() const
     if (!name.isEmpty())
         object.insert(QStringLiteral("name"), name);
     return object;
-}
-
-QDataStream &operator<<(QDataStream &stream, const ModelDetails &details)
-{
-    return stream << quint8(details.format) << details.architecture << details.parameters.value_or(unknownCount)
-                  << details.quantization << details.contextLength.value_or(unknownCount) << details.sizeLabel
-                  << details.name;
-}
-
-QDataStream &operator>>(QDataStream &stream, ModelDetails &details)
-{
-    quint8 format = 0;
-    qint64 parameters = 0;
-    qint64 contextLength = 0;
-    stream >> format >> details.architecture >> parameters >> details.quantization >> contextLength >> details.sizeLabel
-        >> details.name;
-    details.format = ModelDetails::Format(format);
-    details.parameters = parameters >= 0 ? std::optional<qint64>(parameters) : std::nullopt;
-    details.contextLength = contextLength >= 0 ? std::optional<qint64>(contextLength) : std::nullopt;
-    const bool stated = isStatedText(details.architecture) && isStatedText(details.quantization)
-        && isStatedText(details.sizeLabel) && isStatedText(details.name);
-    if (stream.status() == QDataStream::Ok && (details.formatKey().isEmpty() || parameters < unknownCount
-                                               || contextLength < unknownCount || !stated))
-        stream.setStatus(QDataStream::ReadCorruptData);
-    return stream;
 }

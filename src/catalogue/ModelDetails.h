@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QByteArrayView>
-#include <QDataStream>
 #include <QJsonObject>
 #include <QString>
 #include <optional>
@@ -46,10 +45,5 @@ struct ModelDetails
     // The object the terminal prints: format, architecture, parameters, quantization and
     // contextLength (null when unknown), and sizeLabel and name only when stated.
     QJsonObject toJson() const;
-    // The lasting cache's form (QDataStream): reading sets the stream's status to
-    // ReadCorruptData when what it finds cannot be details.
-    friend QDataStream &operator<<(QDataStream &stream, const ModelDetails &details);
-    friend QDataStream &operator>>(QDataStream &stream, ModelDetails &details);
-
     friend bool operator==(const ModelDetails &, const ModelDetails &) = default;
 };

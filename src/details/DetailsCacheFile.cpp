@@ -1,43 +1,86 @@
 #include "details/DetailsCacheFile.h"
 
+#include "details/HeaderBytes.h"
 #include "files/LastingCache.h"
 #include "files/RegularFile.h"
 
-#include <QDataStream>
 #include <QDir>
+#include <QtEndian>
 
 namespace {
 
-// The file starts with this text, then the version, so a foreign file is never taken
-// for a cache.
+// The file starts with this text, so a foreign file is never taken for a cache.
 constexpr QByteArrayView signature("stashwell-details\n");
-constexpr QDataStream::Version streamVersion = QDataStream::Qt_6_4;
+constexpr qint64 unknownCount = -1;
+constexpr qint64 longestPath = 64 * 1024;
 
-void write(QDataStream &stream, const DetailsCacheFile::Key &key, const std::optional<ModelDetails> &details)
+void put(QByteArray &out, qint64 number)
 {
-    const SHACacheKey &file = key.file;
-    stream << file.path << file.device << file.inode << file.fileSize << file.modifiedNs << file.changedNs
-           << quint8(key.reader) << details.has_value();
-    if (details)
-        stream << *details;
+    char bytes[8];
+    qToLittleEndian(number, bytes);
+    out.append(bytes, sizeof bytes);
 }
 
-// One entry, or nothing when the stream holds none that fits (and then its status says so).
-std::optional<std::pair<DetailsCacheFile::Key, std::optional<ModelDetails>>> readEntry(QDataStream &stream)
+void put(QByteArray &out, const QString &text)
 {
-    DetailsCacheFile::Key key;
-    SHACacheKey &file = key.file;
-    quint8 reader = 0;
-    bool described = false;
-    stream >> file.path >> file.device >> file.inode >> file.fileSize >> file.modifiedNs >> file.changedNs >> reader
-        >> described;
-    std::optional<ModelDetails> details;
-    if (described)
-        stream >> details.emplace();
-    key.reader = DetailsCacheFile::Reader(reader);
-    if (stream.status() != QDataStream::Ok || !QDir::isAbsolutePath(file.path) || reader > quint8(DetailsCacheFile::Reader::ollamaConfig))
-        return std::nullopt;
-    return std::make_pair(key, details);
+    const QByteArray utf8 = text.toUtf8();
+    put(out, qint64(utf8.size()));
+    out += utf8;
+}
+
+// Reads the contents front to back; after the first thing that does not fit, `fits` is
+// false and everything reads as zero or empty.
+class Contents
+{
+public:
+    explicit Contents(QByteArrayView bytes) : m_bytes(bytes, DetailsCacheFile::maximumSize) {}
+
+    bool fits() const { return m_fits; }
+    qint64 number()
+    {
+        qint64 value = 0;
+        m_fits = m_fits && m_bytes.read(m_position, value);
+        m_position += sizeof value;
+        return m_fits ? value : 0;
+    }
+    // A path, or a text as a reader gives it (ModelDetails::statedText); empty stays empty.
+    QString text(qint64 longest, bool stated)
+    {
+        const qint64 length = number();
+        const uchar *bytes = m_fits && length >= 0 && length <= longest ? m_bytes.at(m_position, length) : nullptr;
+        m_fits = m_fits && bytes;
+        if (!m_fits || length == 0)
+            return {};
+        m_position += length;
+        const QByteArrayView utf8(bytes, length);
+        const QString text = stated ? ModelDetails::statedText(utf8) : QString::fromUtf8(utf8);
+        m_fits = !text.isEmpty();
+        return text;
+    }
+    std::optional<qint64> count()
+    {
+        const qint64 value = number();
+        m_fits = m_fits && value >= unknownCount;
+        return value == unknownCount ? std::nullopt : std::optional<qint64>(value);
+    }
+
+private:
+    HeaderBytes m_bytes;
+    qint64 m_position = signature.size();
+    bool m_fits = true;
+};
+
+ModelDetails readDetails(Contents &in)
+{
+    ModelDetails details;
+    details.format = ModelDetails::Format(in.number());
+    details.architecture = in.text(ModelDetails::maximumTextSize, true);
+    details.parameters = in.count();
+    details.quantization = in.text(ModelDetails::maximumTextSize, true);
+    details.contextLength = in.count();
+    details.sizeLabel = in.text(ModelDetails::maximumTextSize, true);
+    details.name = in.text(ModelDetails::maximumTextSize, true);
+    return details;
 }
 
 } // namespace
@@ -47,27 +90,65 @@ QString DetailsCacheFile::defaultPath()
     return LastingCache::pathFor(QStringLiteral("details.cache"));
 }
 
-DetailsCacheFile::Entries DetailsCacheFile::load() const
+QByteArray DetailsCacheFile::encode(const QList<std::pair<Key, std::optional<ModelDetails>>> &entries)
 {
+    QByteArray out = signature.toByteArray();
+    put(out, version);
+    put(out, entries.size());
+    for (const auto &[key, details] : entries) {
+        const SHACacheKey &file = key.file;
+        put(out, file.path);
+        for (const qint64 number : {qint64(file.device), qint64(file.inode), file.fileSize, file.modifiedNs, file.changedNs,
+                                    qint64(key.reader), qint64(details.has_value())})
+            put(out, number);
+        if (!details)
+            continue;
+        put(out, qint64(details->format));
+        put(out, details->architecture);
+        put(out, details->parameters.value_or(unknownCount));
+        put(out, details->quantization);
+        put(out, details->contextLength.value_or(unknownCount));
+        put(out, details->sizeLabel);
+        put(out, details->name);
+    }
+    return out;
+}
+
+DetailsCacheFile::Entries DetailsCacheFile::decode(QByteArrayView bytes)
+{
+    Contents in(bytes);
+    const qint64 count = bytes.startsWith(signature) && in.number() == version ? in.number() : -1;
+    if (count < 0 || count > maximumEntries)
+        return {};
     Entries entries;
-    const QByteArray bytes = m_path.isEmpty() ? QByteArray() : RegularFile::readWhole(m_path, maximumSize).value_or(QByteArray());
-    if (!bytes.startsWith(signature))
-        return entries;
-    QDataStream stream(bytes.sliced(signature.size()));
-    stream.setVersion(streamVersion);
-    qint32 fileVersion = 0;
-    quint32 count = 0;
-    stream >> fileVersion >> count;
-    if (fileVersion != version || count > quint32(maximumEntries))
-        return entries;
     entries.reserve(count);
-    for (quint32 i = 0; i < count; ++i) {
-        const auto entry = readEntry(stream);
-        if (!entry)
-            return {}; // a damaged file: none of it is trusted
-        entries.insert(entry->first, entry->second);
+    for (qint64 i = 0; i < count; ++i) {
+        Key key;
+        SHACacheKey &file = key.file;
+        file.path = in.text(longestPath, false);
+        file.device = quint64(in.number());
+        file.inode = quint64(in.number());
+        file.fileSize = in.number();
+        file.modifiedNs = in.number();
+        file.changedNs = in.number();
+        const qint64 reader = in.number();
+        key.reader = Reader(reader);
+        const qint64 described = in.number();
+        std::optional<ModelDetails> details;
+        if (described == 1)
+            details = readDetails(in);
+        // A damaged file: none of it is trusted.
+        if (!in.fits() || !QDir::isAbsolutePath(file.path) || reader < 0 || reader > qint64(Reader::ollamaConfig)
+            || described < 0 || described > 1 || (details && details->formatKey().isEmpty()))
+            return {};
+        entries.insert(key, details);
     }
     return entries;
+}
+
+DetailsCacheFile::Entries DetailsCacheFile::load() const
+{
+    return m_path.isEmpty() ? Entries() : decode(RegularFile::readWhole(m_path, maximumSize).value_or(QByteArray()));
 }
 
 bool DetailsCacheFile::save(const Entries &entries) const
@@ -83,13 +164,7 @@ bool DetailsCacheFile::save(const Entries &entries) const
         if (!entries.contains(entry.key()) && SHACacheKey::forFile(entry.key().file.path) == entry.key().file)
             kept.append({entry.key(), entry.value()});
     }
-    QByteArray bytes = signature.toByteArray();
-    QDataStream stream(&bytes, QIODevice::Append);
-    stream.setVersion(streamVersion);
-    stream << qint32(version) << quint32(kept.size());
-    for (const auto &[key, details] : std::as_const(kept))
-        write(stream, key, details);
-    return LastingCache::write(m_path, bytes);
+    return LastingCache::write(m_path, encode(kept));
 }
 
 size_t qHash(const DetailsCacheFile::Key &key, size_t seed)

@@ -3,7 +3,9 @@
 #include "catalogue/ModelDetails.h"
 #include "duplicates/SHACacheKey.h"
 
+#include <QByteArray>
 #include <QHash>
+#include <QList>
 #include <QString>
 #include <optional>
 
@@ -13,12 +15,14 @@
 // change time). A file that says nothing is remembered too, so a damaged or hostile file
 // is not read again on every scan.
 //
-// A binary file (QDataStream, not JSON like the digest cache: it is read at the start of
-// every scan, and JSON took most of a scan of unchanged files): "stashwell-details\n",
-// the version, the count, then per entry the key's path, device, inode, size,
-// modification and change time, the reader, and the details if any. A file that is not
-// exactly that (damaged, foreign, of another version, larger than maximumSize, not a
-// regular file) is read as empty and replaced at the next save.
+// A binary file, not JSON like the digest cache: it is read at the start of every scan,
+// and reading JSON was most of a scan of unchanged files. "stashwell-details\n", then
+// 64-bit little-endian numbers and UTF-8 texts (each after its length): the version, the
+// count, and per entry the key's path, device, inode, size, modification and change
+// time, the reader, whether there are details, and their format, architecture,
+// parameters, quantization, context length, size label and name (-1 for an unknown
+// count). A file that is not exactly that (damaged, foreign, of another version, larger
+// than maximumSize, not a regular file) is read as empty and replaced at the next save.
 class DetailsCacheFile
 {
 public:
@@ -44,6 +48,10 @@ public:
     explicit DetailsCacheFile(const QString &path) : m_path(path) {}
 
     Entries load() const;
+    // The file's contents for these entries, and the entries of such contents (none when
+    // they are not exactly of that form).
+    static QByteArray encode(const QList<std::pair<Key, std::optional<ModelDetails>>> &entries);
+    static Entries decode(QByteArrayView bytes);
     // Writes `entries` (what a scan looked up or read) and those on disk whose file has
     // not changed since, at most maximumEntries, `entries` first. Written aside and
     // renamed into place, so a reader never sees half a file. False when it could not be

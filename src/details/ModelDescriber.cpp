@@ -3,6 +3,7 @@
 #include "details/ModelFileReader.h"
 #include "details/OllamaConfigReader.h"
 
+#include <QFileInfo>
 #include <QThread>
 
 #include <algorithm>
@@ -72,9 +73,11 @@ std::optional<ModelDetails> combined(const std::optional<ModelDetails> &weights,
 
 } // namespace
 
-ModelDescriber::ModelDescriber(const QString &cachePath)
-    : m_cache(cachePath), m_cached(std::async(std::launch::async, [cache = m_cache] { return cache.load(); }))
+ModelDescriber::ModelDescriber(const QString &cachePath) : m_cache(cachePath)
 {
+    // A small cache is read sooner than a thread starts: it is read when it is needed.
+    const bool large = QFileInfo(cachePath).size() > 256 * 1024;
+    m_cached = std::async(large ? std::launch::async : std::launch::deferred, [cache = m_cache] { return cache.load(); });
 }
 
 int ModelDescriber::describe(QList<DetectedModel> &models)
@@ -82,32 +85,33 @@ int ModelDescriber::describe(QList<DetectedModel> &models)
     const DetailsCacheFile::Entries cached = m_cached.get();
     QList<Key> unread;
     QHash<Key, qsizetype> unreadIndex; // a file two models share is read once
-    const auto lookUp = [&](const std::optional<Key> &key) {
-        Lookup lookup{key};
+    const auto lookUp = [&](Lookup &lookup) {
         if (!lookup.key)
-            return lookup;
+            return;
         if (const auto entry = cached.constFind(*lookup.key); entry != cached.cend()) {
             lookup.cached = &entry.value();
-        } else {
-            lookup.unread = unreadIndex.value(*lookup.key, unread.size());
-            if (lookup.unread == unread.size()) {
-                unreadIndex.insert(*lookup.key, lookup.unread);
-                unread.append(*lookup.key);
-            }
+            return;
         }
-        return lookup;
+        lookup.unread = unreadIndex.value(*lookup.key, unread.size());
+        if (lookup.unread == unread.size()) {
+            unreadIndex.insert(*lookup.key, lookup.unread);
+            unread.append(*lookup.key);
+        }
     };
 
     // The files as they are now (one lstat each), then where their answers are.
-    QList<std::pair<std::optional<Key>, std::optional<Key>>> keys(models.size());
+    QList<std::pair<Lookup, Lookup>> lookups(models.size());
     onEveryCore(models.size(), 500, [&](qsizetype i) {
         const DetectedModel &model = models[i];
-        if (!model.isLeftover() && model.problem.isEmpty())
-            keys[i] = {keyOf(model.primaryFile, Reader::weights), keyOf(model.configFile, Reader::ollamaConfig)};
+        if (!model.isLeftover() && model.problem.isEmpty()) {
+            lookups[i].first.key = keyOf(model.primaryFile, Reader::weights);
+            lookups[i].second.key = keyOf(model.configFile, Reader::ollamaConfig);
+        }
     });
-    QList<std::pair<Lookup, Lookup>> lookups(models.size());
-    for (qsizetype i = 0; i < models.size(); ++i)
-        lookups[i] = {lookUp(keys[i].first), lookUp(keys[i].second)};
+    for (auto &[weights, config] : lookups) {
+        lookUp(weights);
+        lookUp(config);
+    }
 
     // With nothing cached, reading the headers is most of a scan's work.
     QList<std::optional<ModelDetails>> read(unread.size());

@@ -15,8 +15,8 @@
 class ModelDescriber
 {
 public:
-    // Starts reading the lasting cache at once, on a thread of its own, so that a scan
-    // which makes its describer first does not wait for the cache after its walk.
+    // Starts reading a large lasting cache at once, on a thread of its own, so that a
+    // scan which makes its describer first does not wait for the cache after its walk.
     explicit ModelDescriber(const QString &cachePath = DetailsCacheFile::defaultPath());
 
     // Once only. Returns how many files it opened: none when the cache knew every one.
