@@ -32,17 +32,15 @@ std::optional<ModelDetails> readFile(const Key &key)
                                               : ModelFileReader::read(key.file.path);
 }
 
-// Runs job(0) to job(count - 1) on as many threads as the machine has cores, each
-// thread taking at least `perThread` of them (starting a thread costs about as much as
-// looking at a few hundred files' attributes).
-void onEveryCore(qsizetype count, qsizetype perThread, const std::function<void(qsizetype)> &job)
+// Runs job(0) to job(count - 1) on as many threads as the machine has cores.
+void onEveryCore(qsizetype count, const std::function<void(qsizetype)> &job)
 {
     std::atomic<qsizetype> next = 0;
     const auto work = [&] {
         for (qsizetype i = next++; i < count; i = next++)
             job(i);
     };
-    const qsizetype threads = std::clamp<qsizetype>(count / perThread, 1, std::max(1, QThread::idealThreadCount()));
+    const qsizetype threads = std::clamp<qsizetype>(count, 1, std::max(1, QThread::idealThreadCount()));
     std::vector<std::thread> helpers(size_t(threads - 1));
     for (std::thread &helper : helpers)
         helper = std::thread(work);
@@ -71,51 +69,66 @@ std::optional<ModelDetails> combined(const std::optional<ModelDetails> &weights,
     return details;
 }
 
+// The cache's entries whose files are as they were when they were kept (one lstat
+// each), by path and reader.
+ModelDescriber::CurrentEntries currentEntries(const DetailsCacheFile::Entries &entries)
+{
+    ModelDescriber::CurrentEntries current;
+    current.reserve(entries.size());
+    for (auto entry = entries.cbegin(); entry != entries.cend(); ++entry) {
+        const Key &key = entry.key();
+        if (SHACacheKey::forFile(key.file.path) == key.file)
+            current.insert({key.file.path, key.reader}, {key, entry.value()});
+    }
+    return current;
+}
+
 } // namespace
 
 ModelDescriber::ModelDescriber(const QString &cachePath) : m_cache(cachePath)
 {
-    // A small cache is read sooner than a thread starts: it is read when it is needed.
+    // A small cache is read and checked sooner than a thread starts: that is done when it
+    // is needed. A large one is read and checked against the files at once, on a thread
+    // of its own, while the scan walks the folders.
     const bool large = QFileInfo(cachePath).size() > 256 * 1024;
-    m_cached = std::async(large ? std::launch::async : std::launch::deferred, [cache = m_cache] { return cache.load(); });
+    m_cached = std::async(large ? std::launch::async : std::launch::deferred,
+                          [cache = m_cache] { return currentEntries(cache.load()); });
 }
 
 int ModelDescriber::describe(QList<DetectedModel> &models)
 {
-    const DetailsCacheFile::Entries cached = m_cached.get();
+    const CurrentEntries cached = m_cached.get();
     QList<Key> unread;
     QHash<Key, qsizetype> unreadIndex; // a file two models share is read once
-    const auto lookUp = [&](Lookup &lookup) {
-        if (!lookup.key)
-            return;
-        if (const auto entry = cached.constFind(*lookup.key); entry != cached.cend()) {
-            lookup.cached = &entry.value();
-            return;
+    const auto lookUp = [&](const QString &path, Reader reader) {
+        Lookup lookup;
+        if (path.isEmpty())
+            return lookup;
+        if (const auto entry = cached.constFind({path, reader}); entry != cached.cend()) {
+            lookup.key = entry->first;
+            lookup.cached = &entry->second;
+            return lookup;
         }
+        lookup.key = keyOf(path, reader); // a file the cache does not know as it is now
+        if (!lookup.key)
+            return lookup;
         lookup.unread = unreadIndex.value(*lookup.key, unread.size());
         if (lookup.unread == unread.size()) {
             unreadIndex.insert(*lookup.key, lookup.unread);
             unread.append(*lookup.key);
         }
+        return lookup;
     };
-
-    // The files as they are now (one lstat each), then where their answers are.
     QList<std::pair<Lookup, Lookup>> lookups(models.size());
-    onEveryCore(models.size(), 500, [&](qsizetype i) {
+    for (qsizetype i = 0; i < models.size(); ++i) {
         const DetectedModel &model = models[i];
-        if (!model.isLeftover() && model.problem.isEmpty()) {
-            lookups[i].first.key = keyOf(model.primaryFile, Reader::weights);
-            lookups[i].second.key = keyOf(model.configFile, Reader::ollamaConfig);
-        }
-    });
-    for (auto &[weights, config] : lookups) {
-        lookUp(weights);
-        lookUp(config);
+        if (!model.isLeftover() && model.problem.isEmpty())
+            lookups[i] = {lookUp(model.primaryFile, Reader::weights), lookUp(model.configFile, Reader::ollamaConfig)};
     }
 
     // With nothing cached, reading the headers is most of a scan's work.
     QList<std::optional<ModelDetails>> read(unread.size());
-    onEveryCore(unread.size(), 1, [&](qsizetype i) { read[i] = readFile(unread[i]); });
+    onEveryCore(unread.size(), [&](qsizetype i) { read[i] = readFile(unread[i]); });
     const auto answer = [&](const Lookup &lookup) -> const std::optional<ModelDetails> & {
         static const std::optional<ModelDetails> none;
         return lookup.cached ? *lookup.cached : lookup.unread >= 0 ? read[lookup.unread] : none;
@@ -137,4 +150,9 @@ int ModelDescriber::describe(QList<DetectedModel> &models)
         m_cache.save(known);
     }
     return int(unread.size());
+}
+
+size_t qHash(const ModelDescriber::FileRead &file, size_t seed)
+{
+    return qHashMulti(seed, file.path, int(file.reader));
 }

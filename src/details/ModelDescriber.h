@@ -15,8 +15,18 @@
 class ModelDescriber
 {
 public:
-    // Starts reading a large lasting cache at once, on a thread of its own, so that a
-    // scan which makes its describer first does not wait for the cache after its walk.
+    // One file as a reader reads it.
+    struct FileRead
+    {
+        QString path;
+        DetailsCacheFile::Reader reader = DetailsCacheFile::Reader::weights;
+        friend bool operator==(const FileRead &, const FileRead &) = default;
+    };
+    using CurrentEntries = QHash<FileRead, std::pair<DetailsCacheFile::Key, std::optional<ModelDetails>>>;
+
+    // Starts reading a large lasting cache and checking it against the files at once, on
+    // a thread of its own, so that a scan which makes its describer first does not wait
+    // for the cache after its walk.
     explicit ModelDescriber(const QString &cachePath = DetailsCacheFile::defaultPath());
 
     // Once only. Returns how many files it opened: none when the cache knew every one.
@@ -24,5 +34,7 @@ public:
 
 private:
     DetailsCacheFile m_cache;
-    std::future<DetailsCacheFile::Entries> m_cached;
+    std::future<CurrentEntries> m_cached;
 };
+
+size_t qHash(const ModelDescriber::FileRead &file, size_t seed = 0);
