@@ -87,18 +87,24 @@ QString ModelDetails::contextText(qint64 tokens)
 
 QString ModelDetails::summary() const
 {
-    QStringList parts;
+    // Built in place: the terminal prints one per model and the window draws one per row.
+    QString text;
+    const auto add = [&text](const QString &part) {
+        if (!text.isEmpty())
+            text += QStringLiteral(" \u00b7 ");
+        text += part;
+    };
     if (!architecture.isEmpty())
-        parts.append(architecture);
+        add(architecture);
     if (parameters)
-        parts.append(parameterText(*parameters));
+        add(parameterText(*parameters));
     else if (!sizeLabel.isEmpty())
-        parts.append(sizeLabel);
+        add(sizeLabel);
     if (!quantization.isEmpty())
-        parts.append(quantization);
+        add(quantization);
     if (contextLength)
-        parts.append(contextText(*contextLength));
-    return parts.join(QStringLiteral(" \u00b7 "));
+        add(contextText(*contextLength));
+    return text;
 }
 
 ModelDetails ModelDetails::completedBy(const ModelDetails &other) const
