@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
 # Builds the fuzz targets in fuzz/ with clang into build-fuzz/ (or $STASHWELL_FUZZ_BUILD_DIR)
-# and runs each for a short time ($STASHWELL_FUZZ_SECONDS, default 30) over its seed
+# and runs each for a short time ($STASHWELL_FUZZ_SECONDS, default 15) over its seed
 # corpus in tests/fuzz-corpus/<target>/. Skipped, with a line saying why, when clang or
 # its libFuzzer runtime is not installed. Exits 1 when a target finds a fault; the input
 # that caused it is kept in the build folder's artifacts/.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${STASHWELL_FUZZ_BUILD_DIR:-$root/build-fuzz}
-seconds=${STASHWELL_FUZZ_SECONDS:-30}
+seconds=${STASHWELL_FUZZ_SECONDS:-15}
 targets=(fuzz_ollama_manifest fuzz_blob_references fuzz_custom_folders fuzz_settings_file fuzz_hf_repository
-    fuzz_launch_settings)
+    fuzz_launch_settings fuzz_gguf_header fuzz_safetensors_header fuzz_ollama_config fuzz_details_cache)
 
 skip() {
     echo "fuzzing skipped: $*"
@@ -43,6 +43,9 @@ dictionary() {
     case "$1" in
     fuzz_ollama_manifest | fuzz_blob_references) echo "$root/fuzz/ollama_manifest.dict" ;;
     fuzz_launch_settings) echo "$root/fuzz/launch_settings.dict" ;;
+    fuzz_gguf_header) echo "$root/fuzz/gguf.dict" ;;
+    fuzz_safetensors_header | fuzz_ollama_config) echo "$root/fuzz/safetensors.dict" ;;
+    fuzz_details_cache) echo "$root/fuzz/details_cache.dict" ;;
     *) echo "$root/fuzz/settings.dict" ;;
     esac
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "catalogue/DuplicateVerificationStatus.h"
+#include "catalogue/ModelDetails.h"
 #include "catalogue/SourceTool.h"
 
 #include <QDateTime>
@@ -30,6 +31,12 @@ struct DetectedModel
     // from it. Scanners set it from the sizes they already read; empty when none is known.
     QString primaryFile;
     qint64 primaryFileSize = -1;
+    // A small file the application keeps beside the weights that says what the model is
+    // (an Ollama model's config blob); empty when there is none.
+    QString configFile;
+    // What the model is, read from its primary file (and config file) by the scan;
+    // absent when they do not say or cannot be read.
+    std::optional<ModelDetails> details;
     qint64 sizeBytes = 0;
     QDateTime lastModified;
     bool isOrphaned = false;

@@ -8,8 +8,9 @@ const char *const sortOption = "--sort KEY";
 
 // The options that pick and order entries, the same for scan, verify and trash.
 const QList<CliHelp::Option> selectorOptions{
-    {sortOption, "order by size (largest first), name, date (newest first) or\n"
-                 "source, as one list, instead of the window's sections"},
+    {sortOption, "order by size (largest first), name, date (newest\n"
+                 "first), source or parameters (most first), as one list,\n"
+                 "instead of the window's sections"},
     {"--reverse", "the order backwards"},
     {"--limit N", "only the first N entries, after ordering"},
     {"--only TYPE", "only orphans, leftovers, duplicates or models (every entry\n"
@@ -74,9 +75,11 @@ const QList<CliHelp::Command> &CliHelp::commands()
          "list every model with its size, date and duplicate mark",
          "Lists every model in the window's order: orphaned models first (their\n"
          "application is gone), then leftovers, then each application's, then your\n"
-         "own folders'. Each line shows the size, the date and any duplicate mark; the\n"
-         "total and the space you can reclaim follow. The options below narrow and\n"
-         "order the list, for example: scan --sort size --limit 10.",
+         "own folders'. Each line shows the size, the date and any duplicate mark, and\n"
+         "the line under it what the model is (architecture, parameters, quantization,\n"
+         "context) when its files say; the total and the space you can reclaim follow.\n"
+         "The options below narrow and order the list, for example:\n"
+         "scan --sort size --limit 10.",
          QList<Option>{{"--json", "print one JSON object instead of text (see stashwell-cli(1))"},
                        {"--paths", "list each model's files under its line"},
                        {sourceOption, "only models from this source; may be given again"}}

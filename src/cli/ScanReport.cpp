@@ -109,6 +109,9 @@ QString ScanReport::text() const
             if (!model.problem.isEmpty())
                 line += QStringLiteral("  [cannot be moved: ") + model.problem + QLatin1Char(']');
             out += printable(line) + QLatin1Char('\n');
+            // With --paths the lines under a model stay its files, as they always were.
+            if (model.details && !withPaths)
+                out += QStringLiteral("    ") + printable(model.details->summary()) + QLatin1Char('\n');
             for (const QString &path : withPaths ? model.filePaths : QStringList())
                 out += QStringLiteral("      ") + printable(path) + QLatin1Char('\n');
         }
@@ -157,6 +160,7 @@ QJsonObject ScanReport::modelJson(const DetectedModel &model, const DuplicateCop
     for (const int part : model.missingParts)
         missing.append(part);
     object.insert(QStringLiteral("missingParts"), missing);
+    object.insert(QStringLiteral("details"), model.details ? QJsonValue(model.details->toJson()) : QJsonValue(QJsonValue::Null));
     return object;
 }
 

@@ -12,7 +12,7 @@ struct ScanReport
 {
     QList<DetectedModel> models;
     QStringList unreadableFolders; // known model folders that exist but cannot be read
-    bool withPaths = false;        // the text lists each model's files under its line
+    bool withPaths = false;        // the text lists each model's files under its line (not what it is)
     // An order asked for: the text is then one list in the order of `models`, each line
     // naming its source, instead of the window's sections.
     ModelOrder::Key order = ModelOrder::Key::window;
@@ -25,7 +25,8 @@ struct ScanReport
     qsizetype notComparedByContent = 0; // see ScanResult
 
     // Sections in the window's order (or the one list in the order asked for), each model
-    // with its size, date and duplicate mark, then the totals and the reclaimable space.
+    // with its size, date and duplicate mark and, under it, what the model is when its
+    // files say; then the totals and the reclaimable space.
     QString text() const;
     QJsonObject json() const;
 

@@ -11,8 +11,13 @@ const KeyTable<ModelOrder::Key> &keys()
         {ModelOrder::Key::name, QStringLiteral("name")},
         {ModelOrder::Key::date, QStringLiteral("date")},
         {ModelOrder::Key::source, QStringLiteral("source")},
+        {ModelOrder::Key::parameters, QStringLiteral("parameters")},
     };
     return table;
+}
+qint64 parameterCount(const DetectedModel &model)
+{
+    return model.details && model.details->parameters ? *model.details->parameters : -1;
 }
 } // namespace
 
@@ -28,6 +33,7 @@ bool ModelOrder::operator()(const DetectedModel &a, const DetectedModel &b) cons
     case Key::name: return m_names.compare(a.displayName, b.displayName) < 0;
     case Key::date: return a.lastModified > b.lastModified;
     case Key::source: return ModelSection::sourceComesBefore(a.sourceTool, b.sourceTool, m_names);
+    case Key::parameters: return parameterCount(a) > parameterCount(b);
     }
     return false;
 }

@@ -5,13 +5,14 @@
 #include <QCollator>
 #include <optional>
 
-// An order a person can ask for: largest first, by name, newest first, or by source;
+// An order a person can ask for: largest first, by name, newest first, by source, or most
+// parameters first (a model whose count is unknown after every counted one);
 // `window` is the list's own order and never moves a row. Used as a "comes before" test
 // with a stable sort, so ties keep the order they had.
 class ModelOrder
 {
 public:
-    enum class Key { window, size, name, date, source };
+    enum class Key { window, size, name, date, source, parameters };
 
     explicit ModelOrder(Key key);
 
@@ -21,7 +22,7 @@ public:
     // "size", "name", "date", "source" in any case; "window" is no order to ask for.
     static std::optional<Key> fromKey(const QString &text);
     static QString key(Key key);
-    static QStringList acceptedKeys(); // size, name, date, source
+    static QStringList acceptedKeys(); // size, name, date, source, parameters
 
 private:
     Key m_key;

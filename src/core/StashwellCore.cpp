@@ -2,6 +2,7 @@
 
 #include "core/OllamaLeftovers.h"
 #include "deletion/FreedSpace.h"
+#include "details/ModelDescriber.h"
 #include "deletion/ModelDeleter.h"
 #include "duplicates/DuplicateDetector.h"
 #include "scanning/ModelScanner.h"
@@ -26,10 +27,12 @@ ModelScanner StashwellCore::scanner() const
 
 ScanResult StashwellCore::scan() const
 {
+    ModelDescriber describer; // reads the details cache while the folders are walked
     const QList<OllamaStore> stores = m_machine.ollamaStores();
     ScanResult result = ModelScanner(AppDetectionService(m_machine.appLocations), OllamaScanner(stores)).scan();
     // Whether a blob is unused is the deletion's reference count's answer, over every store.
     result.models += OllamaLeftovers::find(stores);
+    describer.describe(result.models);
     return result;
 }
 

@@ -38,7 +38,8 @@ public:
     explicit StashwellCore(Machine machine = Machine::current());
     ~StashwellCore();
 
-    // One complete scan: every source, orphans marked, custom folders, likely duplicates.
+    // One complete scan: every source, orphans marked, custom folders, likely duplicates,
+    // and what each model is, as its files say (read once, then from the lasting cache).
     ScanResult scan() const;
     // Known model folders that exist but cannot be read (a few existence tests).
     QStringList unreadableModelFolders() const;

@@ -1,15 +1,10 @@
 #include "duplicates/DigestCacheFile.h"
 
-#include "files/RegularFile.h"
+#include "files/LastingCache.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
-#include <QStandardPaths>
-
 
 namespace {
 
@@ -61,21 +56,13 @@ bool addEntry(const QJsonObject &entry, DigestCacheFile::Digests &digests)
 
 QString DigestCacheFile::defaultPath()
 {
-    const QString cacheHome = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
-    return cacheHome.isEmpty() ? QString() : cacheHome + QStringLiteral("/Stashwell/digests.json");
+    return LastingCache::pathFor(QStringLiteral("digests.json"));
 }
 
 DigestCacheFile::Digests DigestCacheFile::load() const
 {
     Digests digests;
-    if (m_path.isEmpty())
-        return digests;
-    const QJsonObject root = QJsonDocument::fromJson(RegularFile::readSmall(m_path, maximumSize).value_or(QByteArray())).object();
-    if (root.value(QStringLiteral("format")).toString() != formatName
-        || root.value(QStringLiteral("version")).toInteger() != version)
-        return digests;
-    const QJsonArray entries = root.value(QStringLiteral("entries")).toArray();
-    for (const QJsonValue &entry : entries)
+    for (const QJsonValue &entry : LastingCache::readEntries(m_path, formatName, version, maximumSize))
         addEntry(entry.toObject(), digests);
     return digests;
 }
@@ -93,19 +80,5 @@ bool DigestCacheFile::save(const Digests &digests) const
         if (SHACacheKey::forFile(entry.key().path) == entry.key())
             entries.append(toJson(entry.key(), entry.value()));
     }
-    const QJsonObject root{
-        {QStringLiteral("format"), formatName},
-        {QStringLiteral("version"), version},
-        {QStringLiteral("entries"), entries},
-    };
-
-    const QString folder = QFileInfo(m_path).path();
-    if (!QDir().mkpath(folder))
-        return false;
-    QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-    QSaveFile file(m_path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    file.write(QJsonDocument(root).toJson(QJsonDocument::Compact));
-    return file.commit();
+    return LastingCache::writeEntries(m_path, formatName, version, entries);
 }

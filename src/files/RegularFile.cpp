@@ -98,3 +98,4 @@ RegularFile::~RegularFile()
     if (m_descriptor >= 0)
         ::close(m_descriptor);
 }
+

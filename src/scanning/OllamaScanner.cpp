@@ -82,8 +82,11 @@ QList<DetectedModel> OllamaScanner::scanStore(const OllamaStore &store)
                 continue;
             model.filePaths.append(blobPath);
             // The weights are the largest blob; a link in a blob's place is never read.
-            if (blob.isFile() && !blob.isSymLink())
+            if (blob.isFile() && !blob.isSymLink()) {
                 model.offerPrimaryFile(blobPath, blob.size());
+                if (digest == manifest->config.digest)
+                    model.configFile = blobPath;
+            }
         }
         models.append(model);
     });

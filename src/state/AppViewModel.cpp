@@ -319,7 +319,8 @@ QVariantList AppViewModel::selectedModelSummaries() const
                                      {QStringLiteral("sizeText"), ByteCountFormatter::format(model.sizeBytes)},
                                      {QStringLiteral("kind"), model.leftoverDescription()},
                                      {QStringLiteral("note"), ModelListModel::note(model)},
-                                     {QStringLiteral("accessibleName"), ModelListModel::accessibleName(model)}});
+                                     {QStringLiteral("accessibleName"), ModelListModel::accessibleName(model)},
+                                     {QStringLiteral("quantization"), model.details ? model.details->quantization : QString()}});
     }
     return summaries;
 }

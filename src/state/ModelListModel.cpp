@@ -34,6 +34,14 @@ std::optional<ModelOrder::Key> rowOrder(const QString &name)
     return name == QLatin1String("scan") ? ModelOrder::Key::window : ModelOrder::fromKey(name);
 }
 
+// What the search field finds a model by, besides its name and source.
+bool detailsContain(const DetectedModel &model, const QString &text)
+{
+    return model.details
+        && (model.details->architecture.contains(text, Qt::CaseInsensitive)
+            || model.details->quantization.contains(text, Qt::CaseInsensitive));
+}
+
 QString badgeName(const DetectedModel &model)
 {
     if (!model.duplicateGroup)
@@ -108,7 +116,10 @@ QString ModelListModel::accessibleName(const DetectedModel &model)
 
 QString ModelListModel::accessibleDescription(const DetectedModel &model, const QString &alsoIn)
 {
-    QStringList lines{modifiedText(model.lastModified)};
+    QStringList lines;
+    if (model.details)
+        lines.append(model.details->summary());
+    lines.append(modifiedText(model.lastModified));
     if (!alsoIn.isEmpty())
         lines.append(alsoIn);
     if (badgeName(model) == QLatin1String("unable"))
@@ -146,7 +157,7 @@ QHash<int, QByteArray> ModelListModel::roleNames() const
             {SubtitleRole, "subtitle"},       {NoteRole, "note"},
             {LibraryCacheRole, "libraryCache"}, {SymbolRole, "symbol"},
             {AccessibleNameRole, "accessibleName"}, {AccessibleDescriptionRole, "accessibleDescription"},
-            {AlsoInRole, "alsoIn"}};
+            {AlsoInRole, "alsoIn"}, {DetailsRole, "details"}};
 }
 
 QVariant ModelListModel::data(const QModelIndex &index, int role) const
@@ -200,6 +211,7 @@ QVariant ModelListModel::data(const QModelIndex &index, int role) const
     case AccessibleNameRole: return accessibleName(model);
     case AccessibleDescriptionRole: return accessibleDescription(model, m_copies.alsoIn(model));
     case AlsoInRole: return m_copies.alsoIn(model);
+    case DetailsRole: return model.details ? model.details->summary() : QString();
     default: return {};
     }
 }
@@ -236,7 +248,7 @@ QList<qsizetype> ModelListModel::shownRows(const QList<qsizetype> &sectionRows) 
     for (const qsizetype index : sectionRows) {
         const DetectedModel &model = (*m_models)[index];
         if (wanted.isEmpty() || model.displayName.contains(wanted, Qt::CaseInsensitive)
-            || model.sourceTool.description().contains(wanted, Qt::CaseInsensitive))
+            || model.sourceTool.description().contains(wanted, Qt::CaseInsensitive) || detailsContain(model, wanted))
             rows.append(index);
     }
     if (const ModelOrder::Key key = rowOrder(m_sortOrder).value_or(ModelOrder::Key::window); key != ModelOrder::Key::window) {

@@ -12,10 +12,12 @@
 class ModelListModel : public QAbstractListModel
 {
     Q_OBJECT
-    // Rows whose name or source contains this text (any case); empty shows every row.
+    // Rows whose name, source, architecture or quantization contains this text (any
+    // case); empty shows every row.
     Q_PROPERTY(QString filterText READ filterText WRITE setFilterText NOTIFY filterTextChanged)
     // How rows are ordered within each section: "scan" (the scan's own order), "size"
-    // (largest first), "name", "date" (newest first) or "source". Sections keep their order.
+    // (largest first), "name", "date" (newest first), "source" or "parameters" (most first,
+    // those of unknown count last). Sections keep their order.
     Q_PROPERTY(QString sortOrder READ sortOrder WRITE setSortOrder NOTIFY sortOrderChanged)
     // The row that has the keyboard: always a model row, or -1 while none is shown. It
     // follows its model when the rows are rebuilt (a search, another order, a rescan that
@@ -48,6 +50,7 @@ public:
         AccessibleNameRole, // what a screen reader says for the row: accessibleName()
         AccessibleDescriptionRole, // and after it: accessibleDescription()
         AlsoInRole,         // where a duplicate's other copies are: "Also in LM Studio, Jan"; else empty
+        DetailsRole,        // what the model is, when its files say: "llama · 8.0B · Q4_K_M · 128K context"
     };
     Q_ENUM(Role)
 
@@ -74,7 +77,8 @@ public:
     // mark the eye gets from its subtitle, badge and notes ("orphaned", "likely
     // duplicate", ...), as one list separated by commas.
     static QString accessibleName(const DetectedModel &model);
-    // What it says after the name: the date, where a duplicate's other copies are
+    // What it says after the name: what the model is when its files say, the date, where a
+    // duplicate's other copies are
     // (`alsoIn`), and the reason behind a mark that has one.
     static QString accessibleDescription(const DetectedModel &model, const QString &alsoIn = {});
 

@@ -110,7 +110,7 @@ Sheet {
                 id: summaryRow
                 required property var modelData
                 width: ListView.view.width
-                height: nameLabel.parent.implicitHeight + 20
+                height: nameLabel.parent.parent.implicitHeight + 20
                 radius: 12
                 color: Theme.quaternaryFill
                 Accessible.role: Accessible.ListItem
@@ -126,14 +126,33 @@ Sheet {
                         Layout.fillWidth: true
                         Layout.preferredWidth: 100
                         spacing: 1
-                        Label {
-                            id: nameLabel
-                            Accessible.ignored: true
+                        // The name, cut in the middle only when it must be, and right after it
+                        // the quantization: "llama3.1:8b Q4_K_M" and "llama3.1:8b Q8_0" are
+                        // different models.
+                        Item {
                             Layout.fillWidth: true
-                            text: modelData.name
-                            elide: Text.ElideMiddle
-                            font.pixelSize: Theme.calloutSize + 1
-                            color: Theme.text
+                            implicitHeight: nameLabel.implicitHeight
+                            Label {
+                                id: nameLabel
+                                Accessible.ignored: true
+                                width: Math.min(implicitWidth, parent.width - (quantizationLabel.visible ? quantizationLabel.implicitWidth + 6 : 0))
+                                text: modelData.name
+                                elide: Text.ElideMiddle
+                                font.pixelSize: Theme.calloutSize + 1
+                                color: Theme.text
+                            }
+                            Label {
+                                id: quantizationLabel
+                                objectName: "deleteRowQuantization"
+                                Accessible.ignored: true
+                                x: nameLabel.width + 6
+                                anchors.baseline: nameLabel.baseline
+                                visible: text !== ""
+                                text: modelData.quantization
+                                font.pixelSize: Theme.calloutSize
+                                font.weight: Font.Medium
+                                color: Theme.secondaryText
+                            }
                         }
                         Label {
                             objectName: "deleteRowNote"

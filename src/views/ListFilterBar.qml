@@ -3,9 +3,10 @@ import Stashwell
 import QtQuick.Controls
 import QtQuick.Layouts
 
-// Above the list: a search field that narrows the rows to names or sources holding
-// the text as the user types, and the order of the rows within each section. Escape
-// in the field clears it, and from an empty field goes back to the list, as Down does.
+// Above the list: a search field that narrows the rows to names, sources,
+// architectures or quantizations holding the text as the user types, and the order of
+// the rows within each section. Escape in the field clears it, and from an empty field
+// goes back to the list, as Down does.
 RowLayout {
     id: bar
     readonly property var list: AppViewModel.modelList
@@ -24,7 +25,7 @@ RowLayout {
         id: search
         objectName: "searchField"
         Layout.fillWidth: true
-        placeholderText: "Search by name or source"
+        placeholderText: "Search by name, source, architecture or quantization"
         text: bar.list.filterText
         selectByMouse: true
         leftPadding: 12
@@ -62,7 +63,8 @@ RowLayout {
             { text: "Scan Order", value: "scan" },
             { text: "Size", value: "size" },
             { text: "Name", value: "name" },
-            { text: "Date", value: "date" }
+            { text: "Date", value: "date" },
+            { text: "Parameters", value: "parameters" }
         ]
         font.pixelSize: Theme.bodySize
         Layout.preferredWidth: 140

@@ -4,9 +4,10 @@ import QtQuick.Controls
 import QtQuick.Layouts
 
 // One model: a checkbox, its name (cut in the middle when long), under it the source of
-// an orphan or what a leftover is and where a duplicate's other copies are, its size,
-// its date and its duplicate badge. To a screen reader the whole row is one check box,
-// checked when the model is selected, whose name says in words what the columns show.
+// an orphan or what a leftover is, what the model is (architecture, parameters,
+// quantization, context) and where a duplicate's other copies are, its size, its date
+// and its duplicate badge. To a screen reader the whole row is one check box, checked
+// when the model is selected, whose name says in words what the columns show.
 Rectangle {
     id: row
     property var entry
@@ -71,7 +72,7 @@ Rectangle {
             spacing: 1
             Label {
                 objectName: "modelName"
-            Accessible.ignored: true
+                Accessible.ignored: true
                 Layout.fillWidth: true
                 text: row.entry?.title ?? ""
                 elide: Text.ElideMiddle
@@ -82,11 +83,22 @@ Rectangle {
             }
             Label {
                 objectName: "sourceLabel"
-            Accessible.ignored: true
+                Accessible.ignored: true
                 visible: row.entry?.showSourceLabel ?? false
                 text: row.entry?.subtitle ?? ""
                 font.pixelSize: Theme.subheadlineSize
                 font.weight: Font.Medium
+                color: Theme.secondaryText
+            }
+            Label {
+                objectName: "detailsLabel"
+                Accessible.ignored: true
+                Layout.fillWidth: true
+                visible: text !== ""
+                text: row.entry?.details ?? ""
+                elide: Text.ElideRight
+                maximumLineCount: 1
+                font.pixelSize: Theme.subheadlineSize
                 color: Theme.secondaryText
             }
             Label {

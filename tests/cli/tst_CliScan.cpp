@@ -1,3 +1,4 @@
+#include "support/GgufWriter.h"
 #include "support/HomeScan.h"
 #include "support/OllamaFixture.h"
 
@@ -36,7 +37,10 @@ class TestCliScan : public QObject
         const QString program = home.writeFile(QStringLiteral("bin/ollama"), QByteArray("#!/bin/sh\n"));
         QFile::setPermissions(program, QFile::permissions(program) | QFile::ExeUser | QFile::ExeOther);
 
-        home.writeFile(QStringLiteral(".lmstudio/models/lmstudio-community/Llama-3-8B-GGUF/Llama-3-8B-Q4_K_M.gguf"), 2000);
+        // Two models say what they are: a GGUF header, and llama3's config blob (shared by phi).
+        GgufWriter().text("general.architecture", "llama").number("general.file_type", 15).number("llama.context_length", 4096)
+            .tensor("w", {64, 2}, GgufWriter::f32).write(home, QStringLiteral(".lmstudio/models/lmstudio-community/Llama-3-8B-GGUF/Llama-3-8B-Q4_K_M.gguf"), 2000);
+        home.writeFile(QStringLiteral(".ollama/models/blobs/sha256-ccc"), QByteArray(R"({"model_family":"llama","model_type":"8.0B","file_type":"Q4_0"})").leftJustified(100));
         home.writeFile(QStringLiteral("Applications/LM-Studio-0.3.5-x64.AppImage"), 10);
 
         home.writeFile(QStringLiteral(".local/share/Jan/data/llamacpp/models/qwen2.5-7b/model.gguf"), 700);
@@ -95,6 +99,11 @@ private slots:
         QCOMPARE(byName.value(QStringLiteral("llama3-latest")).value(QStringLiteral("source")).toString(), QStringLiteral("Models"));
         QVERIFY(byName.value(QStringLiteral("tiny")).value(QStringLiteral("duplicateGroup")).isNull());
         QCOMPARE(llama.value(QStringLiteral("verification")).toString(), QStringLiteral("unverified"));
+        QCOMPARE(llama[u"details"_s].toObject(), (QJsonObject{{u"format"_s, u"ollama"_s}, {u"architecture"_s, u"llama"_s},
+            {u"parameters"_s, QJsonValue()}, {u"quantization"_s, u"Q4_0"_s}, {u"contextLength"_s, QJsonValue()}, {u"sizeLabel"_s, u"8.0B"_s}}));
+        QCOMPARE(byName[u"Llama-3-8B-GGUF"_s][u"details"_s].toObject(), (QJsonObject{{u"format"_s, u"gguf"_s},
+            {u"architecture"_s, u"llama"_s}, {u"parameters"_s, 128}, {u"quantization"_s, u"Q4_K_M"_s}, {u"contextLength"_s, 4096}}));
+        QVERIFY(byName[u"qwen2.5-7b"_s][u"details"_s].isNull());
 
         const qint64 total = 10100 + 450 + 2000 + 404 + 707 + 900 + 600 + 1 + 10100;
         QCOMPARE(report.value(QStringLiteral("totalSize")).toInteger(), total);
@@ -114,6 +123,8 @@ private slots:
                                        QStringLiteral("Models"), QStringLiteral("Models 10"), QStringLiteral("Total: 25 KB in 9 models"),
                                        QStringLiteral("Reclaimable: 13 KB")}));
         QVERIFY(text.contains(QStringLiteral("  llama3:latest  10 KB  Modified ")));
+        QVERIFY(text.contains(u"  Llama-3-8B-GGUF  2 KB  Modified %1\n    llama \u00b7 128 \u00b7 Q4_K_M \u00b7 4K context\n"_s
+                                  .arg(text.section(u"Llama-3-8B-GGUF  2 KB  Modified "_s, 1).section(u'\n', 0, 0))));
         QVERIFY(text.contains(QStringLiteral("(likely duplicate)")));
         QVERIFY(text.contains(QStringLiteral("  sd_v1.5  [Draw Things]  600 bytes")));
 

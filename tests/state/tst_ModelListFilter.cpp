@@ -46,16 +46,21 @@ private slots:
         QTest::newRow("source") << u"archive"_s << u"size"_s << QStringList{u"# Archive 1 5"_s, u"delta"_s};
         QTest::newRow("nothing") << u"zzz"_s << u"scan"_s << QStringList();
         QTest::newRow("unknown order keeps scan order") << QString() << u"colour"_s << scanOrder;
+        QTest::newRow("parameters, unknown last") << QString() << u"parameters"_s << QStringList{u"# LM Studio 3 60"_s, u"beta"_s, u"gamma"_s, u"Alpha"_s, u"# Archive 1 5"_s, u"delta"_s};
+        QTest::newRow("quantization") << u"q8"_s << u"scan"_s << QStringList{u"# LM Studio 1 30"_s, u"gamma"_s};
+        QTest::newRow("architecture") << u"LLAMA"_s << u"scan"_s << QStringList{u"# LM Studio 1 10"_s, u"beta"_s};
     }
     void searchNarrowsAndSortOrdersWithinSections()
     {
         QFETCH(QString, filter);
         QFETCH(QString, order);
         QFETCH(QStringList, expected);
-        const QList<DetectedModel> models{model(QStringLiteral("beta"), SourceTool::Kind::lmStudio, 10, 1),
-                                          model(QStringLiteral("Alpha"), SourceTool::Kind::lmStudio, 20, 9),
-                                          model(QStringLiteral("gamma"), SourceTool::Kind::lmStudio, 30, 5),
-                                          model(QStringLiteral("delta"), SourceTool::custom(QStringLiteral("Archive")), 5, 2)};
+        QList<DetectedModel> models{model(QStringLiteral("beta"), SourceTool::Kind::lmStudio, 10, 1),
+                                    model(QStringLiteral("Alpha"), SourceTool::Kind::lmStudio, 20, 9),
+                                    model(QStringLiteral("gamma"), SourceTool::Kind::lmStudio, 30, 5),
+                                    model(QStringLiteral("delta"), SourceTool::custom(QStringLiteral("Archive")), 5, 2)};
+        models[0].details = ModelDetails{ModelDetails::Format::gguf, u"llama"_s, 8'000'000'000, u"Q4_K_M"_s, {}, {}, {}};
+        models[2].details = ModelDetails{ModelDetails::Format::gguf, u"qwen2"_s, 1'500'000'000, u"Q8_0"_s, {}, {}, {}};
         ModelListModel list;
         list.setModels(&models, {});
         list.setSortOrder(order);

@@ -1,6 +1,7 @@
 #include "support/FileTreeSnapshot.h"
 
 #include "deletion/StoreLock.h"
+#include "files/LastingCache.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -60,13 +61,19 @@ QStringList FileTreeSnapshot::problemsAfterTrashing(const FileTreeSnapshot &befo
                                                     const QString &trash) const
 {
     const QByteArray trashRelative = relative(trash);
-    const QByteArray lockRelative = relative(StoreLock::folder());
+    // Stashwell's own folders (its locks, its caches) may change; nothing else may.
+    const QList<QByteArray> ownFolders{relative(StoreLock::folder()), relative(QFileInfo(LastingCache::pathFor(QStringLiteral("-"))).path())};
     std::map<QByteArray, QByteArray> records; // original -> entry, of records that were not there before
     QStringList problems = readRecords(trashRelative, records);
     std::erase_if(records, [&](const auto &record) {
         return before.m_entries.count(trashRelative + "/info/" + record.second + ".trashinfo") > 0;
     });
     const auto isBelow = [](const QByteArray &path, const QByteArray &folder) { return path == folder || path.startsWith(folder + '/'); };
+    const auto isOwn = [&](const QByteArray &path) {
+        return std::any_of(ownFolders.cbegin(), ownFolders.cend(), [&](const QByteArray &own) {
+            return isBelow(path, own) || own.startsWith(path + '/');
+        });
+    };
     QList<QByteArray> movedRelative;
     for (const QString &path : moved) {
         movedRelative << relative(path);
@@ -90,12 +97,14 @@ QStringList FileTreeSnapshot::problemsAfterTrashing(const FileTreeSnapshot &befo
         // Folders that lost or gained an entry change their time, nothing else.
         const bool folderTime = now != m_entries.end() && S_ISDIR(state.mode) && now->second.mode == state.mode
             && now->second.inode == state.inode;
+        if (isOwn(path))
+            continue;
         if (now == m_entries.end() ? !wasMoved : !(now->second == state) && !folderTime)
             problems << (now == m_entries.end() ? QStringLiteral("removed ") : QStringLiteral("changed ")) + shown(path);
     }
     for (const auto &[path, state] : m_entries) {
-        if (!before.m_entries.count(path) && !isBelow(path, trashRelative) && !isBelow(path, lockRelative)
-            && !trashRelative.startsWith(path + '/') && !lockRelative.startsWith(path + '/'))
+        if (!before.m_entries.count(path) && !isBelow(path, trashRelative) && !trashRelative.startsWith(path + '/')
+            && !isOwn(path))
             problems << QStringLiteral("added ") + shown(path);
         if (isBelow(path, trashRelative + "/files") && path.count('/') == trashRelative.count('/') + 2
             && !m_entries.count(trashRelative + "/info/" + path.mid(trashRelative.size() + 7) + ".trashinfo"))

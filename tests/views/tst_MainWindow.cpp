@@ -2,6 +2,7 @@
 
 #include "catalogue/ByteCountFormatter.h"
 #include "preferences/PersistenceService.h"
+#include "support/GgufWriter.h"
 #include "support/OllamaFixture.h"
 
 #include <QDesktopServices>
@@ -144,7 +145,8 @@ private slots:
         installProgram(home, QStringLiteral("ollama"));
         OllamaFixture(home).addModel(QStringLiteral("library/llama3/latest"), {{"sha256:c", 1}, {"sha256:a1", 20}});
         installProgram(home, QStringLiteral("lm-studio"));
-        home.writeFile(QStringLiteral(".lmstudio/models/pub/solo/solo.gguf"), 1500);
+        GgufWriter().text("general.architecture", "llama").number("general.file_type", 15).number("llama.context_length", 4096)
+            .tensor("w", {64, 2}, GgufWriter::f32).write(home, QStringLiteral(".lmstudio/models/pub/solo/solo.gguf"), 1500);
         home.writeFile(QStringLiteral("Copies/solo.gguf"), 1500); // a likely duplicate worth reclaiming
         PersistenceService().save({home.filePath(QStringLiteral("Copies"))});
         const QString closed = home.makeDir(QStringLiteral("closed/models"));
@@ -165,6 +167,15 @@ private slots:
         QVERIFY(!ui.shown(QStringLiteral("sourceLabel"), rowTitled(ui, QStringLiteral("solo"))));
         QCOMPARE(ui.text(QStringLiteral("sectionSize"), rowTitled(ui, QStringLiteral("Ollama"))), QStringLiteral("21 bytes"));
         QCOMPARE(badge(ui, QStringLiteral("solo")), QStringLiteral("likely"));
+        // What a model is shows under its name when its file says; the confirmation names its quantization.
+        QCOMPARE(ui.text(QStringLiteral("detailsLabel"), rowTitled(ui, QStringLiteral("solo"))), QStringLiteral("llama \u00b7 128 \u00b7 Q4_K_M \u00b7 4K context"));
+        QVERIFY(!ui.shown(QStringLiteral("detailsLabel"), rowTitled(ui, QStringLiteral("left-behind"))));
+        select(ui, QStringLiteral("solo"));
+        ui.click(QStringLiteral("deleteButton"));
+        QTRY_VERIFY(ui.isOpen(QStringLiteral("deleteConfirmation")));
+        QCOMPARE(ui.text(QStringLiteral("deleteRowQuantization")), QStringLiteral("Q4_K_M"));
+        ui.key(Qt::Key_Escape, Qt::ControlModifier);
+        QTRY_VERIFY(!ui.isOpen(QStringLiteral("deleteConfirmation")));
 
         QCOMPARE(ui.text(QStringLiteral("countChip")), QStringLiteral("4 models"));
         QCOMPARE(ui.text(QStringLiteral("sizeChip")), QStringLiteral("3 KB"));
