@@ -22,8 +22,12 @@ qint64 reclaimableSize(const QList<DetectedModel> &models)
     QHash<QUuid, GroupSizes> groups;
     qint64 reclaimable = 0;
     for (const DetectedModel &model : models) {
-        if (model.isOrphaned || model.isLeftover())
+        // Each model counts once: an orphan in full, whatever group it is in, so the
+        // reclaimable space never exceeds the total.
+        if (model.isOrphaned || model.isLeftover()) {
             reclaimable = addSizes(reclaimable, model.sizeBytes);
+            continue;
+        }
         // Members known to be one file on disk: removing a name frees nothing.
         if (!model.duplicateGroup || model.duplicateVerificationStatus.isOneFileOnDisk())
             continue;
@@ -32,6 +36,7 @@ qint64 reclaimableSize(const QList<DetectedModel> &models)
         group.largest = group.any ? std::max(group.largest, model.sizeBytes) : model.sizeBytes;
         group.any = true;
     }
+    // Of the copies whose application is still there, each group keeps its largest.
     for (const GroupSizes &group : std::as_const(groups))
         reclaimable = addSizes(reclaimable, group.sum - group.largest);
     return reclaimable;

@@ -9,10 +9,10 @@ namespace ModelSummary {
 
 qint64 totalSize(const QList<DetectedModel> &models);
 
-// The orphans' and leftovers' sizes, plus for each duplicate group every member but its largest.
-// A model that is both an orphan and a smaller group member counts twice, on purpose:
-// both ways of reclaiming the space are offered to the user. A group whose members
-// verification found to be one file on disk adds nothing.
+// The orphans' and leftovers' sizes, plus for each duplicate group every member whose
+// application is still there but the largest of them. Every model counts once, so the
+// space never exceeds the total. A group whose members verification found to be one file
+// on disk adds nothing.
 qint64 reclaimableSize(const QList<DetectedModel> &models);
 
 // "1 model", "16 models", "16 models and 6 leftovers" when there are leftovers, or
